@@ -1,0 +1,11 @@
+#pragma once
+
+#include <bit>
+
+/// Marks what the library shows to its users; all else is hidden. A class template is marked on
+/// its declaration, and its instances are exported only if their argument types are visible too.
+#define SKELVAR_API __attribute__((visibility("default")))
+
+static_assert(std::endian::native == std::endian::little,
+              "Skelvar stores some fields of its files as raw memory; a big-endian host needs a "
+              "decision on those first");
