@@ -1,5 +1,6 @@
 # Settings that every target of the project shares.
 include(GNUInstallDirs)
+list(PREPEND CMAKE_MODULE_PATH ${CMAKE_CURRENT_LIST_DIR})
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -12,18 +13,40 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 if(NOT CMAKE_BUILD_TYPE)
   set(CMAKE_BUILD_TYPE Release)
 endif()
+# Programs of the build tree find the libraries where they were built, installed ones beside them.
+file(RELATIVE_PATH skelvar_bin_to_lib /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
+set(CMAKE_INSTALL_RPATH $ORIGIN $ORIGIN/${skelvar_bin_to_lib})
+# A soname carries what must stay binary compatible: in the 0 series the minor version too.
+if(PROJECT_VERSION_MAJOR EQUAL 0)
+  set(SKELVAR_SOVERSION 0.${PROJECT_VERSION_MINOR})
+else()
+  set(SKELVAR_SOVERSION ${PROJECT_VERSION_MAJOR})
+endif()
 
 find_program(SKELVAR_CCACHE ccache)
 if(SKELVAR_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   set(CMAKE_CXX_COMPILER_LAUNCHER ${SKELVAR_CCACHE})
 endif()
 
-find_package(Threads REQUIRED)
-find_package(TBB REQUIRED)
-find_package(Boost REQUIRED COMPONENTS filesystem thread)
-find_package(ZLIB REQUIRED)
-
 # Warnings, and floating point exactly as written: no contraction, never fast-math.
 add_library(skelvar_options INTERFACE)
 target_compile_options(skelvar_options INTERFACE -Wall -Wextra -Wpedantic -Wno-unknown-pragmas
                                                  -ffp-contract=off)
+
+# Checked builds. The first fault ends the program, so that no test can pass over it.
+if(SKELVAR_SANITIZE)
+  add_compile_options(-fsanitize=${SKELVAR_SANITIZE} -fno-sanitize-recover=all
+                      -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${SKELVAR_SANITIZE})
+  # Arrays take plain memory there, so that the checks see where each one ends.
+  target_compile_definitions(skelvar_options INTERFACE SKELVAR_CHECKED_BUILD)
+endif()
+if(SKELVAR_SANITIZE STREQUAL "thread")
+  include(ThreadCheckedTBB)
+endif()
+
+find_package(Threads REQUIRED)
+find_package(TBB REQUIRED)
+find_package(Boost REQUIRED COMPONENTS filesystem thread)
+find_package(ZLIB REQUIRED)
+find_package(MurmurHash REQUIRED)

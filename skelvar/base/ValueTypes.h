@@ -23,9 +23,10 @@ using mat4f = orvel::Math::mat<4, 4, float>;
 #define SKELVAR_FOR_VEC_TYPES(X) X(vec2f) X(vec3f) X(vec4f) X(vec2i) X(vec3i) X(vec4i)
 
 /// Element types that a factory can make a channel of from its text name.
-#define SKELVAR_FOR_FACTORY_TYPES(X)                                                          \
-    X(float)                                                                                  \
-    X(vec2f) X(vec3f) X(vec4f) X(int) X(vec2i) X(vec3i) X(vec4i) X(long long) X(unsigned int) \
+#define SKELVAR_FOR_FACTORY_TYPES(X)                                                 \
+    X(float)                                                                         \
+    X(vec2f)                                                                         \
+    X(vec3f) X(vec4f) X(int) X(vec2i) X(vec3i) X(vec4i) X(long long) X(unsigned int) \
         X(unsigned long long)
 
 /// Element types of particle channels.

@@ -2,10 +2,24 @@
 
 #include <tbb/scalable_allocator.h>
 
+#include <cstdlib>
 #include <limits>
 #include <stdexcept>
 
 namespace Skelvar::Detail {
+
+namespace {
+
+#ifdef SKELVAR_CHECKED_BUILD
+// The checks of memory know the end of a block only if it comes from the standard allocator.
+constexpr auto kAllocate = std::malloc;
+constexpr auto kRelease = std::free;
+#else
+constexpr auto kAllocate = scalable_malloc;
+constexpr auto kRelease = scalable_free;
+#endif
+
+}  // namespace
 
 void* allocateArray(long long in_count, std::size_t in_size)
 {
@@ -15,7 +29,7 @@ void* allocateArray(long long in_count, std::size_t in_size)
     void* memory = nullptr;
     if (in_count > 0 &&
         static_cast<std::size_t>(in_count) <= std::numeric_limits<std::size_t>::max() / in_size) {
-        memory = scalable_malloc(static_cast<std::size_t>(in_count) * in_size);
+        memory = kAllocate(static_cast<std::size_t>(in_count) * in_size);
     }
     if (memory == nullptr) {
         throw std::runtime_error("Out of memory.");
@@ -25,7 +39,7 @@ void* allocateArray(long long in_count, std::size_t in_size)
 
 void releaseArray(void* in_memory)
 {
-    scalable_free(in_memory);
+    kRelease(in_memory);
 }
 
 }  // namespace Skelvar::Detail
