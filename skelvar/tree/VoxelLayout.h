@@ -1,0 +1,250 @@
+#pragma once
+
+#include <skelvar/base/array1.h>
+#include <skelvar/tree/RootMapLT.h>
+#include <skelvar/tree/TreeLayout3DBase.h>
+#include <skelvar/tree/VoxelLayoutNode.h>
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Skelvar {
+
+class VoxelLayoutNodeVisitor;
+
+/// The sparse adaptive tree: which tiles exist, over all depths. A forest, since any tile may be a
+/// root; from a root down to each of its tiles the path has no gap. Holds no data of cells:
+/// channels do, index for index with the arrays of nodes, and follow the events.
+///
+/// An edit belongs to one thread, and makes node references, iterators and samplers stale. Indices
+/// of nodes hold until nodes are deleted. Any number of threads may read between edits.
+class SKELVAR_API VoxelLayout : public TreeLayout3DBase {
+public:
+    class ConstAccessor;
+    class Accessor;
+    using NodeArray = array1<VoxelLayoutNode>;
+    using RootMap = std::map<TileId, TileIndex, RootMapLT>;
+
+    /// The nodes, one array for each depth. Shared between layouts by a shallow copy.
+    struct NodeData {
+        NodeArray depths[kNumDepths];
+    };
+
+    /// The walks over nodes. With the orders by depth and all nodes, nodes are met in array order.
+    enum LayoutTraversalType : int {
+        BreadthFirstTopDown = 0,      ///< serial, shallow depths first
+        BreadthFirstBottomUp = 1,     ///< serial, deep depths first
+        DepthFirst = 2,               ///< serial, branch by branch
+        ParallelByDepthTopDown = 3,   ///< one parallel loop after the other, shallow depths first
+        ParallelByDepthBottomUp = 4,  ///< the same, deep depths first
+        ParallelBranches = 5,         ///< tasks over branches, a copy of the visitor per thread
+        ParallelBranchesJoin = 6,     ///< the same, the copies joined at the end
+        ReduceByDepthTopDown = 7,     ///< as 3, visitors copied and joined
+        ReduceByDepthBottomUp = 8,    ///< as 4, visitors copied and joined
+        ParallelDepths = 9,           ///< depths side by side
+        ReduceDepths = 10,            ///< depths side by side, visitors copied and joined
+    };
+
+    static const TypeMeta<VoxelLayout> m_typeMeta;
+    static const std::string& typeName();
+
+    explicit VoxelLayout(const std::string& in_name = {}, float in_mvs = 1.0f);
+    ~VoxelLayout() override;
+
+    // Lookup. A failed one gives an index with `first < 0`: (-2, -1), or from an exact walk the
+    // empty slot's entry and -1.
+
+    /// The node, unchecked.
+    VoxelLayoutNode& node(const TileIndex& in_index)
+    {
+        return node(in_index.first, in_index.second);
+    }
+    const VoxelLayoutNode& node(const TileIndex& in_index) const
+    {
+        return node(in_index.first, in_index.second);
+    }
+    VoxelLayoutNode& node(int in_index, int in_depth)
+    {
+        return m_node_data->depths[in_depth][in_index];
+    }
+    const VoxelLayoutNode& node(int in_index, int in_depth) const
+    {
+        return m_node_data->depths[in_depth][in_index];
+    }
+    /// The node of a tile that must exist.
+    VoxelLayoutNode& node(TileId in_id) { return node(nodeIndex<true>(in_id)); }
+    const VoxelLayoutNode& node(TileId in_id) const { return node(nodeIndex<true>(in_id)); }
+    VoxelLayoutNode& node(int in_i, int in_j, int in_k, int in_depth)
+    {
+        return node(nodeIndex<true>(in_i, in_j, in_k, in_depth));
+    }
+    const VoxelLayoutNode& node(int in_i, int in_j, int in_k, int in_depth) const
+    {
+        return node(nodeIndex<true>(in_i, in_j, in_k, in_depth));
+    }
+    /// `exact`: that very tile. Else the deepest node on the path to it, itself included; none if
+    /// no root covers the tile, also if roots lie below it.
+    template <bool exact>
+    TileIndex nodeIndex(TileId in_id) const;
+    /// The same for the tile of a depth that holds a point. None if the depth is negative or the
+    /// point out of range.
+    template <bool exact>
+    TileIndex nodeIndex(int in_i, int in_j, int in_k, int in_depth) const;
+    bool nodeExists(TileId in_id) const { return nodeIndex<true>(in_id).first >= 0; }
+    /// True if the index names a place of this layout, with a live node in it.
+    bool isLive(const TileIndex& in_index) const;
+    bool isRoot(TileId in_id) const;
+    VoxelLayoutNode& child(const VoxelLayoutNode& in_node, int in_slot)
+    {
+        return node(in_node.childTileIndex(in_slot));
+    }
+    const VoxelLayoutNode& child(const VoxelLayoutNode& in_node, int in_slot) const
+    {
+        return node(in_node.childTileIndex(in_slot));
+    }
+    NodeArray& nodes(int in_depth) { return m_node_data->depths[in_depth]; }
+    const NodeArray& nodes(int in_depth) const { return m_node_data->depths[in_depth]; }
+
+    RootMap::const_iterator beginRoots() const { return m_roots.begin(); }
+    RootMap::const_iterator endRoots() const { return m_roots.end(); }
+    int numRoots() const { return static_cast<int>(m_roots.size()); }
+    /// At least the greatest depth of a root.
+    int finestRootDepth() const { return m_finest_root_depth; }
+
+    // Geometry
+
+    static constexpr int tileWidth(int = 0) { return kTileWidth; }
+    static constexpr int tileSize(int = 0) { return kTileSize; }
+    int maxDepth() const override { return kMaxTileDepth; }
+    /// Side of a tile of a depth, and of a cell of it, in coordinate units.
+    static constexpr int nodeWidth(int in_depth) { return kTileSideLUT[in_depth]; }
+    static constexpr int cellWidth(int in_depth) { return kTileSideLUT[in_depth + 1]; }
+    int numNodes() const override { return m_num_nodes; }
+    int numNodes(int in_depth) const override { return static_cast<int>(nodes(in_depth).size()); }
+    int size() const { return m_num_nodes; }
+    bool empty() const { return m_num_nodes == 0; }
+    /// Cells of all nodes: the sum of the branch sizes of the roots.
+    long long numVoxels() const;
+    void bounds(vec3i& out_min, vec3i& out_max) const override;
+    /// Box around the live nodes of a depth. Leaves the outputs alone if there are none.
+    void bounds(int in_depth, vec3i& out_min, vec3i& out_max) const;
+    /// Appends the nodes of a depth that intersect the box (touching counts), in depth-first order.
+    void nodeIndices(const vec3i& in_lo, const vec3i& in_hi, std::vector<TileIndex>& out_indices,
+                     int in_depth) const;
+    /// The same, of one branch only.
+    void nodeIndices(const TileIndex& in_start, const vec3i& in_lo, const vec3i& in_hi,
+                     std::vector<TileIndex>& out_indices, int in_depth) const;
+    /// Appends all nodes of a depth in one branch, the start itself included.
+    void nodeIndices(const TileIndex& in_start, std::vector<TileIndex>& out_indices,
+                     int in_depth) const;
+    /// Appends the ids of the live nodes of the depths, both inclusive and cut to 0 to 7.
+    void tileIds(std::vector<TileId>* out_ids, int in_start_depth, int in_end_depth) const;
+
+    ConstAccessor accessor() const;
+    Accessor accessor();
+
+    // Insertion. `out_added` and `out_added_roots`, which may be null, get the ids of new nodes and
+    // of new roots appended; `io_visitor`, which may be null, has its `preVisit` called on them and
+    // on the nodes on the way. Coordinates out of range change nothing and give (-1, -1).
+
+    /// Enters a root in the map; makes no node.
+    void addRoot(TileId in_id, int in_index, int in_depth);
+    /// Makes the tile and what is missing between it and its nearest ancestor or the roots below
+    /// it. The tile's index; no event if it exists.
+    TileIndex addNode(TileId in_id, std::vector<TileId>* out_added = nullptr,
+                      std::vector<TileId>* out_added_roots = nullptr,
+                      VoxelLayoutNodeVisitor* io_visitor = nullptr);
+    TileIndex addNode(int in_i, int in_j, int in_k, int in_depth,
+                      std::vector<TileId>* out_added = nullptr,
+                      std::vector<TileId>* out_added_roots = nullptr,
+                      VoxelLayoutNodeVisitor* io_visitor = nullptr);
+    /// Adds the smallest tile below the root tile that holds both points; the root tile if none.
+    TileIndex addNode(const vec3i& in_lo, const vec3i& in_hi,
+                      std::vector<TileId>* out_added = nullptr,
+                      std::vector<TileId>* out_added_roots = nullptr,
+                      VoxelLayoutNodeVisitor* io_visitor = nullptr);
+    void addNodes(const std::vector<TileId>& in_ids, std::vector<TileId>* out_added = nullptr,
+                  std::vector<TileId>* out_added_roots = nullptr,
+                  VoxelLayoutNodeVisitor* io_visitor = nullptr);
+    /// One node for each step of a tile's side, from lo up to but not including hi; z fastest.
+    void addNodes(const vec3i& in_lo, const vec3i& in_hi, int in_depth,
+                  std::vector<TileId>* out_added = nullptr,
+                  std::vector<TileId>* out_added_roots = nullptr,
+                  VoxelLayoutNodeVisitor* io_visitor = nullptr);
+    /// Bulk insertion of the tiles of each depth that hold the points, in list order, with one
+    /// event. Points out of range and tiles that exist are skipped. A list names no tile twice.
+    /// Makes no missing ancestors and adopts no roots: a tile without its parent becomes a root, so
+    /// the caller gives no tile above a root that stays, and none below a gap.
+    void addNodes(const std::vector<std::vector<vec3i>>& in_coords_by_depth,
+                  std::vector<TileId>* out_added = nullptr);
+    void addNodes(const std::vector<vec3i>& in_coords, int in_depth,
+                  std::vector<TileId>* out_added = nullptr);
+    /// Copies `in_node` of another layout, with its whole branch, below the node `in_parent` of
+    /// this one, which must be its parent tile (else nothing happens). Tiles that exist stay.
+    /// Raises `nodeAdded` for each new node.
+    void addBranch(const TileIndex& in_parent, const VoxelLayoutNode& in_node,
+                   const VoxelLayout& in_other);
+
+    // Deletion. Indices and ids of no live node are passed over. `out_deleted_ids` and
+    // `out_deleted_indices`, which may be null, get the deleted nodes appended.
+
+    /// Deletes the whole branch; closes the gaps at once unless `compactOnDelete` is false.
+    void deleteNode(const TileIndex& in_index, std::vector<TileId>* out_deleted_ids = nullptr,
+                    std::vector<TileIndex>* out_deleted_indices = nullptr);
+    void deleteNode(TileId in_id, std::vector<TileId>* out_deleted_ids = nullptr,
+                    std::vector<TileIndex>* out_deleted_indices = nullptr);
+    /// Deletes the branches and closes the gaps once; `compactOnDelete` is true after that.
+    void deleteNodes(const std::vector<TileId>& in_ids,
+                     std::vector<TileId>* out_deleted_ids = nullptr);
+    void deleteNodes(const std::vector<TileIndex>& in_indices,
+                     std::vector<TileId>* out_deleted_ids = nullptr);
+    /// The same in parallel, for one list of indices a depth. The lists come to hold all deleted
+    /// indices, sorted.
+    void deleteNodes(std::vector<std::vector<int>>& io_indices_by_depth,
+                     std::vector<TileId>* out_deleted_ids = nullptr);
+    void update(const std::vector<TileId>& in_to_add, const std::vector<TileId>& in_to_delete);
+    /// Takes a root out of the map; the node stays.
+    void removeRoot(TileId in_id);
+    /// Closes the gaps that the deleted nodes left and raises `nodesDeleted`: with the indices for
+    /// the first form, with the moves for the second, whose lists are sorted, one a depth.
+    void compactStorage(const std::vector<TileIndex>& in_deleted);
+    void compactStorage(const std::vector<std::vector<int>>& in_deleted_by_depth);
+    void clear();
+    bool compactOnDelete() const { return m_compact_on_delete; }
+    void setCompactOnDelete(bool in_on) { m_compact_on_delete = in_on; }
+
+    /// Recomputes all branch sizes.
+    void setBranchSizes();
+
+    using TreeLayout3DBase::copyInto;
+    void copyInto(const std::shared_ptr<TreeLayout3DBase>& io_target, bool in_deep) const override;
+    std::shared_ptr<TreeLayout3DBase> copy(bool in_deep) const override;
+    const void* nodeDataPtr() const override { return m_node_data.get(); }
+    const TypeMetaBase& typeMeta() const override;
+    unsigned long long memUsage(MemUsage::Type in_type, bool in_with_children) const override;
+
+    bool save(OutputStream& io_stream) const override;
+    /// Replaces the content. False, with the layout empty, if the stream is short or what it holds
+    /// is no tree. Raises no event: observers subscribe afterwards.
+    bool load(InputStream& io_stream) override;
+    bool dump(OutputStream& io_stream) const override;
+
+private:
+    struct NewTiles;
+
+    std::shared_ptr<NodeData> m_node_data;
+    int m_num_nodes = 0;  ///< live ones
+    RootMap m_roots;
+    int m_finest_root_depth = 0;         ///< an upper bound
+    int m_root_counts[kNumDepths] = {};  ///< upper bounds, but for the finest root depth
+    bool m_compact_on_delete = true;
+};
+
+extern template SKELVAR_API TileIndex VoxelLayout::nodeIndex<true>(TileId) const;
+extern template SKELVAR_API TileIndex VoxelLayout::nodeIndex<false>(TileId) const;
+extern template SKELVAR_API TileIndex VoxelLayout::nodeIndex<true>(int, int, int, int) const;
+extern template SKELVAR_API TileIndex VoxelLayout::nodeIndex<false>(int, int, int, int) const;
+
+}  // namespace Skelvar

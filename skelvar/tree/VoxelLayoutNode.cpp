@@ -1,0 +1,229 @@
+#include <skelvar/tree/VoxelLayoutNode.h>
+
+#include <skelvar/base/InputStream.h>
+#include <skelvar/base/OutputStream.h>
+
+#include <tbb/scalable_allocator.h>
+
+#include <algorithm>
+#include <new>
+#include <stdexcept>
+
+namespace Skelvar {
+
+namespace {
+
+constexpr unsigned short kNodeVersion = 2;
+constexpr int kChildBytes = kTileSize * static_cast<int>(sizeof(int));
+
+}  // namespace
+
+namespace Detail {
+
+ChildSlots ChildSlots::make()
+{
+    void* const memory = scalable_malloc(sizeof(Block));
+    if (memory == nullptr) {
+        throw std::runtime_error("Out of memory.");
+    }
+    ChildSlots slots;
+    slots.m_block = static_cast<Block*>(memory);
+    new (&slots.m_block->references) std::atomic<int>(1);
+    return slots;
+}
+
+void ChildSlots::release()
+{
+    if (m_block->references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+        scalable_free(m_block);
+    }
+}
+
+}  // namespace Detail
+
+void VoxelLayoutNode::init(int in_parent, TileId in_id, int in_index, long long in_branch_size,
+                           bool in_fill_children)
+{
+    int i = 0;
+    int j = 0;
+    int k = 0;
+    int depth = 0;
+    idToTileCoords(in_id, i, j, k, depth);
+    init(in_parent, in_id, i, j, k, depth, in_index, in_branch_size, in_fill_children);
+}
+
+void VoxelLayoutNode::init(int in_parent, TileId in_id, int in_i, int in_j, int in_k, int in_depth,
+                           int in_index, long long in_branch_size, bool in_fill_children)
+{
+    initWithoutChildren(in_parent, in_id, in_i, in_j, in_k, in_depth, in_index);
+    m_branch_size = in_branch_size;
+    if (in_fill_children) {
+        ensureChildSlots();
+    } else if (in_depth < kMaxTileDepth) {
+        m_children = Detail::ChildSlots::make();
+    }
+}
+
+void VoxelLayoutNode::initWithoutChildren(int in_parent, TileId in_id, int in_i, int in_j, int in_k,
+                                          int in_depth, int in_index) noexcept
+{
+    m_id = in_id;
+    m_i = in_i;
+    m_j = in_j;
+    m_k = in_k;
+    m_depth = in_depth;
+    m_index = in_index;
+    m_parent = in_parent;
+    m_children = {};
+    m_branch_size = kTileSize;
+    m_valid = true;
+}
+
+void VoxelLayoutNode::ensureChildSlots()
+{
+    if (!m_children && m_depth < kMaxTileDepth) {
+        m_children = Detail::ChildSlots::make();
+        std::fill_n(children(), kTileSize, kNoChild);
+    }
+}
+
+int VoxelLayoutNode::numChildren() const
+{
+    return m_children ? static_cast<int>(std::count_if(children(), children() + kTileSize,
+                                                       [](int entry) { return entry >= 0; }))
+                      : 0;
+}
+
+void VoxelLayoutNode::bounds(vec3i& out_min, vec3i& out_max) const
+{
+    const int side = kTileSideLUT[m_depth];
+    out_min = corner();
+    out_max = out_min + vec3i{side, side, side};
+}
+
+bool VoxelLayoutNode::intersects(const vec3i& in_lo, const vec3i& in_hi) const
+{
+    vec3i lo;
+    vec3i hi;
+    bounds(lo, hi);
+    for (int axis = 0; axis < 3; ++axis) {
+        if (std::min(hi[axis], in_hi[axis]) < std::max(lo[axis], in_lo[axis])) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool VoxelLayoutNode::isContainedWithin(const vec3i& in_lo, const vec3i& in_hi) const
+{
+    vec3i lo;
+    vec3i hi;
+    bounds(lo, hi);
+    for (int axis = 0; axis < 3; ++axis) {
+        if (lo[axis] < in_lo[axis] || hi[axis] > in_hi[axis]) {
+            return false;
+        }
+    }
+    return true;
+}
+
+void VoxelLayoutNode::copyInto(VoxelLayoutNode& out_other) const
+{
+    if (&out_other == this) {
+        return;
+    }
+    Detail::ChildSlots slots;
+    if (m_children) {
+        slots = Detail::ChildSlots::make();
+        std::copy_n(children(), kTileSize, slots.data());
+    }
+    out_other = *this;
+    out_other.m_children = std::move(slots);
+}
+
+void VoxelLayoutNode::invalidate()
+{
+    m_valid = false;
+    m_children = {};
+}
+
+unsigned long long VoxelLayoutNode::memUsage(MemUsage::Type, bool in_with_children) const
+{
+    return sizeof(*this) + (in_with_children && m_children ? kChildBytes : 0);
+}
+
+bool VoxelLayoutNode::save(OutputStream& io_stream) const
+{
+    bool ok = io_stream.write(kNodeVersion);
+    ok &= io_stream.write(m_id);
+    for (const int value : {m_i, m_j, m_k, m_depth, m_index, m_parent}) {
+        ok &= io_stream.write(value);
+    }
+    ok &= io_stream.write(m_branch_size);
+    ok &= io_stream.write(m_valid);
+    if (!m_children) {
+        return ok & io_stream.write(0);
+    }
+    ok &= io_stream.write(kChildBytes);
+    ok &= io_stream.writebytes(kChildBytes, reinterpret_cast<const char*>(children()));
+    return ok;
+}
+
+bool VoxelLayoutNode::load(InputStream& io_stream)
+{
+    m_children = {};
+    unsigned short version = 1;
+    bool ok = io_stream.version() < kKvfVersion2 || io_stream.read(version);
+    ok = ok && io_stream.read(m_id);
+    for (int* const value : {&m_i, &m_j, &m_k, &m_depth, &m_index, &m_parent}) {
+        ok = ok && io_stream.read(*value);
+    }
+    ok = ok && io_stream.read(m_branch_size);
+    ok = ok && io_stream.read(m_valid);
+    int child_bytes = 0;
+    ok = ok && io_stream.read(child_bytes);
+    if (!ok || child_bytes < 1) {
+        return ok;
+    }
+    if (child_bytes != kChildBytes) {
+        return false;
+    }
+    m_children = Detail::ChildSlots::make();
+    return io_stream.readbytes(kChildBytes, reinterpret_cast<char*>(children()));
+}
+
+bool VoxelLayoutNode::dump(OutputStream&) const
+{
+    return true;
+}
+
+VoxelLayoutNode::ChildIterator::ChildIterator(bool in_begin, const VoxelLayoutNode* in_node,
+                                              bool in_reverse)
+    : m_slot(in_reverse == in_begin ? kTileSize : -1),
+      m_children(in_node->hasChildSlots() ? in_node->children() : nullptr),
+      m_depth(in_node->depth())
+{
+    if (in_begin && in_reverse) {
+        --*this;
+    } else if (in_begin) {
+        ++*this;
+    }
+}
+
+VoxelLayoutNode::ChildIterator& VoxelLayoutNode::ChildIterator::operator++()
+{
+    do {
+        ++m_slot;
+    } while (m_slot < kTileSize && (m_children == nullptr || m_children[m_slot] < 0));
+    return *this;
+}
+
+VoxelLayoutNode::ChildIterator& VoxelLayoutNode::ChildIterator::operator--()
+{
+    do {
+        --m_slot;
+    } while (m_slot >= 0 && (m_children == nullptr || m_children[m_slot] < 0));
+    return *this;
+}
+
+}  // namespace Skelvar
