@@ -1,6 +1,6 @@
 #include <skelvar/base/TypeMeta.h>
 
-#include <sstream>
+#include <string>
 
 namespace Skelvar {
 
@@ -24,23 +24,28 @@ SKELVAR_SCALAR_NAME(float, "float")
 SKELVAR_SCALAR_NAME(double, "double")
 #undef SKELVAR_SCALAR_NAME
 
+namespace {
+
+template <int N, typename T>
+std::string nameOfVec(const orvel::Math::vec<N, T>&)
+{
+    return "vec<" + std::to_string(N) + "," + typeNameOf<T>() + ">";
+}
+
+}  // namespace
+
 }  // namespace Skelvar
 
 namespace orvel::Math {
 
-template <int N, typename T>
-const std::string& vec<N, T>::typeName()
-{
-    static const std::string s_typeName = [] {
-        std::ostringstream text;
-        text << "vec<" << N << "," << Skelvar::typeNameOf<T>() << ">";
-        return text.str();
-    }();
-    return s_typeName;
-}
-
-#define SKELVAR_INSTANTIATE(T) template SKELVAR_API const std::string& Skelvar::T::typeName();
-SKELVAR_FOR_VEC_TYPES(SKELVAR_INSTANTIATE)
-#undef SKELVAR_INSTANTIATE
+#define SKELVAR_DEFINE(T)                                                       \
+    template <>                                                                 \
+    const std::string& Skelvar::T::typeName()                                   \
+    {                                                                           \
+        static const std::string s_typeName = Skelvar::nameOfVec(Skelvar::T()); \
+        return s_typeName;                                                      \
+    }
+SKELVAR_FOR_VEC_TYPES(SKELVAR_DEFINE)
+#undef SKELVAR_DEFINE
 
 }  // namespace orvel::Math

@@ -50,8 +50,10 @@ public:
 
 namespace orvel::Math {
 
-#define SKELVAR_EXTERN(T) extern template SKELVAR_API const std::string& Skelvar::T::typeName();
-SKELVAR_FOR_VEC_TYPES(SKELVAR_EXTERN)
-#undef SKELVAR_EXTERN
+#define SKELVAR_DECLARE(T) \
+    template <>            \
+    SKELVAR_API const std::string& Skelvar::T::typeName();
+SKELVAR_FOR_VEC_TYPES(SKELVAR_DECLARE)
+#undef SKELVAR_DECLARE
 
 }  // namespace orvel::Math
