@@ -1,0 +1,77 @@
+#!/bin/bash
+# lint.sh JOBS: every check of form that needs no running program. Goes through all of them and
+# ends with 1 if any failed.
+set -uo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+jobs=$1
+mkdir -p build
+failed=()
+
+# check NAME COMMAND...
+check() {
+    local name=$1 start=$SECONDS
+    shift
+    echo "== $name"
+    if "$@"; then
+        echo "   fine, $((SECONDS - start)) s"
+    else
+        failed+=("$name")
+        echo "   FAILED, $((SECONDS - start)) s"
+    fi
+}
+
+sources() { git ls-files -- '*.h' '*.cpp'; }
+
+form() { sources | xargs clang-format-14 --dry-run -Werror; }
+
+# Nothing that we keep may name a place on somebody's machine.
+no_machine_paths() {
+    ! git grep -nIE '(^|[^A-Za-z0-9_.])/(home|root|work|Users|mnt|tmp/wt)/' -- . ':!cmake/lint.sh'
+}
+
+# compile PRESET: all of it with warnings as errors; only what goes wrong is shown.
+compile() {
+    local log=build/$1.log
+    {
+        cmake --preset "$1" && cmake --build "build/$1" -j "$jobs" -- -k 0
+    } > "$log" 2>&1 || {
+        grep -E 'error:|warning:|CMake Error|undefined reference' -A 6 "$log" | head -n 200
+        echo "   the whole log: $log"
+        return 1
+    }
+}
+
+headers() {
+    local log=build/lint-headers.log
+    cmake --build build/lint -j "$jobs" --target all_verify_interface_header_sets -- -k 0 \
+        > "$log" 2>&1 || {
+        grep -E 'error:|warning:' -A 6 "$log" | head -n 100
+        echo "   the whole log: $log"
+        return 1
+    }
+}
+
+# The library and the tools; tests and benchmarks are left to the compilers.
+patterns() {
+    local log=build/clang-tidy.log
+    run-clang-tidy-14 -quiet -p build/lint -j "$jobs" \
+        "^$PWD/(skelvar|orvel|tools|examples)/.*" > "$log" 2>&1 || {
+        grep -E '(error|warning):' -A 4 "$log" | head -n 200
+        echo "   the whole log: $log"
+        return 1
+    }
+}
+
+check "form (clang-format)" form
+check "layers" cmake/check-layers.sh .
+check "no paths of a machine" no_machine_paths
+check "clang without warnings" compile lint
+check "each header compiles alone" headers
+check "g++ without warnings" compile lint-gcc
+check "patterns of faults (clang-tidy)" patterns
+
+if [ ${#failed[@]} -gt 0 ]; then
+    echo
+    printf 'lint: FAILED: %s\n' "${failed[@]}"
+    exit 1
+fi
