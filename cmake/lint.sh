@@ -56,7 +56,7 @@ patterns() {
     local log=build/clang-tidy.log
     run-clang-tidy-14 -quiet -p build/lint -j "$jobs" \
         "^$PWD/(skelvar|orvel|tools|examples)/.*" > "$log" 2>&1 || {
-        grep -E '(error|warning):' -A 4 "$log" | head -n 200
+        sed 's/\x1b\[[0-9;]*m//g' "$log" | grep -E '(error|warning):' -A 3 | head -n 200
         echo "   the whole log: $log"
         return 1
     }
