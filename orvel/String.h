@@ -18,7 +18,7 @@ public:
 
     const std::string& str() const
     {
-        static const std::string s_empty;
+        static const std::string& s_empty = *new std::string;
         return m_text ? *m_text : s_empty;
     }
     bool empty() const { return str().empty(); }

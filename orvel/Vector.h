@@ -1,5 +1,7 @@
 #pragma once
 
+#include <orvel/Api.h>
+
 #include <cstddef>
 #include <initializer_list>
 #include <memory>
@@ -13,7 +15,7 @@ namespace orvel {
 /// A handle to a list that its copies share: what one of them changes, all see. A null handle is
 /// an empty list; `resize` and `push_back` on it make a list of its own.
 template <typename T>
-class Vector {
+class ORVEL_API Vector {
 public:
     using value_type = T;
 

@@ -3,6 +3,7 @@
 #include <skelvar/base/PathName.h>
 
 #include <algorithm>
+#include <string_view>
 
 namespace Skelvar::NS {
 
@@ -52,8 +53,8 @@ int splitPathName(const std::string& in_path, std::string& io_object, std::strin
 
 char ReplaceBadChars::operator()(char in_character) const
 {
-    static const std::string s_bad_chars = " `~!@#$%^&*()+\\[]{};.':=?,<>";
-    return s_bad_chars.find(in_character) == std::string::npos ? in_character : replacement;
+    constexpr std::string_view kBadChars = " `~!@#$%^&*()+\\[]{};.':=?,<>";
+    return kBadChars.find(in_character) == std::string::npos ? in_character : replacement;
 }
 
 std::string substitueBadChars(const std::string& in_name, char in_replacement)

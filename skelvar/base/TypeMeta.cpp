@@ -1,51 +1,101 @@
 #include <skelvar/base/TypeMeta.h>
 
-#include <string>
+#include <sstream>
 
 namespace Skelvar {
 
-#define SKELVAR_SCALAR_NAME(T, NAME)            \
-    template <>                                 \
-    const std::string& typeNameOf<T>()          \
-    {                                           \
-        static const std::string s_Name = NAME; \
-        return s_Name;                          \
-    }
-SKELVAR_SCALAR_NAME(signed char, "int8_t")
-SKELVAR_SCALAR_NAME(short, "int16_t")
-SKELVAR_SCALAR_NAME(int, "int32_t")
-SKELVAR_SCALAR_NAME(long long, "int64_t")
-SKELVAR_SCALAR_NAME(unsigned char, "uint8_t")
-SKELVAR_SCALAR_NAME(unsigned short, "uint16_t")
-SKELVAR_SCALAR_NAME(unsigned int, "uint32_t")
-SKELVAR_SCALAR_NAME(unsigned long long, "uint64_t")
-SKELVAR_SCALAR_NAME(bool, "bool")
-SKELVAR_SCALAR_NAME(float, "float")
-SKELVAR_SCALAR_NAME(double, "double")
-#undef SKELVAR_SCALAR_NAME
+namespace Detail {
 
-namespace {
-
-template <int N, typename T>
-std::string nameOfVec(const orvel::Math::vec<N, T>&)
+template <typename V>
+const std::string& vecTypeName()
 {
-    return "vec<" + std::to_string(N) + "," + typeNameOf<T>() + ">";
+    static const std::string& s_typeName = *new std::string([] {
+        std::ostringstream text;
+        text << "vec<" << V::kSize << "," << typeNameOf<typename V::value_type>() << ">";
+        return text.str();
+    }());
+    return s_typeName;
 }
 
-}  // namespace
+#define SKELVAR_INSTANTIATE(T) template const std::string& vecTypeName<T>();
+SKELVAR_FOR_VEC_TYPES(SKELVAR_INSTANTIATE)
+#undef SKELVAR_INSTANTIATE
+
+/// A name that is built at its first use and never destroyed: static objects may ask for it while
+/// the process ends.
+template <typename T>
+const std::string& scalarName(const char* in_name)
+{
+    static const std::string& s_Name = *new std::string(in_name);
+    return s_Name;
+}
+
+}  // namespace Detail
+
+template <>
+const std::string& typeNameOf<signed char>()
+{
+    return Detail::scalarName<signed char>("int8_t");
+}
+
+template <>
+const std::string& typeNameOf<short>()
+{
+    return Detail::scalarName<short>("int16_t");
+}
+
+template <>
+const std::string& typeNameOf<int>()
+{
+    return Detail::scalarName<int>("int32_t");
+}
+
+template <>
+const std::string& typeNameOf<long long>()
+{
+    return Detail::scalarName<long long>("int64_t");
+}
+
+template <>
+const std::string& typeNameOf<unsigned char>()
+{
+    return Detail::scalarName<unsigned char>("uint8_t");
+}
+
+template <>
+const std::string& typeNameOf<unsigned short>()
+{
+    return Detail::scalarName<unsigned short>("uint16_t");
+}
+
+template <>
+const std::string& typeNameOf<unsigned int>()
+{
+    return Detail::scalarName<unsigned int>("uint32_t");
+}
+
+template <>
+const std::string& typeNameOf<unsigned long long>()
+{
+    return Detail::scalarName<unsigned long long>("uint64_t");
+}
+
+template <>
+const std::string& typeNameOf<bool>()
+{
+    return Detail::scalarName<bool>("bool");
+}
+
+template <>
+const std::string& typeNameOf<float>()
+{
+    return Detail::scalarName<float>("float");
+}
+
+template <>
+const std::string& typeNameOf<double>()
+{
+    return Detail::scalarName<double>("double");
+}
 
 }  // namespace Skelvar
-
-namespace orvel::Math {
-
-#define SKELVAR_DEFINE(T)                                                       \
-    template <>                                                                 \
-    const std::string& Skelvar::T::typeName()                                   \
-    {                                                                           \
-        static const std::string s_typeName = Skelvar::nameOfVec(Skelvar::T()); \
-        return s_typeName;                                                      \
-    }
-SKELVAR_FOR_VEC_TYPES(SKELVAR_DEFINE)
-#undef SKELVAR_DEFINE
-
-}  // namespace orvel::Math

@@ -38,6 +38,18 @@ SKELVAR_API const std::string& typeNameOf<float>();  // "float"
 template <>
 SKELVAR_API const std::string& typeNameOf<double>();  // "double"
 
+namespace Detail {
+
+/// Name of a vector type `V`, for those of `SKELVAR_FOR_VEC_TYPES`.
+template <typename V>
+SKELVAR_API const std::string& vecTypeName();
+
+#define SKELVAR_EXTERN(T) extern template SKELVAR_API const std::string& vecTypeName<T>();
+SKELVAR_FOR_VEC_TYPES(SKELVAR_EXTERN)
+#undef SKELVAR_EXTERN
+
+}  // namespace Detail
+
 /// The record of `T`. Has no data, so it serves as a tag on the stack.
 template <typename T>
 class SKELVAR_API TypeMeta : public TypeMetaBase {
@@ -50,10 +62,10 @@ public:
 
 namespace orvel::Math {
 
-#define SKELVAR_DECLARE(T) \
-    template <>            \
-    SKELVAR_API const std::string& Skelvar::T::typeName();
-SKELVAR_FOR_VEC_TYPES(SKELVAR_DECLARE)
-#undef SKELVAR_DECLARE
+template <int N, typename T>
+inline const std::string& vec<N, T>::typeName()
+{
+    return Skelvar::Detail::vecTypeName<vec>();
+}
 
 }  // namespace orvel::Math

@@ -27,7 +27,7 @@ SKELVAR_API void releaseArray(void* in_memory);
 /// references into the array stale. Not guarded: distinct elements may be written by several
 /// threads.
 template <typename E>
-class array1 {
+class SKELVAR_API array1 {
 public:
     using value_type = E;
 
