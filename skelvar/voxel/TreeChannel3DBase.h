@@ -29,8 +29,7 @@ class SKELVAR_API TreeChannel3DBase : public TreeLayout3DObserver,
                                       public Persistable,
                                       public NS::PathName {
 public:
-    TreeChannel3DBase();
-    explicit TreeChannel3DBase(const std::string& in_name);
+    explicit TreeChannel3DBase(const std::string& in_name = {});
     ~TreeChannel3DBase() override;
     TreeChannel3DBase(const TreeChannel3DBase&) = delete;
     TreeChannel3DBase& operator=(const TreeChannel3DBase&) = delete;
@@ -142,15 +141,18 @@ public:
 protected:
     /// The header part of `copyInto`.
     void copyHeaderInto(TreeChannel3DBase& io_target) const;
-    unsigned long long headerMemUsage() const;
+    /// Bytes of the texts.
+    unsigned long long textMemUsage() const;
 
 private:
+    static constexpr unsigned int kNoStateServer = 0xFFFFFFFFu;
+
     std::string m_name;
     std::string m_shape_name;
     std::weak_ptr<TreeShape3DBase> m_shape;
     std::string m_custom_type;
     std::string m_tag_text;
-    unsigned int m_state_server_id = 0xFFFFFFFFu;
+    unsigned int m_state_server_id = kNoStateServer;
     unsigned short m_tag_word = 0;
     unsigned short m_creation_kind = 1;
     std::shared_ptr<Dictionary> m_dictionary;

@@ -2,15 +2,14 @@
 
 #include <skelvar/base/Api.h>
 #include <skelvar/base/MemUsage.h>
-#include <skelvar/base/NameSuffixCompare.h>
 #include <skelvar/base/PathName.h>
 #include <skelvar/base/Persistable.h>
 #include <skelvar/base/Similarity.h>
 #include <skelvar/base/TypeMeta.h>
+#include <skelvar/base/UniqueName.h>
 #include <skelvar/tree/TileIndex.h>
 #include <skelvar/tree/TreeLayout3DObserver.h>
 
-#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -33,8 +32,7 @@ class SKELVAR_API TreeShape3DBase : public std::enable_shared_from_this<TreeShap
 public:
     /// By name, in the order of the digits at the end of names: d2 before d10. A null pointer is a
     /// channel whose name is known and which is not at hand.
-    using ChannelMap =
-        std::map<std::string, std::shared_ptr<TreeChannel3DBase>, NS::NameSuffixCompare>;
+    using ChannelMap = NS::ChannelMap;
     struct ChannelInfo {
         std::string name;
         std::shared_ptr<TreeChannel3DBase> channel;
@@ -170,18 +168,24 @@ public:
     void dxChanged(float in_dx) override;
 
 protected:
+    /// Throws unless the target of a `copyInto` is castable to the class.
+    void requireClass(const std::shared_ptr<TreeShape3DBase>& in_target,
+                      const std::string& in_type_name) const;
     /// The whole of `copyInto` for a target whose class fits.
     void copyShapeInto(TreeShape3DBase& io_target, bool in_copy_data, bool in_share) const;
 
 private:
     void enterChannel(const std::shared_ptr<TreeChannel3DBase>& io_channel,
                       const std::string& in_name, unsigned short in_creation_kind);
-    void detachChannel(TreeChannel3DBase* io_channel);
+    void detachChannel(TreeChannel3DBase* io_channel) const;
     /// Throws "Channel with name " + name + phrase + the shape's name.
     [[noreturn]] void failOnChannel(const std::string& in_name, const char* in_phrase) const;
     /// Calls in_body(TreeChannel3DBase&) for each channel that is not null, concurrently.
     template <typename Body>
-    void forEachChannel(const Body& in_body) const;
+    void forEachChannel(const char* in_label, const Body& in_body) const;
+    void unsubscribe();
+
+    static constexpr unsigned int kNoStateServer = 0xFFFFFFFFu;
 
     std::string m_name;
     std::string m_layout_name;
@@ -192,7 +196,7 @@ private:
     float m_voxel_size = 1.0f;
     float m_inverse_voxel_size = 1.0f;
     Similarity m_to_world;
-    unsigned int m_state_server_id = 0xFFFFFFFFu;
+    unsigned int m_state_server_id = kNoStateServer;
     std::shared_ptr<Dictionary> m_dictionary;
 };
 

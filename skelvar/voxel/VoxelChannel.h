@@ -1,12 +1,14 @@
 #pragma once
 
 #include <skelvar/base/array1.h>
+#include <skelvar/tree/TileId.h>
 #include <skelvar/voxel/TreeChannel3DTyped.h>
 #include <skelvar/voxel/VoxelChannelBase.h>
 #include <skelvar/voxel/VoxelTile.h>
 #include <skelvar/voxel/VoxelTileInitializer.h>
 
 #include <array>
+#include <iosfwd>
 #include <vector>
 
 namespace Skelvar {
@@ -22,8 +24,7 @@ template <typename T>
 class SKELVAR_API VoxelChannel : public TreeChannel3DTyped<T>, public VoxelChannelBase {
 public:
     using Tile = VoxelTile<T, 0, 5>;
-    static constexpr int kDepths = 8;
-    using TileArrays = std::array<array1<Tile>, kDepths>;
+    using TileArrays = std::array<array1<Tile>, kNumDepths>;
     using Initializer = VoxelTileInitializer<VoxelChannel>;
 
     /// Unnamed, without a shape, with eight empty arrays, at cell centres.
@@ -64,7 +65,7 @@ public:
     void setElemVoidPtr(const TileIndex& in_index, int in_i, int in_j, int in_k,
                         const void* in_value) override;
 
-    int maxDepth() const override { return kDepths - 1; }
+    int maxDepth() const override { return kMaxTileDepth; }
     /// 0 for a channel without arrays and for a depth outside 0 to 7.
     int numTiles(int in_depth) const override;
     int numTiles() const override;
@@ -119,16 +120,17 @@ public:
     void resize(int in_depth, int in_count) override;
     /// Nothing to do for voxels.
     void sync() override {}
-    /// True if every array has as many tiles as the layout has nodes; else one line on standard
-    /// error names the channel. A channel without arrays or without a layout is true.
-    bool checkAllocatedSizes() const;
+    /// True if every array has as many tiles as the layout has nodes; else false, and a line that
+    /// begins with "Allocated sizes mismatch" goes to `out_report`, if given. A channel without
+    /// arrays or without a layout is true.
+    bool checkAllocatedSizes(std::ostream* out_report = nullptr) const;
 
     /// Version 4 (unsigned 16), background value, name, shape name, custom type, the base, offset
     /// type (signed 8), 8 (unsigned 32), and for each depth the number of tiles (unsigned 64) and
     /// the tiles: of `float` at quality 1 and more in byte planes, else each by its own `save`.
     bool save(OutputStream& io_stream) const override;
-    /// Reads versions 1 to 4. On false the channel may hold a part of the data and its arrays may
-    /// differ from the layout; every operation stays defined.
+    /// Reads versions 1 to 4. Memory is taken for tiles only as far as the rest of the stream can
+    /// hold them. On false the channel has as many tiles as before, with the background value.
     bool load(InputStream& io_stream) override;
     /// The header and the number of tiles of each depth, as lines of text.
     bool dump(OutputStream& io_stream) const override;
@@ -138,7 +140,7 @@ public:
 private:
     std::shared_ptr<VoxelLayout> layoutPtr() const;
     void fillBackground(int in_depth, long long in_begin, long long in_end);
-    bool saveTiles(OutputStream& io_stream, int in_depth) const;
+    bool loadBody(InputStream& io_stream);
     bool loadTiles(InputStream& io_stream, int in_depth);
 
     VoxelOffsetType m_offset_type = eOffsetCentre;

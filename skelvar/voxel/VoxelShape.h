@@ -42,9 +42,6 @@ public:
     std::shared_ptr<TreeShape3DBase> copy(bool in_copy_data, bool in_share) const override;
     void copyInto(const std::shared_ptr<TreeShape3DBase>& io_target, bool in_copy_data,
                   bool in_share) const override;
-    void copyInto(const std::shared_ptr<VoxelShape>& io_target, bool in_copy_data,
-                  bool in_share) const;
-
     static const TypeMeta<VoxelShape> m_typeMeta;
 };
 

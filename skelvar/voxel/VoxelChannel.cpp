@@ -1,0 +1,10 @@
+#include <skelvar/voxel/VoxelChannel.h>
+#include <skelvar/voxel/VoxelChannelImpl.h>
+
+namespace Skelvar {
+
+#define SKELVAR_INSTANTIATE(T) template class VoxelChannel<T>;
+SKELVAR_FOR_VOXEL_TYPES(SKELVAR_INSTANTIATE)
+#undef SKELVAR_INSTANTIATE
+
+}  // namespace Skelvar

@@ -1,0 +1,29 @@
+#include <skelvar/voxel/VoxelChannelFactory.h>
+
+#include <skelvar/voxel/VoxelChannel.h>
+
+namespace Skelvar {
+
+namespace {
+
+template <typename Channel>
+bool createIfNamed(const std::string& in_type_name, std::shared_ptr<TreeChannel3DBase>& out_channel)
+{
+    if (in_type_name != Channel::typeName()) {
+        return false;
+    }
+    out_channel = std::make_shared<Channel>();
+    return true;
+}
+
+}  // namespace
+
+bool VoxelChannelFactory::create(const std::string& in_type_name,
+                                 std::shared_ptr<TreeChannel3DBase>& out_channel)
+{
+#define SKELVAR_OR_CREATE(T) || createIfNamed<VoxelChannel<T>>(in_type_name, out_channel)
+    return false SKELVAR_FOR_FACTORY_TYPES(SKELVAR_OR_CREATE);
+#undef SKELVAR_OR_CREATE
+}
+
+}  // namespace Skelvar

@@ -1,0 +1,600 @@
+#pragma once
+
+// Bodies of `VoxelChannel`, for the sources that instantiate it.
+
+#include <skelvar/base/SkelvarProfiler.h>
+#include <skelvar/io/TilesEncoder.h>
+#include <skelvar/tree/CompactionMoves.h>
+#include <skelvar/tree/VoxelLayout.h>
+#include <skelvar/voxel/NOPVoxelTileInitializer.h>
+#include <skelvar/voxel/TileMemory.h>
+#include <skelvar/voxel/VoxelChannel.h>
+#include <skelvar/voxel/VoxelShape.h>
+
+#include <algorithm>
+#include <limits>
+#include <ostream>
+#include <stdexcept>
+
+namespace Skelvar {
+
+namespace Detail {
+
+inline constexpr unsigned short kChannelVersionWithCustomType = 3;
+inline constexpr unsigned short kChannelVersionWithBase = 4;
+inline constexpr unsigned short kChannelVersion = 4;
+
+inline bool isTileDepth(int in_depth)
+{
+    return in_depth >= 0 && in_depth < kNumDepths;
+}
+
+/// Sets the number of tiles, taking new memory for `in_capacity` of them if there is no room. Old
+/// tiles stay, new ones are not initialised.
+template <typename Tile>
+void resizeTiles(array1<Tile>& io_tiles, long long in_count, long long in_capacity)
+{
+    if (in_count > io_tiles.capacity()) {
+        array1<Tile> grown;
+        grown.reserve(in_capacity);
+        grown.resize(io_tiles.size());
+        copyTiles(io_tiles.data(), io_tiles.size(), sizeof(Tile), grown.data());
+        io_tiles.swap(grown);
+    }
+    io_tiles.resize(in_count);
+}
+
+/// Sets the number of tiles without regard to what they hold.
+template <typename Tile>
+void resizeForOverwrite(array1<Tile>& io_tiles, long long in_count)
+{
+    if (in_count > io_tiles.capacity()) {
+        io_tiles.release();
+    }
+    io_tiles.resize(in_count);
+}
+
+template <typename Tile>
+void copyTiles(const array1<Tile>& in_tiles, array1<Tile>& out_tiles)
+{
+    resizeForOverwrite(out_tiles, in_tiles.size());
+    copyTiles(in_tiles.data(), in_tiles.size(), sizeof(Tile), out_tiles.data());
+}
+
+template <typename T>
+bool isInPlanes(CompressionQuality in_quality)
+{
+    return std::is_same_v<T, float> && in_quality >= eQualityLossless;
+}
+
+/// Bytes that one tile takes in a stream.
+template <typename Tile, typename T = typename Tile::value_type>
+unsigned long tileRecordBytes(const InputStream& in_stream)
+{
+    constexpr unsigned long kCountBytes = 4;
+    constexpr unsigned long kVersionBytes = 2;
+    constexpr unsigned long kPlaneLengthBytes = 8;
+    if (isInPlanes<T>(in_stream.quality())) {
+        return kPlaneLengthBytes + sizeof(Tile);
+    }
+    return (in_stream.version() >= kKvfVersion2 ? kVersionBytes : 0) + kCountBytes + sizeof(Tile);
+}
+
+template <typename T>
+bool saveTiles(const array1<VoxelTile<T, 0, 5>>& in_tiles, OutputStream& io_stream)
+{
+    using Encoder = TilesEncoder<VoxelChannel<T>>;
+    const unsigned long count = static_cast<unsigned long>(in_tiles.size());
+    bool ok = io_stream.write(static_cast<unsigned long long>(count));
+    if constexpr (std::is_same_v<T, float>) {
+        if (isInPlanes<T>(io_stream.quality())) {
+            return Encoder::encodef(count, in_tiles, io_stream) && ok;
+        }
+    }
+    return Encoder::encode(count, in_tiles, io_stream) && ok;
+}
+
+}  // namespace Detail
+
+template <typename T>
+const TypeMeta<VoxelChannel<T>> VoxelChannel<T>::m_typeMeta{};
+
+template <typename T>
+VoxelChannel<T>::VoxelChannel() : m_blocks(std::make_shared<TileArrays>())
+{
+}
+
+template <typename T>
+VoxelChannel<T>::VoxelChannel(const std::string& in_name,
+                              const std::shared_ptr<VoxelShape>& in_shape, const T& in_background,
+                              VoxelOffsetType in_offset_type)
+    : TreeChannel3DTyped<T>(in_name, in_background),
+      m_offset_type(in_offset_type),
+      m_voxel_shape(in_shape),
+      m_blocks(std::make_shared<TileArrays>())
+{
+    TreeChannel3DBase::setShape(in_shape);
+}
+
+template <typename T>
+VoxelChannel<T>::~VoxelChannel() = default;
+
+template <typename T>
+const std::string& VoxelChannel<T>::typeName()
+{
+    static const std::string s_typeName = "VoxelChannel<" + typeNameOf<T>() + ">";
+    return s_typeName;
+}
+
+template <typename T>
+bool VoxelChannel<T>::isCastableTo(const std::string& in_type_name) const
+{
+    return in_type_name == typeName() || TreeChannel3DTyped<T>::isCastableTo(in_type_name);
+}
+
+template <typename T>
+const void* VoxelChannel<T>::tileArrayPtr(const TileIndex& in_index, unsigned long& out_count) const
+{
+    out_count = 0;
+    if (in_index.first < 0 || in_index.first >= numTiles(in_index.second)) {
+        return nullptr;
+    }
+    out_count = Tile::kSize;
+    return tile(in_index).data();
+}
+
+template <typename T>
+void* VoxelChannel<T>::tileArrayPtr(const TileIndex& in_index, unsigned long& out_count)
+{
+    return const_cast<void*>(std::as_const(*this).tileArrayPtr(in_index, out_count));
+}
+
+template <typename T>
+void* VoxelChannel<T>::getElemVoidPtr(const TileIndex& in_index, int in_i, int in_j, int in_k)
+{
+    return &tile(in_index)(in_i, in_j, in_k);
+}
+
+template <typename T>
+const void* VoxelChannel<T>::getElemVoidPtr(const TileIndex& in_index, int in_i, int in_j,
+                                            int in_k) const
+{
+    return &tile(in_index)(in_i, in_j, in_k);
+}
+
+template <typename T>
+void VoxelChannel<T>::setElemVoidPtr(const TileIndex& in_index, int in_i, int in_j, int in_k,
+                                     const void* in_value)
+{
+    tile(in_index).set(in_i, in_j, in_k, in_value);
+}
+
+template <typename T>
+int VoxelChannel<T>::numTiles(int in_depth) const
+{
+    return m_blocks && Detail::isTileDepth(in_depth) ? static_cast<int>(tiles(in_depth).size()) : 0;
+}
+
+template <typename T>
+int VoxelChannel<T>::numTiles() const
+{
+    int count = 0;
+    for (int depth = 0; depth < kNumDepths; ++depth) {
+        count += numTiles(depth);
+    }
+    return count;
+}
+
+template <typename T>
+unsigned long long VoxelChannel<T>::numElements(int in_depth) const
+{
+    return static_cast<unsigned long long>(Tile::kSize) * numTiles(in_depth);
+}
+
+template <typename T>
+unsigned long long VoxelChannel<T>::numElements() const
+{
+    return static_cast<unsigned long long>(Tile::kSize) * numTiles();
+}
+
+template <typename T>
+unsigned long long VoxelChannel<T>::memUsage(MemUsage::Type in_type, bool in_with_header) const
+{
+    unsigned long long bytes = 0;
+    if (m_blocks) {
+        for (const array1<Tile>& tiles : *m_blocks) {
+            const long long count =
+                in_type == MemUsage::eMemAllocated ? tiles.capacity() : tiles.size();
+            bytes += sizeof(Tile) * static_cast<unsigned long long>(count);
+        }
+    }
+    return in_with_header ? bytes + sizeof(*this) + this->textMemUsage() : bytes;
+}
+
+template <typename T>
+void VoxelChannel<T>::set(const T& in_value, int in_start_depth, int in_end_depth)
+{
+    const SkelvarProfiler::Scope scope("VoxelChannel<T>::set(v,min,max)");
+    if (!m_blocks) {
+        return;
+    }
+    const Tile pattern(in_value);
+    const int end = std::min(in_end_depth, kMaxTileDepth);
+    for (int depth = std::max(in_start_depth, 0); depth <= end; ++depth) {
+        Detail::fillTiles(tiles(depth).data(), tiles(depth).size(), &pattern, sizeof(Tile));
+    }
+}
+
+template <typename T>
+void VoxelChannel<T>::set(const VoxelChannel& in_other)
+{
+    const SkelvarProfiler::Scope scope("VoxelChannel<T>::set(channel)");
+    if (!m_blocks || !in_other.m_blocks || m_blocks == in_other.m_blocks) {
+        return;
+    }
+    for (int depth = 0; depth < kNumDepths; ++depth) {
+        Detail::copyTiles(in_other.tiles(depth), tiles(depth));
+    }
+}
+
+template <typename T>
+std::shared_ptr<TreeChannel3DBase> VoxelChannel<T>::copy(bool in_copy_data, bool in_share) const
+{
+    const auto channel = std::make_shared<VoxelChannel>();
+    channel->m_blocks = nullptr;
+    copyInto(channel, in_copy_data, in_share);
+    return channel;
+}
+
+template <typename T>
+void VoxelChannel<T>::copyInto(const std::shared_ptr<TreeChannel3DBase>& io_target,
+                               bool in_copy_data, bool in_share) const
+{
+    if (!io_target || !io_target->isCastableTo(typeName())) {
+        throw std::runtime_error("VoxelChannel::copyInto: the target of " + this->name() +
+                                 " is no " + typeName());
+    }
+    copyInto(std::static_pointer_cast<VoxelChannel>(io_target), in_copy_data, in_share);
+}
+
+template <typename T>
+void VoxelChannel<T>::copyInto(const std::shared_ptr<VoxelChannel>& io_target, bool in_copy_data,
+                               bool in_share) const
+{
+    const SkelvarProfiler::Scope scope("VoxelChannel<T>::copyInto");
+    if (io_target.get() == this) {
+        return;
+    }
+    this->copyHeaderInto(*io_target);
+    io_target->m_offset_type = m_offset_type;
+    io_target->m_initializer = m_initializer ? m_initializer->copy(io_target.get()) : nullptr;
+    if (!m_blocks) {
+        return;
+    }
+    if (in_copy_data) {
+        const auto blocks = std::make_shared<TileArrays>();
+        for (int depth = 0; depth < kNumDepths; ++depth) {
+            Detail::copyTiles(tiles(depth), (*blocks)[depth]);
+        }
+        io_target->m_blocks = blocks;
+    } else if (in_share) {
+        io_target->m_blocks = m_blocks;
+    }
+}
+
+template <typename T>
+void VoxelChannel<T>::setShape(const std::shared_ptr<TreeShape3DBase>& in_shape)
+{
+    if (in_shape && !in_shape->isCastableTo(VoxelShape::typeName())) {
+        throw std::runtime_error("VoxelChannel.setShape: in_shape not of type VoxelShape");
+    }
+    m_voxel_shape = std::static_pointer_cast<VoxelShape>(in_shape);
+    TreeChannel3DBase::setShape(in_shape);
+}
+
+template <typename T>
+void VoxelChannel<T>::createChannelAccessor(std::shared_ptr<ChannelAccessor>&)
+{
+}
+
+template <typename T>
+void VoxelChannel<T>::createSampler(const std::string&, SamplerSpace,
+                                    std::shared_ptr<BaseSampler>&) const
+{
+}
+
+template <typename T>
+void VoxelChannel<T>::setTileInitializer(VoxelTileInitializerType in_type)
+{
+    switch (in_type) {
+        case eTileInitializerNOP:
+            m_initializer = std::make_shared<NOPVoxelTileInitializer<VoxelChannel>>(this);
+            return;
+        case eTileInitializerBackground:
+            m_initializer = nullptr;
+            return;
+        case eTileInitializerConstant:
+        case eTileInitializerLinear:
+            throw std::runtime_error(
+                "VoxelChannel::setTileInitializer: initializers that interpolate are not available "
+                "yet");
+    }
+    throw std::runtime_error(
+        "VoxelChannel<T>::setTileInitializer(VoxelTileInitializerType in_type) : type not "
+        "supported!");
+}
+
+template <typename T>
+void VoxelChannel<T>::setTileInitializer(const std::shared_ptr<Initializer>& in_initializer)
+{
+    m_initializer = in_initializer;
+}
+
+template <typename T>
+std::shared_ptr<VoxelLayout> VoxelChannel<T>::layoutPtr() const
+{
+    const std::shared_ptr<VoxelShape> shape = m_voxel_shape.lock();
+    return shape ? shape->layoutPtr() : nullptr;
+}
+
+template <typename T>
+void VoxelChannel<T>::fillBackground(int in_depth, long long in_begin, long long in_end)
+{
+    if (in_begin < in_end) {
+        const Tile pattern(this->backgroundValue());
+        Detail::fillTiles(tiles(in_depth).data() + in_begin, in_end - in_begin, &pattern,
+                          sizeof(Tile));
+    }
+}
+
+template <typename T>
+void VoxelChannel<T>::nodeAdded(const TileIndex& in_index)
+{
+    const std::shared_ptr<VoxelLayout> layout = layoutPtr();
+    const auto [index, depth] = in_index;
+    if (!m_blocks || !layout || numTiles(depth) == layout->numNodes(depth)) {
+        return;
+    }
+    array1<Tile>& tiles_of_depth = tiles(depth);
+    const long long old_size = tiles_of_depth.size();
+    if (index >= old_size) {
+        const long long needed = index + 1LL;
+        Detail::resizeTiles(tiles_of_depth, needed,
+                            std::max(needed, 2 * tiles_of_depth.capacity()));
+    }
+    // Tiles that lag behind are filled too, so that none is left uninitialised.
+    const long long begin = std::min<long long>(old_size, index);
+    if (m_initializer) {
+        fillBackground(depth, begin, index);
+        m_initializer->reset();
+        m_initializer->initializeTile(in_index);
+    } else {
+        fillBackground(depth, begin, index + 1LL);
+    }
+}
+
+template <typename T>
+void VoxelChannel<T>::nodesAdded(const std::vector<int>* in_indices)
+{
+    const SkelvarProfiler::Scope scope("VoxelChannel::nodesAdded");
+    const std::shared_ptr<VoxelLayout> layout = layoutPtr();
+    if (!m_blocks || !layout) {
+        return;
+    }
+    for (int depth = 0; depth < kNumDepths; ++depth) {
+        const std::vector<int>& added = in_indices[depth];
+        if (added.empty() || numTiles(depth) == layout->numNodes(depth)) {
+            continue;
+        }
+        const auto [lowest, highest] = std::minmax_element(added.begin(), added.end());
+        const long long old_size = tiles(depth).size();
+        const long long new_size = std::max<long long>(old_size, *highest + 1LL);
+        Detail::resizeTiles(tiles(depth), new_size, new_size);
+        if (m_initializer) {
+            const SkelvarProfiler::Scope init_scope("nodesAdded_init");
+            fillBackground(depth, old_size, *lowest);
+            m_initializer->reset();
+            Detail::forEachTile(added, [this, depth](int in_index) {
+                m_initializer->initializeTile({in_index, depth});
+            });
+        } else {
+            const SkelvarProfiler::Scope background_scope("nodesAdded_bg");
+            fillBackground(depth, std::min<long long>(old_size, *lowest), new_size);
+        }
+    }
+}
+
+template <typename T>
+void VoxelChannel<T>::nodesCleared()
+{
+    if (m_blocks) {
+        for (array1<Tile>& tiles : *m_blocks) {
+            tiles.release();
+        }
+    }
+}
+
+template <typename T>
+void VoxelChannel<T>::nodeDeleted(const TileIndex& in_index)
+{
+    if (Detail::isTileDepth(in_index.second)) {
+        std::array<std::vector<int>, kNumDepths> deleted;
+        deleted[in_index.second].push_back(in_index.first);
+        nodesDeleted(deleted.data());
+    }
+}
+
+template <typename T>
+void VoxelChannel<T>::nodesDeleted(const std::vector<int>* in_deleted)
+{
+    const std::shared_ptr<VoxelLayout> layout = layoutPtr();
+    if (!m_blocks || !layout) {
+        return;
+    }
+    std::array<std::vector<TileIndex>, kNumDepths> moves;
+    for (int depth = 0; depth < kNumDepths; ++depth) {
+        const int old_count = layout->numNodes(depth) + static_cast<int>(in_deleted[depth].size());
+        moves[depth] = compactionMoves(in_deleted[depth], old_count);
+    }
+    nodesDeleted(moves.data());
+}
+
+template <typename T>
+void VoxelChannel<T>::nodesDeleted(const std::vector<TileIndex>* in_moves)
+{
+    const std::shared_ptr<VoxelLayout> layout = layoutPtr();
+    if (!m_blocks || !layout) {
+        return;
+    }
+    for (int depth = 0; depth < kNumDepths; ++depth) {
+        Detail::moveTiles(tiles(depth).data(), tiles(depth).size(), in_moves[depth], sizeof(Tile));
+        resize(depth, layout->numNodes(depth));
+    }
+}
+
+template <typename T>
+void VoxelChannel<T>::resize(int in_depth, int in_count)
+{
+    if (!m_blocks || !Detail::isTileDepth(in_depth) || in_count < 0) {
+        return;
+    }
+    const long long old_size = tiles(in_depth).size();
+    Detail::resizeTiles(tiles(in_depth), in_count, in_count);
+    fillBackground(in_depth, old_size, in_count);
+}
+
+template <typename T>
+bool VoxelChannel<T>::checkAllocatedSizes(std::ostream* out_report) const
+{
+    const std::shared_ptr<VoxelLayout> layout = layoutPtr();
+    if (!m_blocks || !layout) {
+        return true;
+    }
+    for (int depth = 0; depth < kNumDepths; ++depth) {
+        if (numTiles(depth) != layout->numNodes(depth)) {
+            if (out_report != nullptr) {
+                *out_report << "Allocated sizes mismatch: channel " << this->name() << " has "
+                            << numTiles(depth) << " tiles at depth " << depth << ", its layout "
+                            << layout->numNodes(depth) << " nodes\n";
+            }
+            return false;
+        }
+    }
+    return true;
+}
+
+template <typename T>
+bool VoxelChannel<T>::save(OutputStream& io_stream) const
+{
+    bool ok = io_stream.write(Detail::kChannelVersion);
+    ok &= io_stream.write(this->backgroundValue());
+    ok &= io_stream.write(this->name());
+    ok &= io_stream.write(this->shapeName());
+    ok &= io_stream.write(this->customType());
+    ok &= TreeChannel3DBase::save(io_stream);
+    ok &= io_stream.write(static_cast<signed char>(m_offset_type));
+    ok &= io_stream.write(static_cast<unsigned int>(kNumDepths));
+    io_stream.userdata(Detail::kChannelVersion);
+    const array1<Tile> no_tiles;
+    for (int depth = 0; depth < kNumDepths; ++depth) {
+        ok &= Detail::saveTiles(m_blocks ? tiles(depth) : no_tiles, io_stream);
+    }
+    return ok;
+}
+
+template <typename T>
+bool VoxelChannel<T>::load(InputStream& io_stream)
+{
+    const bool had_arrays = m_blocks != nullptr;
+    if (!had_arrays) {
+        m_blocks = std::make_shared<TileArrays>();
+    }
+    int old_counts[kNumDepths];
+    for (int depth = 0; depth < kNumDepths; ++depth) {
+        old_counts[depth] = numTiles(depth);
+    }
+    if (loadBody(io_stream)) {
+        return true;
+    }
+    for (int depth = 0; depth < kNumDepths; ++depth) {
+        tiles(depth).clear();
+        resize(depth, old_counts[depth]);
+    }
+    if (!had_arrays) {
+        m_blocks = nullptr;
+    }
+    return false;
+}
+
+template <typename T>
+bool VoxelChannel<T>::loadBody(InputStream& io_stream)
+{
+    unsigned short version = 1;
+    if (io_stream.version() >= kKvfVersion2 && !io_stream.read(version)) {
+        return false;
+    }
+    T background{};
+    std::string name;
+    std::string shape_name;
+    std::string custom_type;
+    bool ok = version <= Detail::kChannelVersion && io_stream.read(background) &&
+              io_stream.read(name) && io_stream.read(shape_name);
+    if (version >= Detail::kChannelVersionWithCustomType) {
+        ok = ok && io_stream.read(custom_type);
+    }
+    io_stream.userdata(version);
+    if (version >= Detail::kChannelVersionWithBase) {
+        ok = ok && TreeChannel3DBase::load(io_stream);
+    }
+    signed char offset_type = 0;
+    unsigned int num_depths = 0;
+    ok = ok && io_stream.read(offset_type) && offset_type >= 0 && offset_type < 8 &&
+         io_stream.read(num_depths) && num_depths == kNumDepths;
+    if (!ok) {
+        return false;
+    }
+    this->setBackgroundValue(background);
+    this->setName(name);
+    this->setShapeName(shape_name);
+    this->setCustomType(custom_type);
+    m_offset_type = static_cast<VoxelOffsetType>(offset_type);
+    for (int depth = 0; depth < kNumDepths; ++depth) {
+        if (!loadTiles(io_stream, depth)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+template <typename T>
+bool VoxelChannel<T>::loadTiles(InputStream& io_stream, int in_depth)
+{
+    unsigned long long count = 0;
+    if (!io_stream.read(count) ||
+        count > io_stream.length() / Detail::tileRecordBytes<Tile>(io_stream) ||
+        count > static_cast<unsigned long long>(std::numeric_limits<int>::max())) {
+        return false;
+    }
+    using Encoder = TilesEncoder<VoxelChannel>;
+    array1<Tile>& tiles_of_depth = tiles(in_depth);
+    Detail::resizeForOverwrite(tiles_of_depth, static_cast<long long>(count));
+    if constexpr (std::is_same_v<T, float>) {
+        if (Detail::isInPlanes<T>(io_stream.quality())) {
+            return Encoder::decodef(count, tiles_of_depth, io_stream);
+        }
+    }
+    return Encoder::decode(count, tiles_of_depth, io_stream);
+}
+
+template <typename T>
+bool VoxelChannel<T>::dump(OutputStream& io_stream) const
+{
+    bool ok = TreeChannel3DBase::dump(io_stream);
+    for (int depth = 0; depth < kNumDepths; ++depth) {
+        ok &= io_stream.write("Tiles at depth " + std::to_string(depth) + ": " +
+                              std::to_string(numTiles(depth)));
+    }
+    return ok;
+}
+
+}  // namespace Skelvar
