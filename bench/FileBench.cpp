@@ -1,0 +1,258 @@
+// Saving and loading of a float and a vec3f channel of about 100 MB, beside zlib alone on the same
+// bytes, cut into the same chunks, on the same threads. The argument names the folder for the
+// files; without one they go to memory, if the system has a file system there.
+
+#include <bench/support/Harness.h>
+#include <bench/support/Scene.h>
+
+#include <skelvar/base/KvfVersion.h>
+#include <skelvar/io/ChannelCompressor.h>
+#include <skelvar/io/Kvf.h>
+#include <skelvar/io/KvfCompressor.h>
+#include <skelvar/state/StateServerManager.h>
+#include <skelvar/state/VoxelState.h>
+
+#include <tbb/parallel_for.h>
+#include <zlib.h>
+
+#include <cstring>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Bench::vec3i;
+using Skelvar::CompressionQuality;
+using Skelvar::vec3f;
+using Skelvar::VoxelChannel;
+using Skelvar::VoxelState;
+using Bytes = std::vector<unsigned char>;
+
+constexpr int kZlibLevel = 9;
+std::filesystem::path s_folder;
+
+void require(bool in_done, const std::string& in_step)
+{
+    if (!in_done) {
+        throw std::runtime_error(in_step + ": " + Skelvar::kvfLastError());
+    }
+}
+
+void require(Skelvar::VoxelStateResult in_result, const std::string& in_step)
+{
+    require(in_result == Skelvar::kVoxelStateOk, in_step);
+}
+
+template <typename T>
+T density(const vec3i& in_cell);
+
+template <>
+float density<float>(const vec3i& in_cell)
+{
+    return Bench::ballDensity(in_cell, Bench::kFloatBallSeed);
+}
+
+template <>
+vec3f density<vec3f>(const vec3i& in_cell)
+{
+    return {Bench::ballDensity(in_cell, Bench::kVec3BallSeed),
+            Bench::ballDensity(in_cell, Bench::kVec3BallSeed + 10),
+            Bench::ballDensity(in_cell, Bench::kVec3BallSeed + 20)};
+}
+
+template <typename T>
+constexpr double kBallRadius = 0.0;
+template <>
+constexpr double kBallRadius<float> = Bench::kFloatBallRadius;
+template <>
+constexpr double kBallRadius<vec3f> = Bench::kVec3BallRadius;
+
+template <typename T>
+std::shared_ptr<VoxelChannel<T>> channelOf(VoxelState& io_state)
+{
+    std::shared_ptr<Skelvar::TreeChannel3DBase> channel;
+    require(io_state.channelRef("density", channel), "channelRef");
+    return std::static_pointer_cast<VoxelChannel<T>>(channel);
+}
+
+/// A store with one shape, whose channel "density" is the ball.
+template <typename T>
+std::shared_ptr<VoxelState> makeBall()
+{
+    const auto inside = [](const vec3i& in_cell) {
+        return Bench::isInBall(kBallRadius<T>, in_cell);
+    };
+    const auto state = Skelvar::StateServerManager::instance().createNewStateServer();
+    std::string object = "ball";
+    std::shared_ptr<Skelvar::VoxelLayout> layout;
+    std::shared_ptr<Skelvar::VoxelShape> shape;
+    require(state->newObject(object), "newObject");
+    require(state->newVoxelLayout("tree", 1.0f), "newVoxelLayout");
+    require(state->voxelLayout("tree", layout, VoxelState::eHintDoNotCopy), "voxelLayout");
+    layout->addNodes(
+        Bench::withAncestors(Bench::tilesHolding(static_cast<int>(kBallRadius<T>) + 1, inside)));
+    require(state->newVoxelShape("volume", "tree", &object, shape), "newVoxelShape");
+    require(state->newVoxelChannel<T>("density", "volume", Skelvar::eOffsetCentre, T{}),
+            "newVoxelChannel");
+    Bench::fillFinest(*layout, *channelOf<T>(*state), [&](const vec3i& in_cell) {
+        return inside(in_cell) ? density<T>(in_cell) : T{};
+    });
+    return state;
+}
+
+template <typename T>
+VoxelState& ball()
+{
+    static const std::shared_ptr<VoxelState> s_state = makeBall<T>();
+    return *s_state;
+}
+
+/// Only what a user asked for: the cells of the ball.
+template <typename T>
+double usefulMegabytes()
+{
+    constexpr double kPi = 3.14159265358979323846;
+    const double radius = kBallRadius<T>;
+    return 4.0 / 3.0 * kPi * radius * radius * radius * sizeof(T) * 1e-6;
+}
+
+/// The channel as it stands in a file before compression, and after.
+struct Stream {
+    Skelvar::KvfCompressor bytes;
+    std::vector<Skelvar::ChannelCompressor::ChunkData> chunks;
+    std::vector<Bytes> packed;  ///< by zlib, one for each chunk
+};
+
+template <typename T>
+Stream& stream(CompressionQuality in_quality)
+{
+    static std::map<int, Stream> s_streams;
+    Stream& stream = s_streams[in_quality];
+    if (stream.chunks.empty()) {
+        stream.bytes.setQuality(in_quality);
+        stream.bytes.setVersion(Skelvar::KvfVersion{4});
+        require(channelOf<T>(ball<T>())->save(stream.bytes), "save");
+        stream.chunks = Skelvar::cutIntoChunks(
+            reinterpret_cast<const unsigned char*>(stream.bytes.memory().data()),
+            stream.bytes.memory().size());
+        stream.packed.resize(stream.chunks.size());
+    }
+    return stream;
+}
+
+void deflateAll(Stream& io_stream)
+{
+    tbb::parallel_for(std::size_t{0}, io_stream.chunks.size(), [&](std::size_t in_n) {
+        const auto& chunk = io_stream.chunks[in_n];
+        Bytes& packed = io_stream.packed[in_n];
+        uLongf size = compressBound(chunk.size);
+        packed.resize(size);
+        require(compress2(packed.data(), &size, chunk.data, chunk.size, kZlibLevel) == Z_OK,
+                "compress2");
+        packed.resize(size);
+    });
+}
+
+/// Each chunk to its place in one buffer.
+void inflateAll(const Stream& in_stream, Bytes& io_bytes)
+{
+    const unsigned char* const begin = in_stream.chunks.front().data;
+    tbb::parallel_for(std::size_t{0}, in_stream.chunks.size(), [&](std::size_t in_n) {
+        const auto& chunk = in_stream.chunks[in_n];
+        uLongf size = chunk.size;
+        const Bytes& packed = in_stream.packed[in_n];
+        require(uncompress(io_bytes.data() + (chunk.data - begin), &size, packed.data(),
+                           static_cast<uLong>(packed.size())) == Z_OK,
+                "uncompress");
+    });
+}
+
+template <typename T>
+void requireSame(VoxelState& io_a, VoxelState& io_b)
+{
+    const auto a = channelOf<T>(io_a);
+    const auto b = channelOf<T>(io_b);
+    for (int depth = 0; depth < Skelvar::kNumDepths; ++depth) {
+        const long long count = a->tiles(depth).size();
+        const bool same =
+            count == b->tiles(depth).size() &&
+            (count == 0 || std::memcmp(a->tiles(depth).data(), b->tiles(depth).data(),
+                                       count * sizeof(typename VoxelChannel<T>::Tile)) == 0);
+        require(same, "the loaded channel differs");
+    }
+}
+
+template <typename T>
+void addFileJobs(const std::string& in_data, CompressionQuality in_quality)
+{
+    static std::shared_ptr<VoxelState> s_loaded;
+    static Bytes s_inflated;
+    const std::string variant = "-q" + std::to_string(in_quality);
+    const std::string path = (s_folder / ("bench-" + in_data + variant + ".kvf")).string();
+    const auto save = [=] {
+        std::string resolved;
+        require(Skelvar::kvfSave(ball<T>(), path, "volume", {"density"}, 0, in_quality, resolved),
+                "kvfSave");
+    };
+    const std::string save_job = "file.save." + in_data;
+    const std::string load_job = "file.load." + in_data;
+    Bench::add({save_job + "/skelvar" + variant, 2, "MB/s",
+                [=] {
+                    Bench::print("file.ratio." + in_data + "/skelvar" + variant + "/2t",
+                                 usefulMegabytes<T>() * 1e6 /
+                                     static_cast<double>(std::filesystem::file_size(path)),
+                                 "raw/stored");
+                    return usefulMegabytes<T>();
+                },
+                save, [] { ball<T>(); }, 2});
+    Bench::add({save_job + "/zlib9" + variant, 2, "MB/s", usefulMegabytes<T>,
+                [=] { deflateAll(stream<T>(in_quality)); }, [=] { stream<T>(in_quality); }, 2});
+    Bench::add({load_job + "/skelvar" + variant, 2, "MB/s",
+                [=] {
+                    requireSame<T>(ball<T>(), *s_loaded);
+                    s_loaded = nullptr;
+                    std::filesystem::remove(path);
+                    return usefulMegabytes<T>();
+                },
+                [=] { require(Skelvar::kvfLoad(*s_loaded, path), "kvfLoad"); },
+                [=] {
+                    if (!std::filesystem::exists(path)) {
+                        save();
+                    }
+                    s_loaded = nullptr;
+                    s_loaded = Skelvar::StateServerManager::instance().createNewStateServer();
+                }});
+    Bench::add({load_job + "/inflate" + variant, 2, "MB/s",
+                [] {
+                    s_inflated = {};
+                    return usefulMegabytes<T>();
+                },
+                [=] { inflateAll(stream<T>(in_quality), s_inflated); },
+                [=] {
+                    Stream& packed = stream<T>(in_quality);
+                    if (packed.packed.front().empty()) {
+                        deflateAll(packed);
+                    }
+                    s_inflated.resize(packed.bytes.memory().size());
+                }});
+}
+
+}  // namespace
+
+int main(int in_argc, char** in_argv)
+{
+    s_folder = std::filesystem::exists("/dev/shm") ? std::filesystem::path("/dev/shm")
+                                                   : std::filesystem::temp_directory_path();
+    if (in_argc > 1 && in_argv[1][0] != '-') {
+        s_folder = in_argv[1];
+    }
+    for (const CompressionQuality quality : {Skelvar::eQualityPlain, Skelvar::eQualityLossless}) {
+        addFileJobs<float>("float", quality);
+        addFileJobs<vec3f>("vec3", quality);
+    }
+    return Bench::runAll(in_argc, in_argv);
+}

@@ -1,0 +1,96 @@
+# Lays the figures of the benchmarks side by side: awk -f bench/ratios.awk METRICS...
+# The input is the programs' output, of as many rounds as there are: lines of a metric, a value and
+# a unit with tabs between, of which the best value counts. Each row names our metric, the metrics
+# it is held against (the best of those that are there) and the ratio wanted.
+
+BEGIN {
+    FS = "\t"
+    row("channel fill against memset", "channel.fill/skelvar/2t", "channel.fill/memset/2t", 0.8)
+    row("in-place scale against a triad", "channel.scale/skelvar/2t", "channel.scale/triad/2t", 0.8)
+    row("set(channel) against memcpy", "channel.set/skelvar/2t", "channel.set/memcpy/2t", 0.8)
+    row("deep copy of a channel, useful cells", "bulk.deepcopy/skelvar/2t",
+        "bulk.deepcopy/openvdb/2t", 3)
+    row("bulk addNodes with a channel, per tile", "topology.addnodes/skelvar-channel/2t",
+        "topology.ordered.tiles/openvdb-float/2t", 3)
+    row("ordered points to tree and channel, per point", "topology.ordered.points/skelvar-channel/2t",
+        "topology.ordered.points/openvdb-float/2t", 3)
+    row("bulk addNodes, per tile", "topology.addnodes/skelvar/2t",
+        "topology.ordered.tiles/openvdb-mask/2t", 1.2)
+    row("ordered points to tree, per point", "topology.ordered.points/skelvar/2t",
+        "topology.ordered.points/openvdb-mask/2t", 1.2)
+    row("single addNode in random order", "topology.single/skelvar/1t",
+        "topology.single/openvdb-mask/1t topology.single/openvdb-float/1t", 1)
+    row("random lookup by position, then the value", "access.random/skelvar/1t",
+        "access.random/openvdb-accessor/1t access.random/openvdb-unsafeaccessor/1t " \
+        "access.random/openvdb-noaccessor/1t access.random/nanovdb-accessor/1t " \
+        "access.random/nanovdb-noaccessor/1t", 1.2)
+    row("deleteNodes of a tenth against memcpy of the moves", "tree.delete/skelvar-channel/2t",
+        "tree.delete/memcpy/2t", 0.25)
+    row("save float, quality 1, against zlib", "file.save.float/skelvar-q1/2t",
+        "file.save.float/zlib9-q1/2t", 0.95)
+    row("save vec3, quality 0, against zlib", "file.save.vec3/skelvar-q0/2t",
+        "file.save.vec3/zlib9-q0/2t", 0.95)
+    row("load float, quality 1, against inflate", "file.load.float/skelvar-q1/2t",
+        "file.load.float/inflate-q1/2t", 0.85)
+    row("load vec3, quality 0, against inflate", "file.load.vec3/skelvar-q0/2t",
+        "file.load.vec3/inflate-q0/2t", 0.85)
+    bound("bytes a cell of the band, channel", "tree.memory.bytespercell/skelvar-channel/1t", 9.4)
+    bound("bytes a cell of the band, with nodes", "tree.memory.bytespercell/skelvar/1t", 13)
+}
+
+NF == 3 {
+    lower = $3 ~ /^bytes/
+    if (!($1 in best) || (lower ? $2 + 0 < best[$1] : $2 + 0 > best[$1])) {
+        best[$1] = $2 + 0
+        unit[$1] = $3
+    }
+}
+
+END {
+    printf "%-52s %10s %10s %-10s %7s %7s\n", "job", "ours", "against", "unit", "ratio", "wanted"
+    for (n = 1; n <= rows; ++n) {
+        report(n)
+    }
+}
+
+function row(in_text, in_ours, in_others, in_wanted)
+{
+    text[++rows] = in_text
+    ours[rows] = in_ours
+    others[rows] = in_others
+    wanted[rows] = in_wanted
+}
+
+# A figure that must not be above `in_most`.
+function bound(in_text, in_ours, in_most)
+{
+    row(in_text, in_ours, "", in_most)
+}
+
+function report(in_row,    names, count, k, rival, ratio)
+{
+    if (!(ours[in_row] in best)) {
+        printf "%-52s not measured\n", text[in_row]
+        return
+    }
+    if (others[in_row] == "") {
+        printf "%-52s %10.4g %10s %-10s %7s %7.4g  %s\n", text[in_row], best[ours[in_row]], "",
+            unit[ours[in_row]], "", wanted[in_row],
+            (best[ours[in_row]] <= wanted[in_row] ? "reached" : "MISSED")
+        return
+    }
+    count = split(others[in_row], names, " ")
+    for (k = 1; k <= count; ++k) {
+        if (names[k] in best && best[names[k]] > rival) {
+            rival = best[names[k]]
+        }
+    }
+    if (rival == 0) {
+        printf "%-52s %10.4g %10s %-10s\n", text[in_row], best[ours[in_row]], "no peer",
+            unit[ours[in_row]]
+        return
+    }
+    ratio = best[ours[in_row]] / rival
+    printf "%-52s %10.4g %10.4g %-10s %7.2f %7.4g  %s\n", text[in_row], best[ours[in_row]], rival,
+        unit[ours[in_row]], ratio, wanted[in_row], (ratio >= wanted[in_row] ? "reached" : "MISSED")
+}
