@@ -100,7 +100,6 @@ public:
     bool removeLayout(const std::string& in_name);
     /// The layout, found again through the server if need be; null if it is gone. An absent name
     /// leaves `out_layout` alone.
-    void layoutRef(const std::string& in_name, std::shared_ptr<TreeLayout3DBase>& out_layout);
     void layoutRef(const std::string& in_name, std::shared_ptr<TreeLayout3DBase>& out_layout) const;
     LayoutIterator beginLayouts() const;
     LayoutIterator endLayouts() const;

@@ -193,16 +193,27 @@ public:
     const Maps& maps() const { return *m_maps; }
 
 private:
-    bool copies(VoxelStateHint in_hint) const;
-    bool copiesData(VoxelStateHint in_hint) const;
+    /// How a fetch makes what it hands out.
+    enum class CopyMode {
+        eNone,    ///< the stored item
+        eHeader,  ///< a copy without data
+        eShare,   ///< a copy that shares the data
+        eData,    ///< a copy with data of its own
+    };
+
+    CopyMode copyMode(VoxelStateHint in_hint) const;
     template <typename T>
     VoxelStateResult newShapeOn(const std::string& in_name, const std::string& in_layout_name,
                                 const std::string* in_object_name, std::shared_ptr<T>& out_shape);
-    VoxelStateResult fetchVoxelShape(const std::string& in_name,
-                                     std::shared_ptr<VoxelShape>& out_shape,
-                                     const std::shared_ptr<BObject>& io_object,
-                                     const std::shared_ptr<VoxelLayout>& in_layout,
-                                     VoxelStateHint in_hint);
+    template <typename T>
+    VoxelStateResult fetchShape(const std::string& in_name, std::shared_ptr<T>& out_shape,
+                                const std::shared_ptr<BObject>& io_object,
+                                const std::shared_ptr<VoxelLayout>& in_layout,
+                                VoxelStateHint in_hint);
+    VoxelStateResult fetchChannel(const std::string& in_operation, const std::string& in_name,
+                                  const std::shared_ptr<TreeShape3DBase>& io_shape,
+                                  std::shared_ptr<TreeChannel3DBase>* out_channel,
+                                  const TypeMetaBase& in_type, CopyMode in_mode);
 
     std::atomic<VoxelStateHint> m_global_hint = eHintDoNotCopy;
     std::unique_ptr<Maps> m_maps;

@@ -56,6 +56,8 @@ public:
     std::shared_ptr<TreeChannel3DBase> findChannel(const std::string& in_name) const;
     /// Searches a channel by its key or by a path. For a caller that holds the lock.
     bool channelInfoNoLock(const std::string& in_name, ChannelInfo& out_info) const;
+    /// Whether a channel stands under that bare name.
+    bool isBareKey(const std::string& in_channel_name) const;
     /// See `VoxelStateSMP::channelStoringKey`.
     std::string channelStoringKey(const std::string& in_shape_name,
                                   const std::string& in_channel_name) const;
@@ -89,9 +91,8 @@ private:
     std::shared_ptr<T> find(const Table<T>& in_table, const std::string& in_key) const;
     template <typename T>
     std::shared_ptr<T> take(Table<T>& io_table, const std::string& in_key);
-    template <typename Container>
-    std::vector<std::string> keys(const Container& in_container) const;
-    bool isBareKey(const std::string& in_channel_name) const;
+    template <typename T>
+    std::vector<std::string> keys(const Table<T>& in_table) const;
 
     mutable std::recursive_mutex m_mutex;  ///< guards all that follows, not the items themselves
     std::set<std::string, NS::NameSuffixCompare> m_names;
