@@ -1,6 +1,6 @@
 #!/bin/bash
 # check-exports.sh NM LIBRARY FAMILIES: holds the symbols that LIBRARY shows against FAMILIES, a
-# table of template family, member and number of instances. Fails if a family shows another number,
+# table of template family, member (- for a function) and number of instances. Fails if a family shows another number,
 # or if the library shows a symbol that is not its own. Weak instances of std templates are fine:
 # the standard library makes them visible, and every library of a process has them.
 set -euo pipefail
@@ -31,12 +31,14 @@ fi
 
 while read -r family member expected _; do
     case $family in '#'* | '') continue ;; esac
-    # the distinct argument lists of  FAMILY<...>::MEMBER(
-    found=$(grep -oP "^. (.* )?\\K$family<.*?>(?=::$member(\\[abi:\\w+\\])?\\()" <<< "$symbols" |
+    tail=::$member
+    [ "$member" != - ] || tail=
+    # the distinct argument lists of FAMILY<...>::MEMBER( or, for a function template, FAMILY<...>(
+    found=$(grep -oP "^. (.* )?\\K$family<.*?>(?=$tail(\\[abi:\\w+\\])?\\()" <<< "$symbols" |
         sort -u || true)
     count=$(grep -c . <<< "$found" || true)
     if [ "$count" != "$expected" ]; then
-        echo "$family<...>::$member: $expected instances expected, $count found:"
+        echo "$family<...>$tail: $expected instances expected, $count found:"
         echo "$found"
         failed=1
     fi
