@@ -1,5 +1,7 @@
 #pragma once
 
+#include <skelvar/base/ValueTypes.h>
+
 #include <bit>
 
 namespace Skelvar {
@@ -140,6 +142,22 @@ constexpr bool isParentTile(TileId in_a, TileId in_b)
 {
     const int depth = depthFromId(in_a);
     return depth < depthFromId(in_b) && ancestorTile(in_b, depth) == ancestorTile(in_a, depth);
+}
+
+/// The smallest tile below the root tile that holds both points, else the root tile. `kNoTile` if a
+/// coordinate is out of range.
+constexpr TileId commonTile(const vec3i& in_a, const vec3i& in_b)
+{
+    const TileId a = tileCoordsToId(in_a[0], in_a[1], in_a[2], kMaxTileDepth);
+    const TileId b = tileCoordsToId(in_b[0], in_b[1], in_b[2], kMaxTileDepth);
+    if (a == kNoTile || b == kNoTile) {
+        return kNoTile;
+    }
+    int depth = kMaxTileDepth;
+    while (ancestorTile(a, depth) != ancestorTile(b, depth)) {
+        --depth;
+    }
+    return ancestorTile(a, depth);
 }
 
 /// True if the word is the id of a tile: low bits zero, digits 1 to 125 from the top without a gap.

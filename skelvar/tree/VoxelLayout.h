@@ -109,6 +109,8 @@ public:
 
     RootMap::const_iterator beginRoots() const { return m_roots.begin(); }
     RootMap::const_iterator endRoots() const { return m_roots.end(); }
+    /// The root that is the tile, or lies above it, or one of those below it.
+    RootMap::const_iterator findRoot(TileId in_id) const { return m_roots.find(in_id); }
     int numRoots() const { return static_cast<int>(m_roots.size()); }
     /// At least the greatest depth of a root.
     int finestRootDepth() const { return m_finest_root_depth; }
@@ -149,7 +151,7 @@ public:
     // of new roots appended; `io_visitor`, which may be null, has its `preVisit` called on them and
     // on the nodes on the way. Coordinates out of range change nothing and give (-1, -1).
 
-    /// Enters a root in the map; makes no node.
+    /// Enters a root in the map; makes no node. Does nothing if another root lies above or below.
     void addRoot(TileId in_id, int in_index, int in_depth);
     /// Makes the tile and what is missing between it and its nearest ancestor or the roots below
     /// it. The tile's index; no event if it exists.
@@ -174,9 +176,9 @@ public:
                   std::vector<TileId>* out_added_roots = nullptr,
                   VoxelLayoutNodeVisitor* io_visitor = nullptr);
     /// Bulk insertion of the tiles of each depth that hold the points, in list order, with one
-    /// event. Points out of range and tiles that exist are skipped. A list names no tile twice.
-    /// Makes no missing ancestors and adopts no roots: a tile without its parent becomes a root, so
-    /// the caller gives no tile above a root that stays, and none below a gap.
+    /// event. Points out of range and tiles that exist are passed over. A list names no tile twice.
+    /// Makes no missing ancestors and adopts no roots: a tile without its parent becomes a root, or
+    /// is passed over if it lies above or below a root, where it could not be found.
     void addNodes(const std::vector<std::vector<vec3i>>& in_coords_by_depth,
                   std::vector<TileId>* out_added = nullptr);
     void addNodes(const std::vector<vec3i>& in_coords, int in_depth,
@@ -207,8 +209,9 @@ public:
     void update(const std::vector<TileId>& in_to_add, const std::vector<TileId>& in_to_delete);
     /// Takes a root out of the map; the node stays.
     void removeRoot(TileId in_id);
-    /// Closes the gaps that the deleted nodes left and raises `nodesDeleted`: with the indices for
-    /// the first form, with the moves for the second, whose lists are sorted, one a depth.
+    /// Closes the gaps that deleted nodes left and raises `nodesDeleted`: with the indices for the
+    /// first form, with the moves for the second, which takes eight sorted lists. What is listed
+    /// are places of deleted nodes, each once.
     void compactStorage(const std::vector<TileIndex>& in_deleted);
     void compactStorage(const std::vector<std::vector<int>>& in_deleted_by_depth);
     void clear();
@@ -232,7 +235,36 @@ public:
     bool dump(OutputStream& io_stream) const override;
 
 private:
-    struct NewTiles;
+    struct BulkInsertion;
+
+    /// The root that is the tile or an ancestor of it.
+    TileIndex rootAbove(TileId in_id) const;
+    /// Appends a node that is not linked yet and raises `nodeAdded`.
+    TileIndex appendNode(int in_parent, TileId in_id, int in_depth);
+    /// Makes the tile below the deepest node on the path to it.
+    TileIndex insertBelow(const TileIndex& in_ancestor, TileId in_id,
+                          std::vector<TileId>* out_added, VoxelLayoutNodeVisitor* io_visitor);
+    /// Makes the tile as a root and takes the roots below it under it.
+    TileIndex insertRoot(TileId in_id, std::vector<TileId>* out_added,
+                         std::vector<TileId>* out_added_roots, VoxelLayoutNodeVisitor* io_visitor);
+    /// Links a node under an ancestor, with the nodes that are missing between the two.
+    void link(const TileIndex& in_ancestor, const TileIndex& in_target,
+              std::vector<TileId>* out_added, VoxelLayoutNodeVisitor* io_visitor);
+    /// Adds to the branch size of a node and of all above it.
+    void addToBranches(TileIndex in_index, long long in_cells);
+    template <typename Key>
+    void deleteEach(const std::vector<Key>& in_keys, std::vector<TileId>* out_deleted_ids);
+    /// The moves done.
+    std::vector<TileIndex> closeGaps(const std::vector<int>& in_deleted, int in_depth);
+    void moveNode(int in_destination, int in_source, int in_depth);
+    /// Empties the layout without an event.
+    void reset();
+    bool loadContent(InputStream& io_stream);
+    bool loadRoots(InputStream& io_stream);
+    bool loadNodes(InputStream& io_stream);
+    bool loadDictionary(InputStream& io_stream);
+    bool settle();
+    void repairRoots();
 
     std::shared_ptr<NodeData> m_node_data;
     int m_num_nodes = 0;  ///< live ones

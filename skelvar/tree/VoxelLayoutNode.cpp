@@ -2,12 +2,10 @@
 
 #include <skelvar/base/InputStream.h>
 #include <skelvar/base/OutputStream.h>
-
-#include <tbb/scalable_allocator.h>
+#include <skelvar/base/array1.h>
 
 #include <algorithm>
 #include <new>
-#include <stdexcept>
 
 namespace Skelvar {
 
@@ -22,12 +20,8 @@ namespace Detail {
 
 ChildSlots ChildSlots::make()
 {
-    void* const memory = scalable_malloc(sizeof(Block));
-    if (memory == nullptr) {
-        throw std::runtime_error("Out of memory.");
-    }
     ChildSlots slots;
-    slots.m_block = static_cast<Block*>(memory);
+    slots.m_block = static_cast<Block*>(allocateArray(1, sizeof(Block)));
     new (&slots.m_block->references) std::atomic<int>(1);
     return slots;
 }
@@ -35,7 +29,7 @@ ChildSlots ChildSlots::make()
 void ChildSlots::release()
 {
     if (m_block->references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
-        scalable_free(m_block);
+        releaseArray(m_block);
     }
 }
 

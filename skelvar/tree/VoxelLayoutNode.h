@@ -144,6 +144,13 @@ public:
     }
     int numChildren() const;
 
+    bool contains(int in_i, int in_j, int in_k) const
+    {
+        const unsigned side = kTileSideLUT[m_depth];
+        return static_cast<unsigned>(in_i) - static_cast<unsigned>(m_i) < side &&
+               static_cast<unsigned>(in_j) - static_cast<unsigned>(m_j) < side &&
+               static_cast<unsigned>(in_k) - static_cast<unsigned>(m_k) < side;
+    }
     /// The box [corner, corner + side).
     void bounds(vec3i& out_min, vec3i& out_max) const;
     /// True also if the box only touches a face of the tile.

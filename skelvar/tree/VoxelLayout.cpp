@@ -1,0 +1,223 @@
+#include <skelvar/tree/VoxelLayout.h>
+
+#include <skelvar/tree/Descent.h>
+#include <skelvar/tree/VoxelLayoutAccessor.h>
+
+#include <algorithm>
+
+namespace Skelvar {
+
+const TypeMeta<VoxelLayout> VoxelLayout::m_typeMeta;
+
+const std::string& VoxelLayout::typeName()
+{
+    static const std::string& s_typeName = *new std::string("VoxelLayout");
+    return s_typeName;
+}
+
+VoxelLayout::VoxelLayout(const std::string& in_name, float in_mvs)
+    : TreeLayout3DBase(in_name, in_mvs), m_node_data(std::make_shared<NodeData>())
+{
+}
+
+VoxelLayout::~VoxelLayout() = default;
+
+const TypeMetaBase& VoxelLayout::typeMeta() const
+{
+    return m_typeMeta;
+}
+
+// Lookup
+
+TileIndex VoxelLayout::rootAbove(TileId in_id) const
+{
+    const auto root = m_roots.find(in_id);
+    // A root below the tile also compares equal to it.
+    return root == m_roots.end() || isParentTile(in_id, root->first) ? kNoTileIndex : root->second;
+}
+
+template <bool exact>
+TileIndex VoxelLayout::nodeIndex(TileId in_id) const
+{
+    if (in_id == kNoTile) {
+        return kNoTileIndex;
+    }
+    const TileId id = in_id & ~kTileIdLowBits;
+    const TileIndex root = rootAbove(id);
+    return root.first < 0 ? kNoTileIndex : Detail::descend<exact>(*m_node_data, root, id);
+}
+
+template <bool exact>
+TileIndex VoxelLayout::nodeIndex(int in_i, int in_j, int in_k, int in_depth) const
+{
+    TileIndex root = kNoTileIndex;
+    if (m_roots.size() == 1) {
+        // One root, which is the common case, needs no id and no search.
+        const TileIndex only = m_roots.begin()->second;
+        const VoxelLayoutNode& root_node = node(only);
+        if (only.second <= in_depth && root_node.contains(in_i, in_j, in_k)) {
+            root = only;
+        }
+    } else {
+        const TileId id =
+            tileCoordsToFinestId(in_i, in_j, in_k, std::min(m_finest_root_depth, in_depth));
+        if (id != kNoTile) {
+            root = rootAbove(id);
+        }
+    }
+    return root.first < 0 ? kNoTileIndex
+                          : Detail::descend<exact>(*m_node_data, root, in_i, in_j, in_k, in_depth);
+}
+
+template SKELVAR_API TileIndex VoxelLayout::nodeIndex<true>(TileId) const;
+template SKELVAR_API TileIndex VoxelLayout::nodeIndex<false>(TileId) const;
+template SKELVAR_API TileIndex VoxelLayout::nodeIndex<true>(int, int, int, int) const;
+template SKELVAR_API TileIndex VoxelLayout::nodeIndex<false>(int, int, int, int) const;
+
+bool VoxelLayout::isLive(const TileIndex& in_index) const
+{
+    return static_cast<unsigned>(in_index.second) < static_cast<unsigned>(kNumDepths) &&
+           in_index.first >= 0 && in_index.first < numNodes(in_index.second) &&
+           node(in_index).valid();
+}
+
+bool VoxelLayout::isRoot(TileId in_id) const
+{
+    const auto root = m_roots.find(in_id);
+    return root != m_roots.end() && root->first == in_id;
+}
+
+VoxelLayout::ConstAccessor VoxelLayout::accessor() const
+{
+    return ConstAccessor(*this);
+}
+
+VoxelLayout::Accessor VoxelLayout::accessor()
+{
+    return Accessor(*this);
+}
+
+// Geometry
+
+namespace {
+
+/// A box that grows around others. It writes its outputs only once it holds something.
+class BoxAround {
+public:
+    void add(const VoxelLayoutNode& in_node)
+    {
+        vec3i lo;
+        vec3i hi;
+        in_node.bounds(lo, hi);
+        for (int axis = 0; axis < 3; ++axis) {
+            m_lo[axis] = m_empty ? lo[axis] : std::min(m_lo[axis], lo[axis]);
+            m_hi[axis] = m_empty ? hi[axis] : std::max(m_hi[axis], hi[axis]);
+        }
+        m_empty = false;
+    }
+    void get(vec3i& out_min, vec3i& out_max) const
+    {
+        if (!m_empty) {
+            out_min = m_lo;
+            out_max = m_hi;
+        }
+    }
+
+private:
+    vec3i m_lo{};
+    vec3i m_hi{};
+    bool m_empty = true;
+};
+
+/// Appends the nodes of `in_depth` in the branch of `in_start` that pass `in_test`, as do all nodes
+/// on the way to them.
+template <typename Test>
+void collectBranch(const VoxelLayout& in_layout, const TileIndex& in_start, int in_depth,
+                   const Test& in_test, std::vector<TileIndex>& out_indices)
+{
+    const VoxelLayoutNode& node = in_layout.node(in_start);
+    if (in_start.second > in_depth || !in_test(node)) {
+        return;
+    }
+    if (in_start.second == in_depth) {
+        out_indices.push_back(in_start);
+        return;
+    }
+    const VoxelLayoutNode::ChildIterator end(false, &node, false);
+    for (VoxelLayoutNode::ChildIterator child(true, &node, false); child != end; ++child) {
+        collectBranch(in_layout, *child, in_depth, in_test, out_indices);
+    }
+}
+
+}  // namespace
+
+long long VoxelLayout::numVoxels() const
+{
+    long long cells = 0;
+    for (const auto& [id, index] : m_roots) {
+        cells += node(index).branchSize();
+    }
+    return cells;
+}
+
+void VoxelLayout::bounds(vec3i& out_min, vec3i& out_max) const
+{
+    BoxAround box;
+    for (const auto& [id, index] : m_roots) {
+        box.add(node(index));
+    }
+    box.get(out_min, out_max);
+}
+
+void VoxelLayout::bounds(int in_depth, vec3i& out_min, vec3i& out_max) const
+{
+    BoxAround box;
+    for (const VoxelLayoutNode& node : nodes(in_depth)) {
+        if (node.valid()) {
+            box.add(node);
+        }
+    }
+    box.get(out_min, out_max);
+}
+
+void VoxelLayout::nodeIndices(const vec3i& in_lo, const vec3i& in_hi,
+                              std::vector<TileIndex>& out_indices, int in_depth) const
+{
+    for (const auto& [id, root] : m_roots) {
+        nodeIndices(root, in_lo, in_hi, out_indices, in_depth);
+    }
+}
+
+void VoxelLayout::nodeIndices(const TileIndex& in_start, const vec3i& in_lo, const vec3i& in_hi,
+                              std::vector<TileIndex>& out_indices, int in_depth) const
+{
+    if (isLive(in_start)) {
+        const auto touches = [&](const VoxelLayoutNode& node) {
+            return node.intersects(in_lo, in_hi);
+        };
+        collectBranch(*this, in_start, in_depth, touches, out_indices);
+    }
+}
+
+void VoxelLayout::nodeIndices(const TileIndex& in_start, std::vector<TileIndex>& out_indices,
+                              int in_depth) const
+{
+    if (isLive(in_start)) {
+        collectBranch(
+            *this, in_start, in_depth, [](const VoxelLayoutNode&) { return true; }, out_indices);
+    }
+}
+
+void VoxelLayout::tileIds(std::vector<TileId>* out_ids, int in_start_depth, int in_end_depth) const
+{
+    for (int depth = std::max(in_start_depth, 0); depth <= std::min(in_end_depth, kMaxTileDepth);
+         ++depth) {
+        for (const VoxelLayoutNode& node : nodes(depth)) {
+            if (node.valid()) {
+                out_ids->push_back(node.id());
+            }
+        }
+    }
+}
+
+}  // namespace Skelvar
