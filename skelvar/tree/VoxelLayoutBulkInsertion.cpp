@@ -156,16 +156,17 @@ void VoxelLayout::BulkInsertion::addTiles(const std::vector<vec3i>& in_points)
     std::vector<int> first_index(num_chunks);
     int new_size = old_size;
     bool has_roots = false;
+    bool has_bare_parents = false;
     for (long long chunk = 0; chunk < num_chunks; ++chunk) {
         first_index[chunk] = new_size;
         new_size += chunks[chunk].new_tiles;
         has_roots |= chunks[chunk].has_roots;
-        if (chunks[chunk].has_bare_parents) {
-            for (long long n = chunk * chunk_size; n < std::min(count, (chunk + 1) * chunk_size);
-                 ++n) {
-                if (parents[n] >= 0) {
-                    m_layout.node(parents[n], Depth - 1).ensureChildSlots();
-                }
+        has_bare_parents |= chunks[chunk].has_bare_parents;
+    }
+    if constexpr (Depth > 0) {
+        for (long long n = 0; n < count && has_bare_parents; ++n) {
+            if (parents[n] >= 0) {
+                m_layout.node(parents[n], Depth - 1).ensureChildSlots();
             }
         }
     }
