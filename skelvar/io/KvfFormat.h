@@ -41,6 +41,12 @@ inline constexpr unsigned int kKvfMagic = 0xbbeeeeff;
 /// The version that is written: 4. Versions 1 to 4 are read.
 SKELVAR_API unsigned int kvfVersion();
 
+/// What streams take for a quality from a file or a caller: itself up to 3, else 0.
+inline CompressionQuality kvfQuality(unsigned int in_quality)
+{
+    return in_quality < 4 ? static_cast<CompressionQuality>(in_quality) : eQualityPlain;
+}
+
 /// Fills the record from the shape and its channels and writes the header. A channel that is
 /// missing is told on standard output and left out, though the count already written includes it.
 /// False if the shape is not there, if names were given and none was found, or on a failed write.

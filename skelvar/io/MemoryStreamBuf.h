@@ -18,7 +18,7 @@ public:
 
     /// The bytes written so far. Stale after the next write.
     const char* data() const { return m_data.get(); }
-    std::size_t size() const { return static_cast<std::size_t>(pptr() - pbase()); }
+    std::size_t size() const { return static_cast<std::size_t>(pptr() - m_data.get()); }
 
     /// Appends room for `in_count` bytes, to be filled by the caller before the next operation.
     /// Null if there is no memory for them.

@@ -7,8 +7,6 @@
 #include <skelvar/base/array1.h>
 #include <skelvar/voxel/VoxelTile.h>
 
-#include <type_traits>
-
 namespace Skelvar {
 
 template <typename T>
@@ -22,26 +20,33 @@ struct TilesEncoder;
 /// results.
 ///
 /// Reading decodes in parallel, straight from the memory of the library's own streams; the array is
-/// already sized, and `in_count` is at most its size.
+/// already sized, and `in_count` is at most its size. On false the tiles are zero.
 template <typename T>
-struct SKELVAR_API TilesEncoder<VoxelChannel<T>> {
+struct SKELVAR_API PlainTilesEncoder {
     using Tile = VoxelTile<T, 0, 5>;
 
-    /// Plain tiles, the same bytes as `Tile::save` of each.
+    /// The same bytes as `Tile::save` of each.
     static bool encode(unsigned long in_count, const array1<Tile>& in_tiles,
                        OutputStream& io_stream);
-    /// The same result as `Tile::load` of each, of any version of the stream.
+    /// The same result as `Tile::load` of each, in any version of the stream.
     static bool decode(unsigned long in_count, array1<Tile>& io_tiles, InputStream& io_stream);
-
-    /// Tiles in byte planes: for each the plane length 125, unsigned 64, and the four planes.
-    static bool encodef(unsigned long in_count, const array1<Tile>& in_tiles,
-                        OutputStream& io_stream) requires std::is_same_v<T, float>;
-    /// A plane length other than 125 is false.
-    static bool decodef(unsigned long in_count, array1<Tile>& io_tiles,
-                        InputStream& io_stream) requires std::is_same_v<T, float>;
 };
 
-#define SKELVAR_EXTERN(T) extern template struct TilesEncoder<VoxelChannel<T>>;
+template <typename T>
+struct TilesEncoder<VoxelChannel<T>> : PlainTilesEncoder<T> {
+};
+
+/// Tiles of `float` also have a form in byte planes, which loses nothing: for each tile the plane
+/// length 125, unsigned 64, and four planes.
+template <>
+struct SKELVAR_API TilesEncoder<VoxelChannel<float>> : PlainTilesEncoder<float> {
+    static bool encodef(unsigned long in_count, const array1<Tile>& in_tiles,
+                        OutputStream& io_stream);
+    /// A plane length other than 125 is false.
+    static bool decodef(unsigned long in_count, array1<Tile>& io_tiles, InputStream& io_stream);
+};
+
+#define SKELVAR_EXTERN(T) extern template struct PlainTilesEncoder<T>;
 SKELVAR_FOR_VOXEL_TYPES(SKELVAR_EXTERN)
 #undef SKELVAR_EXTERN
 
