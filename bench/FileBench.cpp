@@ -1,6 +1,6 @@
 // Saving and loading of a float and a vec3f channel of about 100 MB, beside zlib alone on the same
-// bytes, cut into the same chunks, on the same threads. The argument names the folder for the
-// files; without one they go to memory, if the system has a file system there.
+// bytes, cut into the same chunks, on the same threads. `--folder=PATH` names the folder for
+// the files; without it they go to memory, if the system has a file system there.
 
 #include <bench/support/Harness.h>
 #include <bench/support/Scene.h>
@@ -19,8 +19,10 @@
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <span>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -247,8 +249,11 @@ int main(int in_argc, char** in_argv)
 {
     s_folder = std::filesystem::exists("/dev/shm") ? std::filesystem::path("/dev/shm")
                                                    : std::filesystem::temp_directory_path();
-    if (in_argc > 1 && in_argv[1][0] != '-') {
-        s_folder = in_argv[1];
+    constexpr std::string_view kFolderOption = "--folder=";
+    for (const std::string_view argument : std::span(in_argv, in_argc)) {
+        if (argument.starts_with(kFolderOption)) {
+            s_folder = argument.substr(kFolderOption.size());
+        }
     }
     for (const CompressionQuality quality : {Skelvar::eQualityPlain, Skelvar::eQualityLossless}) {
         addFileJobs<float>("float", quality);
