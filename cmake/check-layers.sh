@@ -1,7 +1,8 @@
 #!/bin/bash
 # check-layers.sh ROOT: holds each #include of orvel/ and skelvar/ below ROOT against the order of
 # the folders. A header includes from its own folder and from those on which it stands; a source
-# file may step the other way only if the table of docs/architecture.md has a row for the step:
+# file (.cpp, or the Impl.h of a template) may step the other way only if the table of
+# docs/architecture.md has a row for the step:
 #   | `skelvar/voxel/VoxelChannel.cpp` | `sampling` | the reason |
 # A row without such a step is a fault too. Prints file:line of each fault and ends with 1.
 set -euo pipefail
@@ -25,12 +26,13 @@ find orvel skelvar -name '*.h' -o -name '*.cpp' | sort |
         if (folder == "numerics") return rank[other] <= rank["sampling"]
         return rank[other] < rank[folder]
     }
+    function isSource(path) { return path ~ /(\.cpp|Impl\.h)$/ }
     function fault(place, text) { print place ": " text; faults++ }
     BEGIN {
         count = split(order, names, " ")
         for (n = 1; n <= count; n++) rank[names[n]] = n
         while ((getline row < table) > 0) {
-            if (row ~ /^\| `skelvar\/[^`]*\.cpp` +\| `[a-z]+` +\| +[^ |]/) {
+            if (row ~ /^\| `skelvar\/[^`]*(\.cpp|Impl\.h)` +\| `[a-z]+` +\| +[^ |]/) {
                 split(row, cells, "`")
                 listed[cells[2] " " cells[4]] = 1
             }
@@ -49,9 +51,9 @@ find orvel skelvar -name '*.h' -o -name '*.cpp' | sort |
         folder = folderOf(file)
         other = folderOf(path)
         if (folder == "" || other == "" || standsOn(folder, other)) next
-        if (file ~ /\.cpp$/ && (file " " other) in listed) {
+        if (isSource(file) && (file " " other) in listed) {
             used[file " " other] = 1
-        } else if (file ~ /\.cpp$/) {
+        } else if (isSource(file)) {
             fault(where, folder " steps up to " other " (<" path ">), and " table " does not list it")
         } else {
             fault(where, folder " does not stand on " other " (<" path ">)")
