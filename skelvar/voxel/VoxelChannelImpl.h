@@ -389,7 +389,9 @@ void VoxelChannel<T>::nodesAdded(const std::vector<int>* in_indices)
         const auto [lowest, highest] = std::minmax_element(added.begin(), added.end());
         const long long old_size = tiles(depth).size();
         const long long new_size = std::max<long long>(old_size, *highest + 1LL);
-        Detail::resizeTiles(tiles(depth), new_size, new_size);
+        // Exactly what is needed, unless small batches keep coming.
+        const long long capacity = tiles(depth).capacity();
+        Detail::resizeTiles(tiles(depth), new_size, std::max(new_size, capacity + capacity / 8));
         if (m_initializer) {
             const SkelvarProfiler::Scope init_scope("nodesAdded_init");
             fillBackground(depth, old_size, *lowest);
