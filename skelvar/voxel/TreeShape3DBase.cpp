@@ -159,10 +159,10 @@ void TreeShape3DBase::dxChanged(float in_dx)
     m_inverse_voxel_size = 1.0f / in_dx;
 }
 
-void TreeShape3DBase::sync(const std::set<std::string>& in_except)
+void TreeShape3DBase::sync(const std::set<std::string>& in_names)
 {
     for (const auto& [name, channel] : m_channels) {
-        if (channel && in_except.count(name) == 0) {
+        if (channel && in_names.count(name) > 0) {
             channel->sync();
         }
     }
