@@ -15,6 +15,18 @@ ItemRef<T>::ItemRef(const std::shared_ptr<T>& in_item, const std::string& in_nam
 }
 
 template <typename T>
+ItemRef<T>::ItemRef() = default;
+
+template <typename T>
+ItemRef<T>::ItemRef(const ItemRef&) = default;
+
+template <typename T>
+ItemRef<T>& ItemRef<T>::operator=(const ItemRef&) = default;
+
+template <typename T>
+ItemRef<T>::~ItemRef() = default;
+
+template <typename T>
 void ItemRef<T>::set(const std::shared_ptr<T>& in_item, const std::string& in_name)
 {
     m_name = in_name;

@@ -7,9 +7,10 @@
 
 namespace Skelvar {
 
-class TreeChannel3DBase;
-class TreeLayout3DBase;
-class TreeShape3DBase;
+// Marked here too: an instance of a template is shown only if its argument is known to be shown.
+class SKELVAR_API TreeChannel3DBase;
+class SKELVAR_API TreeLayout3DBase;
+class SKELVAR_API TreeShape3DBase;
 
 /// A reference to an item of a state server: a name that lasts, and a weak pointer that can die and
 /// is then found again by the name. Holds no item alive. Questions fill the pointer, also the const
@@ -17,11 +18,11 @@ class TreeShape3DBase;
 template <typename T>
 class SKELVAR_API ItemRef {
 public:
-    ItemRef() = default;
+    ItemRef();
     ItemRef(const std::shared_ptr<T>& in_item, const std::string& in_name);
-    ItemRef(const ItemRef&) = default;
-    ItemRef& operator=(const ItemRef&) = default;
-    virtual ~ItemRef() = default;
+    ItemRef(const ItemRef&);
+    ItemRef& operator=(const ItemRef&);
+    virtual ~ItemRef();
 
     void set(const std::shared_ptr<T>& in_item, const std::string& in_name);
     /// The key under which the server holds the item.
