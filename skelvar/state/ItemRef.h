@@ -7,10 +7,9 @@
 
 namespace Skelvar {
 
-// Marked here too: an instance of a template is shown only if its argument is known to be shown.
-class SKELVAR_API TreeChannel3DBase;
-class SKELVAR_API TreeLayout3DBase;
-class SKELVAR_API TreeShape3DBase;
+class TreeChannel3DBase;
+class TreeLayout3DBase;
+class TreeShape3DBase;
 
 /// A reference to an item of a state server: a name that lasts, and a weak pointer that can die and
 /// is then found again by the name. Holds no item alive. Questions fill the pointer, also the const
@@ -43,8 +42,9 @@ private:
     mutable std::weak_ptr<T> m_item;
 };
 
-extern template class ItemRef<TreeChannel3DBase>;
-extern template class ItemRef<TreeLayout3DBase>;
-extern template class ItemRef<TreeShape3DBase>;
+// Marked here too: the arguments may not be known as shown yet.
+extern template class SKELVAR_API ItemRef<TreeChannel3DBase>;
+extern template class SKELVAR_API ItemRef<TreeLayout3DBase>;
+extern template class SKELVAR_API ItemRef<TreeShape3DBase>;
 
 }  // namespace Skelvar
