@@ -10,6 +10,8 @@
 #include <skelvar/voxel/TreeChannel3DBase.h>
 #include <skelvar/voxel/TreeShape3DBase.h>
 
+#include <algorithm>
+#include <stdexcept>
 #include <utility>
 
 namespace Skelvar {
@@ -17,18 +19,32 @@ namespace Skelvar {
 using Maps = VoxelStateSMP::Maps;
 using Lock = std::lock_guard<std::recursive_mutex>;
 
+namespace {
+
+using NameSet = std::set<std::string, NS::NameSuffixCompare>;
+
+/// The place of a name that is in the set. A name whose number does not fit an `int` cannot be
+/// compared with itself, but may stand alone on its base: it is searched from end to end.
+NameSet::const_iterator findStored(const NameSet& in_names, const std::string& in_name)
+{
+    try {
+        return in_names.find(in_name);
+    } catch (const std::out_of_range&) {
+        return std::find(in_names.begin(), in_names.end(), in_name);
+    }
+}
+
+}  // namespace
+
 Maps::Maps() : m_dictionary(std::make_shared<Dictionary>()) {}
 
 Maps::~Maps() = default;
-
-// The names come first in each of these: only they can throw for a name, and nothing has changed
-// then.
 
 template <typename T>
 bool Maps::insert(Table<T>& io_table, const std::string& in_key, const std::shared_ptr<T>& in_item)
 {
     const Lock lock(m_mutex);
-    if (!m_names.insert(in_key).second) {
+    if (!m_names.insert(in_key).second) {  // first, as it may throw
         return false;
     }
     io_table.emplace(in_key, in_item);
@@ -52,7 +68,7 @@ std::shared_ptr<T> Maps::take(Table<T>& io_table, const std::string& in_key)
     if (entry == io_table.end()) {
         return nullptr;
     }
-    m_names.erase(m_names.find(in_key));
+    m_names.erase(findStored(m_names, in_key));
     std::shared_ptr<T> item = std::move(entry->second);
     io_table.erase(entry);
     return item;

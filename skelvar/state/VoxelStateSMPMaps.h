@@ -18,8 +18,8 @@ namespace Skelvar {
 /// the dictionary holds a true boolean under a channel's name while, and only while, the channel
 /// stands under that bare name.
 ///
-/// A name whose trailing number does not fit an `int` may throw `std::out_of_range` out of any
-/// operation that compares names; nothing has changed then.
+/// To enter a name, or to ask for a unique one, throws `std::out_of_range` if it meets a name of
+/// the same base and the trailing number of one does not fit an `int`; nothing has changed then.
 class SKELVAR_API VoxelStateSMP::Maps {
 public:
     /// What a search for a channel finds.

@@ -350,7 +350,7 @@ void StoreAndModel::check()
     }
     for (const auto& [key, channel] : m_model.channels) {
         EXPECT_EQ(channel.name, maps.findChannel(key)->name());
-        EXPECT_EQ(key == channel.name, maps.isBareKey(channel.name)) << channel.name;
+        EXPECT_EQ(m_model.isMarked(channel.name), maps.isBareKey(channel.name)) << channel.name;
         EXPECT_EQ(!channel.shape.empty(), maps.findChannel(key)->shapePtr() != nullptr);
     }
     const std::string any = anyName();

@@ -294,8 +294,9 @@ TEST(VoxelStateSMP, NameWithANumberThatDoesNotFitChangesNothing)
     EXPECT_EQ(kVoxelStateFailed, server->deleteObject("a99999999999"));
 
     EXPECT_EQ(kVoxelStateOk, server->deleteObject("a1"));
-    EXPECT_EQ(kVoxelStateOk, server->newObject("a99999999999"));
+    EXPECT_EQ(kVoxelStateOk, server->newObject("a99999999999")) << "compared with no other number";
     EXPECT_EQ(kVoxelStateOk, server->deleteObject("a99999999999"));
+    EXPECT_EQ(kVoxelStateOk, server->newObject("a1"));
 }
 
 TEST(VoxelStateSMP, OneThreadOfSeveralGetsEachName)
