@@ -24,10 +24,9 @@ int main()
     state->voxelLayout("smoke-tree", layout, VoxelState::eHintDefault);
     state->voxelChannel<float>("density", shape, &density, VoxelState::eHintDefault);
 
-    // A tile of 5 x 5 x 5 of the finest cells, and with it the coarser ones above; the channel
-    // follows.
+    // A tile of 5 x 5 x 5 of the finest cells; the channel follows the tree.
     layout->addNode(0, 0, 0, 7);
-    density->set(1.5f, 0, 7);  // depths 0 to 7, the coarser tiles too
+    density->set(1.5f, 7, 7);  // on the depths 7 to 7, the finest
 
     std::string file;
     if (!kvfSave(*state, "out/smoke.@@@@.kvf", shape->name(), {"density"}, 1, eQualityLossless,
