@@ -1,23 +1,72 @@
 #include <skelvar/base/array1.h>
 
+#include <tbb/blocked_range.h>
+#include <tbb/parallel_for.h>
 #include <tbb/scalable_allocator.h>
+#include <tbb/task_arena.h>
 
+#include <sys/mman.h>
+
+#include <cstdint>
 #include <cstdlib>
-#include <limits>
+#include <cstring>
 #include <stdexcept>
+
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define SKELVAR_ADDRESS_SANITIZER
+#endif
+#elif defined(__SANITIZE_ADDRESS__)
+#define SKELVAR_ADDRESS_SANITIZER
+#endif
 
 namespace Skelvar::Detail {
 
 namespace {
 
-#ifdef SKELVAR_CHECKED_BUILD
-// The checks of memory know the end of a block only if it comes from the standard allocator.
-constexpr auto kAllocate = std::malloc;
-constexpr auto kRelease = std::free;
+constexpr std::size_t kHugePage = std::size_t(2) << 20;
+
+/// From here on an array asks for huge pages and is copied in parallel.
+constexpr std::size_t kLargeBytes = 2 * kHugePage;
+
+/// More than a process can address.
+constexpr std::size_t kMaxBytes = std::size_t(1) << 47;
+
+// The address sanitizer watches the memory of the system's allocator alone.
+#ifdef SKELVAR_ADDRESS_SANITIZER
+void* allocate(std::size_t in_bytes)
+{
+    return std::malloc(in_bytes);
+}
+void release(void* in_memory)
+{
+    std::free(in_memory);
+}
 #else
-constexpr auto kAllocate = scalable_malloc;
-constexpr auto kRelease = scalable_free;
+void* allocate(std::size_t in_bytes)
+{
+    return scalable_malloc(in_bytes);
+}
+void release(void* in_memory)
+{
+    scalable_free(in_memory);
+}
 #endif
+
+/// Asks for huge pages in the inner part of a block. The first touch of fresh memory costs more
+/// than the data that go into it: with pages of 4 KiB a fresh copy ran at 2.4 GB/s on two threads,
+/// with huge pages at 5.2, into warm memory at 8.5. A kernel that refuses loses nothing but speed.
+void adviseHugePages([[maybe_unused]] void* in_memory, [[maybe_unused]] std::size_t in_bytes)
+{
+#ifdef MADV_HUGEPAGE
+    const std::uintptr_t begin = reinterpret_cast<std::uintptr_t>(in_memory);
+    const std::uintptr_t first = (begin + kHugePage - 1) & ~(kHugePage - 1);
+    const std::uintptr_t last = (begin + in_bytes) & ~(kHugePage - 1);
+    if (last > first) {
+        madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
+    }
+#endif
+}
 
 }  // namespace
 
@@ -26,20 +75,42 @@ void* allocateArray(long long in_count, std::size_t in_size)
     if (in_count == 0) {
         return nullptr;
     }
-    void* memory = nullptr;
-    if (in_count > 0 &&
-        static_cast<std::size_t>(in_count) <= std::numeric_limits<std::size_t>::max() / in_size) {
-        memory = kAllocate(static_cast<std::size_t>(in_count) * in_size);
-    }
+    const bool fits = in_count > 0 && static_cast<std::size_t>(in_count) <= kMaxBytes / in_size;
+    const std::size_t bytes = fits ? static_cast<std::size_t>(in_count) * in_size : 0;
+    void* const memory = fits ? allocate(bytes) : nullptr;
     if (memory == nullptr) {
         throw std::runtime_error("Out of memory.");
+    }
+    if (bytes >= kLargeBytes) {
+        adviseHugePages(memory, bytes);
     }
     return memory;
 }
 
 void releaseArray(void* in_memory)
 {
-    kRelease(in_memory);
+    release(in_memory);
+}
+
+void copyArray(const void* in_bytes, std::size_t in_count, void* out_bytes)
+{
+    if (in_count == 0) {
+        return;  // the pointers may be null
+    }
+    if (in_count < kLargeBytes) {
+        std::memcpy(out_bytes, in_bytes, in_count);
+        return;
+    }
+    const char* const source = static_cast<const char*>(in_bytes);
+    char* const target = static_cast<char*>(out_bytes);
+    // The caller may hold a lock: its thread must not pick up foreign work that wants the same one.
+    tbb::this_task_arena::isolate([&] {
+        tbb::parallel_for(tbb::blocked_range<std::size_t>(0, in_count, kHugePage / 2),
+                          [&](const tbb::blocked_range<std::size_t>& in_range) {
+                              std::memcpy(target + in_range.begin(), source + in_range.begin(),
+                                          in_range.size());
+                          });
+    });
 }
 
 }  // namespace Skelvar::Detail

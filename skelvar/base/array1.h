@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstring>
 #include <memory>
 #include <type_traits>
 #include <utility>
@@ -14,10 +13,13 @@ namespace Skelvar {
 namespace Detail {
 
 /// Memory of the scalable allocator for `in_count` elements of `in_size` bytes, null for a count
-/// of 0. Throws `std::runtime_error` with "Out of memory." if the product overflows or there is
-/// none.
+/// of 0. Throws `std::runtime_error` with "Out of memory." if the count is negative, the product
+/// overflows or there is none.
 SKELVAR_API void* allocateArray(long long in_count, std::size_t in_size);
 SKELVAR_API void releaseArray(void* in_memory);
+
+/// `memcpy`, in parallel for many bytes.
+SKELVAR_API void copyArray(const void* in_bytes, std::size_t in_count, void* out_bytes);
 
 }  // namespace Detail
 
@@ -32,11 +34,16 @@ public:
     using value_type = E;
 
     array1() = default;
-    explicit array1(long long in_size) { resize(in_size); }
-    array1(const array1& in_other)
+    explicit array1(long long in_size) : array1() { resize(in_size); }
+    /// A copy has room for its elements alone.
+    array1(const array1& in_other) : array1()
     {
         reserve(in_other.m_size);
-        std::uninitialized_copy_n(in_other.m_data, in_other.m_size, m_data);
+        if constexpr (std::is_trivially_copyable_v<E>) {
+            Detail::copyArray(in_other.m_data, in_other.m_size * sizeof(E), m_data);
+        } else {
+            std::uninitialized_copy_n(in_other.m_data, in_other.m_size, m_data);
+        }
         m_size = in_other.m_size;
     }
     array1(array1&& io_other) noexcept { swap(io_other); }
@@ -69,10 +76,12 @@ public:
     E& back() { return m_data[m_size - 1]; }
     const E& back() const { return m_data[m_size - 1]; }
 
-    /// Room for at least `in_capacity` elements, exactly that many if it has to grow.
+    /// Room for at least `in_capacity` elements, exactly that many if it has to grow. Throws
+    /// `std::runtime_error` with "Out of memory." if it cannot, as does all that grows, also for a
+    /// negative count; the array is as it was then.
     void reserve(long long in_capacity)
     {
-        if (in_capacity > m_capacity) {
+        if (in_capacity > m_capacity || in_capacity < 0) {
             relocate(in_capacity);
         }
     }
@@ -83,8 +92,8 @@ public:
             relocate(std::max(in_capacity, 2 * m_capacity));
         }
     }
-    /// New elements of a trivial type hold what their memory held, others are default-built.
-    /// Grows to exactly the size asked for; a shrink keeps the memory.
+    /// Grows to exactly the size asked for; a shrink keeps the memory. New elements of a trivial
+    /// type hold what their memory held, others are default-built.
     void resize(long long in_size)
     {
         reserve(in_size);
@@ -119,11 +128,11 @@ private:
     }
     void relocate(long long in_capacity)
     {
+        static_assert(std::is_nothrow_move_constructible_v<E>, "growth must not lose elements");
+        static_assert(alignof(E) <= alignof(std::max_align_t), "the allocator aligns no further");
         E* const data = static_cast<E*>(Detail::allocateArray(in_capacity, sizeof(E)));
         if constexpr (std::is_trivially_copyable_v<E>) {
-            if (m_size > 0) {
-                std::memcpy(static_cast<void*>(data), m_data, m_size * sizeof(E));
-            }
+            Detail::copyArray(m_data, m_size * sizeof(E), data);
         } else {
             std::uninitialized_move_n(m_data, m_size, data);
             std::destroy_n(m_data, m_size);
