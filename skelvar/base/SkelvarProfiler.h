@@ -16,16 +16,18 @@ public:
     static EventEnd eventEndFunc;
     static AddCategory addCategoryFunc;
 
-    static int s_category_core;
-    static int s_category_solvers;
-    static int s_category_io;
-    static int s_color_core;
-    static int s_color_solvers;
-    static int s_color_io;
+    // What the events are told apart by. A host that registers categories of its own sets them.
+    static int s_category_solvers;   ///< graph nodes
+    static int s_category_parallel;  ///< parallel loops
+    static int s_category_devonly;   ///< of interest to this library's developers
+    static int s_color_solvers;      ///< 0xRRGGBB, as all colours
+    static int s_color_parallel;
+    static int s_color_devonly;
 
     /// One event, from its construction to the end of its scope, also when an exception passes.
     class SKELVAR_API Scope {
     public:
+        /// An event of the parallel loops.
         explicit Scope(const char* in_name);
         Scope(int in_category, int in_color, const char* in_name);
         ~Scope();
@@ -33,7 +35,8 @@ public:
         Scope& operator=(const Scope&) = delete;
 
     private:
-        void* m_event = nullptr;
+        void* m_event = nullptr;  ///< what the begin hook gave; null is a value like others
+        bool m_begun = false;
     };
 };
 
