@@ -1,0 +1,283 @@
+#include <skelvar/base/Dictionary.h>
+
+#include <tests/support/Bytes.h>
+#include <tests/support/PeakMemory.h>
+#include <tests/support/Random.h>
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+
+namespace Skelvar {
+namespace {
+
+using Testing::bytes;
+
+const std::string kHeader = bytes({0xff, 0xaa, 0xaa, 0xff, 0, 3});
+const std::string kOneEntry = bytes({0, 0, 0, 0, 0, 0, 0, 1});
+
+/// `in_count` maps without entries.
+std::string emptyMaps(int in_count)
+{
+    return std::string(8 * in_count, '\0');
+}
+
+/// A dictionary with one value of each type.
+Dictionary everyType()
+{
+    Dictionary dictionary;
+    dictionary.setValue("float", 1.0f);
+    dictionary.setValue("bool", true);
+    dictionary.setValue("signed char", static_cast<signed char>(-2));
+    dictionary.setValue("unsigned char", static_cast<unsigned char>(254));
+    dictionary.setValue("short", static_cast<short>(-3));
+    dictionary.setValue("unsigned short", static_cast<unsigned short>(65000));
+    dictionary.setValue("int", -4);
+    dictionary.setValue("unsigned int", 4000000000u);
+    dictionary.setValue("long long", -5ll);
+    dictionary.setValue("unsigned long long", ~0ull);
+    dictionary.setValue("string", "text");
+    dictionary.setValue("vec2f", vec2f{1, 2});
+    dictionary.setValue("vec3f", vec3f{1, 2, 3});
+    dictionary.setValue("vec2i", vec2i{-1, 2});
+    dictionary.setValue("vec3i", vec3i{-1, 2, -3});
+    dictionary.setValue("vec4f", vec4f{1, 2, 3, 4});
+    mat4f matrix;
+    matrix(3, 1) = 7.0f;
+    dictionary.setValue("mat4f", matrix);
+    return dictionary;
+}
+
+template <typename T>
+void expectValue(const Dictionary& in_dictionary, const std::string& in_key, const T& in_expected)
+{
+    T value{};
+    EXPECT_TRUE(in_dictionary.getValue(in_key, value)) << in_key;
+    EXPECT_TRUE(in_expected == value) << in_key;
+}
+
+TEST(Dictionary, KeepsTheFirstValueOfAKeyWhateverItsType)
+{
+    Dictionary dictionary;
+
+    EXPECT_TRUE(dictionary.setValue("k", true));
+    EXPECT_FALSE(dictionary.setValue("k", false));
+    EXPECT_FALSE(dictionary.setValue("k", 1.0f));
+    expectValue(dictionary, "k", true);
+
+    float untouched = 5.0f;
+    EXPECT_FALSE(dictionary.getValue("k", untouched));
+    EXPECT_EQ(5.0f, untouched);
+
+    EXPECT_TRUE(dictionary.removeValue("k"));
+    EXPECT_FALSE(dictionary.removeValue("k"));
+    EXPECT_FALSE(dictionary.hasValue("k"));
+    EXPECT_TRUE(dictionary.setValue("k", 1.0f));
+    expectValue(dictionary, "k", 1.0f);
+}
+
+TEST(Dictionary, StoresALiteralAsText)
+{
+    Dictionary dictionary;
+    dictionary.setValue("k", "text");
+
+    expectValue(dictionary, "k", std::string("text"));
+}
+
+TEST(Dictionary, CopiesByValue)
+{
+    Dictionary original = everyType();
+    const Dictionary copy(original);
+    original.clear();
+
+    EXPECT_FALSE(original.hasValue("int"));
+    expectValue(copy, "int", -4);
+}
+
+TEST(Dictionary, SavesNothingAsHeaderAndSeventeenCounts)
+{
+    const std::string saved = Dictionary().save();
+
+    EXPECT_EQ(142u, saved.size());
+    EXPECT_EQ(kHeader + emptyMaps(17), saved);
+}
+
+TEST(Dictionary, SavesTheBytesOfTheFormat)
+{
+    Dictionary dictionary;
+    dictionary.setValue("b", 2.0f);
+    dictionary.setValue("a", 1.0f);
+    dictionary.setValue("s", "hi");
+    dictionary.setValue("i", vec2i{1, -1});
+    dictionary.setValue("m", mat4f());
+
+    const std::string two_floats = bytes({0, 0, 0, 0, 0,   0,    0,    2,     //
+                                          0, 0, 0, 1, 'a', 0x3f, 0x80, 0, 0,  //
+                                          0, 0, 0, 1, 'b', 0x40, 0x00, 0, 0});
+    const std::string text = kOneEntry + bytes({0, 0, 0, 1, 's', 0, 0, 0, 2, 'h', 'i'});
+    const std::string vector =
+        kOneEntry + bytes({0, 0, 0, 1, 'i', 0, 0, 0, 1, 0xff, 0xff, 0xff, 0xff});
+    std::string matrix = kOneEntry + bytes({0, 0, 0, 1, 'm'});
+    for (int n = 0; n < 16; ++n) {  // as it lies in memory
+        matrix += n % 5 == 0 ? bytes({0, 0, 0x80, 0x3f}) : bytes({0, 0, 0, 0});
+    }
+    EXPECT_EQ(
+        kHeader + two_floats + emptyMaps(9) + text + emptyMaps(2) + vector + emptyMaps(2) + matrix,
+        dictionary.save());
+}
+
+TEST(Dictionary, LoadsEveryTypeBack)
+{
+    const std::string saved = everyType().save();
+    Dictionary loaded;
+
+    EXPECT_TRUE(loaded.load(saved));
+
+    expectValue(loaded, "float", 1.0f);
+    expectValue(loaded, "bool", true);
+    expectValue(loaded, "signed char", static_cast<signed char>(-2));
+    expectValue(loaded, "unsigned char", static_cast<unsigned char>(254));
+    expectValue(loaded, "short", static_cast<short>(-3));
+    expectValue(loaded, "unsigned short", static_cast<unsigned short>(65000));
+    expectValue(loaded, "int", -4);
+    expectValue(loaded, "unsigned int", 4000000000u);
+    expectValue(loaded, "long long", -5ll);
+    expectValue(loaded, "unsigned long long", ~0ull);
+    expectValue(loaded, "string", std::string("text"));
+    expectValue(loaded, "vec2f", vec2f{1, 2});
+    expectValue(loaded, "vec3f", vec3f{1, 2, 3});
+    expectValue(loaded, "vec2i", vec2i{-1, 2});
+    expectValue(loaded, "vec3i", vec3i{-1, 2, -3});
+    expectValue(loaded, "vec4f", vec4f{1, 2, 3, 4});
+    mat4f matrix;
+    matrix(3, 1) = 7.0f;
+    expectValue(loaded, "mat4f", matrix);
+    EXPECT_EQ(saved, loaded.save());
+}
+
+/// Random edits of two types against a map of each.
+TEST(Dictionary, AgreesWithAModelThroughEditsAndRoundTrips)
+{
+    Testing::Random random(7);
+    SCOPED_TRACE(random.seed());
+    std::map<std::string, int> ints;
+    std::map<std::string, std::string> texts;
+    Dictionary dictionary;
+    for (int step = 0; step < 3000; ++step) {
+        const std::string key(random.integer(0, 2), static_cast<char>(random.integer(0, 5)));
+        const int value = random.integer(-9, 9);
+        const bool is_new = ints.count(key) + texts.count(key) == 0;
+        switch (random.integer(0, 3)) {
+            case 0:
+                ASSERT_EQ(is_new, dictionary.setValue(key, value));
+                if (is_new) {
+                    ints[key] = value;
+                }
+                break;
+            case 1:
+                ASSERT_EQ(is_new, dictionary.setValue(key, std::string(value + 9, 'x')));
+                if (is_new) {
+                    texts[key] = std::string(value + 9, 'x');
+                }
+                break;
+            case 2:
+                ASSERT_EQ(!is_new, dictionary.removeValue(key));
+                ints.erase(key);
+                texts.erase(key);
+                break;
+            default:
+                const std::string saved = dictionary.save();
+                dictionary.clear();
+                ASSERT_TRUE(dictionary.load(saved));
+        }
+        for (const auto& [name, expected] : ints) {
+            expectValue(dictionary, name, expected);
+        }
+        for (const auto& [name, expected] : texts) {
+            expectValue(dictionary, name, expected);
+        }
+    }
+}
+
+TEST(Dictionary, LoadReplacesAValueAndItsType)
+{
+    Dictionary saved;
+    saved.setValue("k", 1.0f);
+    Dictionary dictionary;
+    dictionary.setValue("k", "text");
+    dictionary.setValue("other", 2);
+
+    EXPECT_TRUE(dictionary.load(saved.save()));
+
+    std::string text;
+    EXPECT_FALSE(dictionary.getValue("k", text));
+    expectValue(dictionary, "k", 1.0f);
+    expectValue(dictionary, "other", 2);
+}
+
+TEST(Dictionary, KeepsAKeyOfTwoTypesUnderTheLaterOne)
+{
+    const std::string key = bytes({0, 0, 0, 1, 'k'});
+    const std::string twice = kHeader + kOneEntry + key + bytes({0x3f, 0x80, 0, 0}) +  //
+                              kOneEntry + key + bytes({1}) + emptyMaps(15);
+    Dictionary dictionary;
+
+    EXPECT_TRUE(dictionary.load(twice));
+
+    float number = 0;
+    EXPECT_FALSE(dictionary.getValue("k", number));
+    expectValue(dictionary, "k", true);
+}
+
+TEST(Dictionary, AcceptsAnEarlierVersionThatEndsBehindAMap)
+{
+    const std::string one_float = kOneEntry + bytes({0, 0, 0, 1, 'k', 0x3f, 0x80, 0, 0});
+    for (const int version : {0, 1, 2, 3, 4}) {
+        SCOPED_TRACE(version);
+        const std::string header = bytes({0xff, 0xaa, 0xaa, 0xff, 0, version});
+        Dictionary dictionary;
+
+        EXPECT_EQ(version < 3, dictionary.load(header + one_float));
+        EXPECT_EQ(version < 3, dictionary.hasValue("k"));
+        EXPECT_EQ(version < 3, dictionary.load(header + one_float + emptyMaps(3)));
+        EXPECT_FALSE(dictionary.load(header + one_float + emptyMaps(3) + "x"));
+        EXPECT_EQ(version <= 3, dictionary.load(header + one_float + emptyMaps(16)));
+    }
+}
+
+TEST(Dictionary, RefusesBytesCutAtAnyLengthAndStaysAsItWas)
+{
+    const std::string saved = everyType().save();
+    Dictionary dictionary;
+    dictionary.setValue("own", 1);
+    const std::string before = dictionary.save();
+
+    for (std::size_t length = 0; length < saved.size(); ++length) {
+        ASSERT_FALSE(dictionary.load(saved.substr(0, length))) << "cut at " << length;
+        ASSERT_EQ(before, dictionary.save()) << "cut at " << length;
+    }
+    EXPECT_TRUE(dictionary.load(saved));
+}
+
+/// Each run of four bytes is at some place a count or its half.
+TEST(Dictionary, TakesNoMemoryForCountsThatTheBytesDoNotBack)
+{
+    const std::string saved = everyType().save();
+    const long long before = Testing::peakMemory();
+
+    for (std::size_t place = kHeader.size(); place + 4 <= saved.size(); ++place) {
+        std::string damaged = saved;
+        damaged.replace(place, 4, 4, '\xff');
+        Dictionary dictionary;
+        if (dictionary.load(damaged)) {  // a value or a key changed: whole in its new form
+            Dictionary again;
+            EXPECT_TRUE(again.load(dictionary.save())) << place;
+        }
+    }
+
+    EXPECT_LT(Testing::peakMemory() - before, 32ll << 20);
+}
+
+}  // namespace
+}  // namespace Skelvar
