@@ -1,6 +1,6 @@
 #include <skelvar/state/BObject.h>
 
-#include "../support/ScopedStateServer.h"
+#include <tests/support/ScopedStateServer.h>
 
 #include <skelvar/base/Dictionary.h>
 #include <skelvar/voxel/DictionaryShape.h>
@@ -15,8 +15,10 @@
 namespace Skelvar {
 namespace {
 
+using Test::RainScene;
+using Test::ScopedStateServer;
+
 using Names = std::vector<std::string>;
-using SkelvarTest::RainScene;
 
 std::string messageOf(const std::function<void()>& in_action)
 {
@@ -94,7 +96,7 @@ TEST(BObject, KeepsItsShapesInStep)
 
 TEST(BObject, RefusesShapesAndDictionariesWithoutAnOwner)
 {
-    SkelvarTest::ScopedStateServer server;
+    ScopedStateServer server;
     BObject object;
     object.setStateServerID(server.id());
     std::shared_ptr<Dictionary> dictionary;

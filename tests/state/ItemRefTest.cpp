@@ -1,13 +1,13 @@
 #include <skelvar/state/ItemRef.h>
 
-#include "../support/ScopedStateServer.h"
+#include <tests/support/ScopedStateServer.h>
 
 #include <gtest/gtest.h>
 
 namespace Skelvar {
 namespace {
 
-using SkelvarTest::RainScene;
+using Test::RainScene;
 
 TEST(ItemRef, FindsAnItemThatWasDeletedAndMadeAnew)
 {

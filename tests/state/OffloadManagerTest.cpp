@@ -1,4 +1,4 @@
-#include "../support/ScopedStateServer.h"
+#include <tests/support/ScopedStateServer.h>
 
 #include <skelvar/base/TypeMeta.h>
 #include <skelvar/mesh/Mesh.h>
@@ -12,6 +12,8 @@
 
 namespace Skelvar {
 namespace {
+
+using Test::RainScene;
 
 using Calls = std::vector<std::string>;
 
@@ -51,7 +53,7 @@ private:
 
 TEST(OffloadManager, HearsOfEveryFetchOutsideTheLockAndOfNothingElse)
 {
-    SkelvarTest::RainScene scene;
+    RainScene scene;
     VoxelState& server = *scene.server;
     RecordingManager manager;
     manager.server = &server;

@@ -1,6 +1,6 @@
 #include <skelvar/state/StateServerManager.h>
 
-#include "../support/ScopedStateServer.h"
+#include <tests/support/ScopedStateServer.h>
 
 #include <skelvar/state/BObject.h>
 
@@ -14,6 +14,8 @@
 
 namespace Skelvar {
 namespace {
+
+using Test::RainScene;
 
 StateServerManager& registry()
 {
@@ -115,7 +117,7 @@ TEST(StateServerManagerDeathTest, ProcessEndsCleanlyWithLiveServersWhoseEndAsksT
 {
     const auto end_with_servers = [] {
         static AskingManager& s_manager = *new AskingManager;
-        SkelvarTest::RainScene& scene = *new SkelvarTest::RainScene;
+        RainScene& scene = *new RainScene;
         s_manager.id = scene.server.id();
         scene.server->setOffloadManager(&s_manager);
         std::shared_ptr<Dictionary> dictionary;

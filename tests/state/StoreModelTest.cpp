@@ -1,4 +1,4 @@
-#include "../support/ScopedStateServer.h"
+#include <tests/support/ScopedStateServer.h>
 
 #include <skelvar/base/Dictionary.h>
 #include <skelvar/mesh/Mesh.h>
@@ -19,6 +19,8 @@
 
 namespace Skelvar {
 namespace {
+
+using Test::ScopedStateServer;
 
 using Names = std::vector<std::string>;
 
@@ -206,7 +208,7 @@ private:
     void removeItem();
     void removeChannel();
 
-    SkelvarTest::ScopedStateServer m_server;
+    ScopedStateServer m_server;
     Model m_model;
     std::mt19937 m_random;
 };

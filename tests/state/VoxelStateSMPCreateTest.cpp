@@ -1,4 +1,4 @@
-#include "../support/ScopedStateServer.h"
+#include <tests/support/ScopedStateServer.h>
 
 #include <skelvar/base/Dictionary.h>
 #include <skelvar/mesh/Mesh.h>
@@ -15,9 +15,10 @@
 namespace Skelvar {
 namespace {
 
+using Test::RainScene;
+using Test::ScopedStateServer;
+
 using Names = std::vector<std::string>;
-using SkelvarTest::RainScene;
-using SkelvarTest::ScopedStateServer;
 
 Names channelsOf(const VoxelState& in_server)
 {

@@ -1,4 +1,4 @@
-#include "../support/ScopedStateServer.h"
+#include <tests/support/ScopedStateServer.h>
 
 #include <skelvar/base/TypeMeta.h>
 #include <skelvar/mesh/Mesh.h>
@@ -17,8 +17,8 @@
 namespace Skelvar {
 namespace {
 
-using SkelvarTest::RainScene;
-using SkelvarTest::ScopedStateServer;
+using Test::RainScene;
+using Test::ScopedStateServer;
 
 constexpr auto kDefault = VoxelState::eHintDefault;
 constexpr auto kDoNotCopy = VoxelState::eHintDoNotCopy;
