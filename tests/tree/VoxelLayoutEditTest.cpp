@@ -1,0 +1,342 @@
+#include <skelvar/tree/VoxelLayout.h>
+
+#include <skelvar/base/Dictionary.h>
+#include <skelvar/tree/LayoutConsistency.h>
+
+#include "LayoutFaults.h"
+#include "tests/support/LayoutBuilder.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+
+namespace Skelvar::Test {
+namespace {
+
+TEST(VoxelLayout, StartsEmpty)
+{
+    const VoxelLayout layout;
+    vec3i lo{1, 2, 3};
+    vec3i hi{4, 5, 6};
+    layout.bounds(lo, hi);
+
+    EXPECT_EQ(0, layout.numNodes());
+    EXPECT_EQ(1.0f, layout.MVS());
+    EXPECT_TRUE(layout.compactOnDelete());
+    EXPECT_EQ(0xFFFFFFFFu, layout.stateServerID());
+    EXPECT_EQ((vec3i{1, 2, 3}), lo);
+    EXPECT_EQ((vec3i{4, 5, 6}), hi);
+    EXPECT_EQ(kNoTileIndex, layout.nodeIndex<false>(0, 0, 0, 7));
+    EXPECT_EQ(kNoTileIndex, layout.nodeIndex<true>(TileId{0}));
+}
+
+TEST(VoxelLayout, LinksANewTileThroughAllDepthsBetween)
+{
+    VoxelLayout layout;
+    std::vector<TileId> added;
+    std::vector<TileId> roots;
+    layout.addNode(TileId{0}, &added, &roots);
+
+    const TileIndex leaf = layout.addNode(0, 0, 0, 7, &added, &roots);
+
+    EXPECT_EQ((TileIndex{0, 7}), leaf);
+    EXPECT_EQ(8, layout.numNodes());
+    EXPECT_EQ(8 * 125, layout.numVoxels());
+    EXPECT_EQ(std::vector<TileId>{0}, roots);
+    ASSERT_EQ(8u, added.size());
+    EXPECT_EQ(tileCoordsToId(0, 0, 0, 7), added[1]);  // before what lies between
+    EXPECT_EQ(tileCoordsToId(0, 0, 0, 1), added[2]);
+    EXPECT_EQ("", layoutFaults(layout));
+}
+
+TEST(VoxelLayout, TakesARootUnderATileAddedAboveIt)
+{
+    const auto layout = LayoutBuilder().tile({0, 0, 0}, 7).tile({25, 0, 0}, 6).build();
+    ASSERT_EQ(2, layout->numRoots());
+
+    layout->addNode(0, 0, 0, 3);
+
+    EXPECT_EQ(1, layout->numRoots());
+    EXPECT_TRUE(layout->isRoot(tileCoordsToId(0, 0, 0, 3)));
+    EXPECT_FALSE(layout->isRoot(tileCoordsToId(0, 0, 0, 7)));
+    EXPECT_FALSE(layout->isRoot(0));
+    // depth 3, depths 4 to 6, the leaf, and the other old root
+    EXPECT_EQ(6, layout->numNodes());
+    EXPECT_EQ(6 * 125, layout->numVoxels());
+    EXPECT_EQ("", layoutFaults(*layout));
+}
+
+TEST(VoxelLayout, KeepsRootsOfDifferentDepthsSideBySide)
+{
+    const auto layout = LayoutBuilder().tile({0, 0, 0}, 2).tile({60000, 0, 0}, 3).build();
+
+    EXPECT_EQ(2, layout->numRoots());
+    EXPECT_EQ((TileIndex{0, 3}), layout->nodeIndex<true>(60000, 0, 0, 3));
+    EXPECT_EQ(kNoTileIndex, layout->nodeIndex<false>(60000, 0, 0, 2));
+    EXPECT_EQ((TileIndex{0, 3}), layout->nodeIndex<false>(60000, 0, 0, 7));
+    EXPECT_EQ(kNoTileIndex, layout->nodeIndex<false>(-60000, 0, 0, 7));
+    EXPECT_EQ(kNoTileIndex, layout->nodeIndex<false>(0, 0, 0, -1));
+    EXPECT_EQ("", layoutFaults(*layout));
+}
+
+TEST(VoxelLayout, AddsTheSmallestTileThatHoldsTwoPoints)
+{
+    VoxelLayout layout;
+
+    EXPECT_EQ(7, layout.addNode(vec3i{0, 0, 0}, vec3i{2, -2, 1}).second);
+    EXPECT_EQ(6, layout.addNode(vec3i{0, 0, 0}, vec3i{3, 0, 0}).second);
+    EXPECT_EQ(0, layout.addNode(vec3i{0, 0, 0}, vec3i{195312, 0, 0}).second);
+    EXPECT_EQ((TileIndex{-1, -1}), layout.addNode(vec3i{0, 0, 0}, vec3i{195313, 0, 0}));
+}
+
+TEST(VoxelLayout, IgnoresWhatNamesNoTile)
+{
+    const auto layout = LayoutBuilder().tile({0, 0, 0}, 7).build();
+
+    EXPECT_EQ((TileIndex{-1, -1}), layout->addNode(0, 195313, 0, 7));
+    EXPECT_EQ((TileIndex{-1, -1}), layout->addNode(0, 0, 0, 8));
+    EXPECT_EQ((TileIndex{-1, -1}), layout->addNode(kNoTile));
+    EXPECT_EQ((TileIndex{-1, -1}), layout->addNode(TileId{126} << 57));
+    EXPECT_EQ(kNoTileIndex, layout->nodeIndex<false>(kNoTile));
+    for (const TileIndex& index : {TileIndex{-1, -1}, TileIndex{-2, -1}, TileIndex{1, 7},
+                                   TileIndex{0, 8}, TileIndex{0, -3}, TileIndex{-5, 7}}) {
+        layout->deleteNode(index);
+    }
+    layout->deleteNode(tileCoordsToId(50, 0, 0, 7));
+
+    EXPECT_EQ(1, layout->numNodes());
+}
+
+TEST(VoxelLayout, WalksABoxByTilesInsideTheCube)
+{
+    VoxelLayout layout;
+    layout.addNodes({-2, -2, -2}, {8, 3, 4}, 7);
+    EXPECT_EQ(2 * 1 * 2, layout.numNodes());
+    // The third one on z lies behind the half-open end if the box ends at a corner.
+    layout.addNodes({195303, 195303, INT_MIN}, {INT_MAX, INT_MAX, -195312 + 5}, 7);
+    EXPECT_EQ(4 + 2 * 2 * 1, layout.numNodes());
+    EXPECT_TRUE(layout.nodeExists(tileCoordsToId(195312, 195312, -195312, 7)));
+}
+
+TEST(VoxelLayout, AddsLotsAlikeBelowAndAboveTheParallelThreshold)
+{
+    for (const int count : {0, 1, 99, 100, 5000}) {
+        std::vector<std::vector<vec3i>> points(8);
+        points[5].push_back({0, 0, 0});
+        for (int n = 0; n < 25 && n * 125 < count; ++n) {
+            points[6].push_back({-62 + n % 5 * 25, -62 + n / 5 * 25, 0});
+        }
+        for (int n = 0; n < count; ++n) {
+            points[7].push_back({-61 + n % 25 * 5, -61 + n / 25 % 25 * 5, -12 + n / 625 * 5});
+        }
+        points[7].push_back({195313, 0, 0});
+        const auto bulk = LayoutBuilder().build();
+        std::vector<TileId> added;
+
+        bulk->addNodes(points, &added);
+
+        EXPECT_EQ("", layoutFaults(*bulk));
+        EXPECT_EQ(static_cast<int>(added.size()), bulk->numNodes());
+        EXPECT_TRUE(bulk->nodeExists(tileCoordsToId(0, 0, 0, 5)));
+        std::vector<std::vector<vec3i>> again = points;
+        added.clear();
+        bulk->addNodes(again, &added);
+        EXPECT_EQ(0u, added.size());
+    }
+}
+
+TEST(VoxelLayout, DeletesABranchAndClosesItsGaps)
+{
+    const auto layout = LayoutBuilder()
+                            .tile({0, 0, 0}, 4)
+                            .tile({0, 0, 0}, 7)
+                            .tile({100, 0, 0}, 7)
+                            .tile({100, 5, 0}, 7)
+                            .build();
+    const long long cells = layout->numVoxels();
+    std::vector<TileId> deleted;
+    std::vector<TileIndex> indices;
+
+    layout->deleteNode(tileCoordsToId(0, 0, 0, 6), &deleted, &indices);
+
+    EXPECT_EQ((std::vector<TileId>{tileCoordsToId(0, 0, 0, 7), tileCoordsToId(0, 0, 0, 6)}),
+              deleted);
+    EXPECT_EQ((std::vector<TileIndex>{{0, 7}, {0, 6}}), indices);
+    EXPECT_EQ(cells - 250, layout->numVoxels());
+    EXPECT_EQ("", layoutFaults(*layout));
+}
+
+TEST(VoxelLayout, FindsARootThatMovedIntoAGap)
+{
+    const auto layout =
+        LayoutBuilder().tile({0, 0, 0}, 7).tile({500, 0, 0}, 7).tile({1000, 0, 0}, 7).build();
+
+    layout->deleteNode(tileCoordsToId(0, 0, 0, 7));
+
+    EXPECT_EQ((TileIndex{0, 7}), layout->nodeIndex<true>(1000, 0, 0, 7));
+    EXPECT_EQ((TileIndex{1, 7}), layout->nodeIndex<true>(500, 0, 0, 7));
+    EXPECT_EQ("", layoutFaults(*layout));
+}
+
+TEST(VoxelLayout, BatchDeletionTakesDuplicatesAncestorsAndStrangers)
+{
+    const auto layout =
+        LayoutBuilder().tile({0, 0, 0}, 4).box({-12, -12, -12}, {13, 13, 13}).build();
+    ASSERT_EQ(125, layout->numNodes(7));
+    std::vector<std::vector<int>> lists(8);
+    lists[6] = {0, 0, 99, -1};
+    lists[7] = {5, 5, 124, 7000, 3};
+    layout->setCompactOnDelete(false);
+    std::vector<TileId> deleted;
+
+    layout->deleteNodes(lists, &deleted);
+
+    EXPECT_EQ(std::vector<int>{0}, lists[6]);
+    EXPECT_EQ(125u, lists[7].size());
+    EXPECT_EQ(126u, deleted.size());
+    EXPECT_EQ(2, layout->numNodes());
+    EXPECT_EQ("", layoutFaults(*layout));
+}
+
+TEST(VoxelLayout, DeletesManyThenIsEmpty)
+{
+    const auto layout = LayoutBuilder().tile({0, 0, 0}, 7).tile({9000, 0, 0}, 3).build();
+    layout->setCompactOnDelete(false);
+
+    layout->deleteNodes(std::vector<TileIndex>{{0, 7}, {0, 7}, {0, 3}});
+
+    EXPECT_TRUE(layout->compactOnDelete());
+    EXPECT_EQ(0, layout->numNodes());
+    EXPECT_EQ(0, layout->numRoots());
+    EXPECT_EQ(0, layout->numNodes(7));
+    EXPECT_EQ(0, layout->finestRootDepth());
+}
+
+TEST(VoxelLayout, CollectsNodesByBoxAndBranch)
+{
+    const auto layout = LayoutBuilder()
+                            .tile({0, 0, 0}, 5)
+                            .box({-12, -12, -12}, {13, 13, 13})
+                            .tile({500, 0, 0}, 7)
+                            .build();
+    std::vector<TileIndex> found;
+
+    layout->nodeIndices({-1, -1, -1}, {1, 1, 1}, found, 7);
+    EXPECT_EQ((std::vector<TileIndex>{layout->nodeIndex<true>(0, 0, 0, 7)}), found);
+
+    found.clear();
+    layout->nodeIndices({-2, -1, -1}, {1, 1, 1}, found, 7);  // touches a face
+    EXPECT_EQ(2u, found.size());
+
+    found.clear();
+    layout->nodeIndices(layout->nodeIndex<true>(0, 0, 0, 5), found, 7);
+    EXPECT_EQ(125u, found.size());
+
+    std::vector<TileId> ids;
+    layout->tileIds(&ids, 5, 6);
+    EXPECT_EQ((std::vector<TileId>{tileCoordsToId(0, 0, 0, 5), tileCoordsToId(0, 0, 0, 6)}), ids);
+
+    vec3i lo;
+    vec3i hi;
+    layout->bounds(lo, hi);
+    EXPECT_EQ((vec3i{-62, -62, -62}), lo);
+    EXPECT_EQ((vec3i{503, 63, 63}), hi);
+    layout->bounds(6, lo, hi);
+    EXPECT_EQ((vec3i{-12, -12, -12}), lo);
+    EXPECT_EQ((vec3i{13, 13, 13}), hi);
+}
+
+TEST(VoxelLayout, CopiesABranchOfAnotherLayoutBelowItsParent)
+{
+    const auto source =
+        LayoutBuilder().tile({0, 0, 0}, 5).box({-12, -12, -12}, {13, 13, 13}).build();
+    const auto layout = LayoutBuilder().tile({0, 0, 0}, 4).tile({0, 0, 0}, 7).build();
+    const TileIndex parent = layout->nodeIndex<true>(0, 0, 0, 4);
+
+    layout->addBranch(parent, source->node(0, 0, 0, 6), *source);  // not a child of it
+    EXPECT_EQ(4, layout->numNodes());
+    layout->addBranch(parent, source->node(0, 0, 0, 5), *source);
+
+    EXPECT_EQ(3 + 125, layout->numNodes());
+    EXPECT_EQ("", layoutFaults(*layout));
+}
+
+TEST(VoxelLayout, SharesNodesInAShallowCopyAndOwnsThemInADeepOne)
+{
+    const auto layout = LayoutBuilder("a", 0.5f).tile({0, 0, 0}, 3).tile({0, 0, 0}, 7).build();
+    std::shared_ptr<Dictionary> dictionary;
+    layout->dictionary(dictionary);
+    dictionary->setValue("key", 7);
+    layout->setStateServerID(4);
+
+    const auto shallow = std::static_pointer_cast<VoxelLayout>(layout->copy(false));
+    const auto deep = std::static_pointer_cast<VoxelLayout>(layout->copy(true));
+    dictionary->removeValue("key");
+
+    EXPECT_EQ(layout->nodeDataPtr(), shallow->nodeDataPtr());
+    EXPECT_NE(layout->nodeDataPtr(), deep->nodeDataPtr());
+    for (const auto& copy : {shallow, deep}) {
+        EXPECT_EQ("a", copy->name());
+        EXPECT_EQ(0.5f, copy->MVS());
+        EXPECT_EQ(4u, copy->stateServerID());
+        EXPECT_EQ("", layoutFaults(*copy));
+        copy->dictionary(dictionary);
+        EXPECT_TRUE(dictionary->hasValue("key"));
+        EXPECT_TRUE(copy->observers().empty());
+    }
+    deep->addNode(100, 0, 0, 7);
+    deep->deleteNode(tileCoordsToId(0, 0, 0, 7));
+    EXPECT_EQ("", layoutFaults(*deep));
+    EXPECT_EQ("", layoutFaults(*layout));
+    EXPECT_TRUE(layout->nodeExists(tileCoordsToId(0, 0, 0, 7)));
+
+    const auto other = std::make_shared<VoxelLayout>("b");
+    other->setStateServerID(9);
+    layout->copyInto(other, false);
+    EXPECT_EQ(9u, other->stateServerID());
+}
+
+TEST(LayoutConsistency, CountsEachKindOfPlantedFault)
+{
+    const auto make = [] {
+        return LayoutBuilder().tile({0, 0, 0}, 4).tile({0, 0, 0}, 7).tile({5, 0, 0}, 7).build();
+    };
+    auto layout = make();
+    EXPECT_EQ(0, checkLayout(*layout).total());
+
+    layout->node(0, 7).setIndex(1);
+    EXPECT_EQ(1, checkLayout(*layout).misplaced_nodes);
+
+    layout = make();
+    layout->node(0, 7).setParent(44);
+    EXPECT_EQ(1, checkLayout(*layout).broken_parents);
+    EXPECT_EQ(1, checkLayout(*layout).broken_children);
+
+    layout = make();
+    layout->node(0, 6).child(3) = 1;
+    EXPECT_EQ(1, checkLayout(*layout).broken_children);
+
+    layout = make();
+    layout->node(1, 7).setParent(kNoParent);
+    EXPECT_EQ(1, checkLayout(*layout).stray_roots);
+
+    layout = make();
+    layout->node(0, 7).init(0, tileCoordsToId(0, 0, 0, 7), 1, 1, 1, 7, 0, 125, true);
+    EXPECT_EQ(1, checkLayout(*layout).bad_ids);
+
+    layout = make();
+    layout->node(0, 5).setBranchSize(1);
+    EXPECT_EQ(2, checkLayout(*layout).wrong_branch_sizes);
+
+    layout = make();
+    layout->addRoot(tileCoordsToId(9000, 0, 0, 5), 3, 5);
+    EXPECT_EQ(1, checkLayout(*layout).bad_root_entries);
+
+    layout = make();
+    layout->node(0, 7).invalidate();
+    EXPECT_EQ(1, checkLayout(*layout).miscounted_nodes);
+    EXPECT_EQ(1, checkLayout(*layout).broken_children);
+}
+
+}  // namespace
+}  // namespace Skelvar::Test
