@@ -20,9 +20,10 @@ check() {
     fi
 }
 
-sources() { git ls-files -- '*.h' '*.cpp'; }
+# a checkout may belong to another user than the one who checks it
+git() { command git -c safe.directory="$PWD" "$@"; }
 
-form() { sources | xargs clang-format-14 --dry-run -Werror; }
+form() { git ls-files -- '*.h' '*.cpp' | xargs clang-format-14 --dry-run -Werror; }
 
 # Nothing that we keep may name a place on somebody's machine.
 no_machine_paths() {
