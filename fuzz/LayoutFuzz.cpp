@@ -1,0 +1,18 @@
+// Bytes that claim to be a layout.
+#include <fuzz/Editing.h>
+
+using namespace Skelvar;
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* in_data, std::size_t in_size)
+{
+    Fuzz::Input input(in_data, in_size);
+    const auto layout = std::make_shared<VoxelLayout>();
+    if (layout->load(input.stream())) {
+        VoxelLayout again;
+        Fuzz::require(Fuzz::survivesRoundTrip(*layout, again), "save and load again");
+    } else {
+        Fuzz::require(layout->empty() && layout->numRoots() == 0, "a refused layout is empty");
+    }
+    Fuzz::editAndCheck(*layout);
+    return 0;
+}
