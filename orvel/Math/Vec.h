@@ -96,6 +96,7 @@ constexpr T dot(const vec<N, T>& in_a, const vec<N, T>& in_b)
     return sum;
 }
 
+/// The vector product: right-handed, as long as the area that the two span.
 template <typename T>
 constexpr vec<3, T> cross(const vec<3, T>& in_a, const vec<3, T>& in_b)
 {

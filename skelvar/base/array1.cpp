@@ -53,18 +53,17 @@ void release(void* in_memory)
 }
 #endif
 
-/// Asks for huge pages in the inner part of a block. The first touch of fresh memory costs more
-/// than the data that go into it: with pages of 4 KiB a fresh copy ran at 2.4 GB/s on two threads,
-/// with huge pages at 5.2, into warm memory at 8.5. A kernel that refuses loses nothing but speed.
+/// Asks for huge pages in the inner part of a large block. The first touch of fresh memory costs
+/// more than the data that go into it: with pages of 4 KiB a fresh copy ran at 2.4 GB/s on two
+/// threads, with huge pages at 5.2, into warm memory at 8.5. A kernel that refuses loses nothing
+/// but speed.
 void adviseHugePages([[maybe_unused]] void* in_memory, [[maybe_unused]] std::size_t in_bytes)
 {
 #ifdef MADV_HUGEPAGE
-    const std::uintptr_t begin = reinterpret_cast<std::uintptr_t>(in_memory);
-    const std::uintptr_t first = (begin + kHugePage - 1) & ~(kHugePage - 1);
-    const std::uintptr_t last = (begin + in_bytes) & ~(kHugePage - 1);
-    if (last > first) {
-        madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
-    }
+    const std::size_t past_page = reinterpret_cast<std::uintptr_t>(in_memory) % kHugePage;
+    const std::size_t skipped = past_page == 0 ? 0 : kHugePage - past_page;
+    const std::size_t inner = (in_bytes - skipped) / kHugePage * kHugePage;
+    madvise(static_cast<char*>(in_memory) + skipped, inner, MADV_HUGEPAGE);
 #endif
 }
 
