@@ -19,17 +19,29 @@ public:
     {
         m_smp = std::static_pointer_cast<VoxelStateSMP>(m_server).get();
     }
-    ~ScopedStateServer() { StateServerManager::instance().removeStateServer(m_server->getId()); }
+    ~ScopedStateServer()
+    {
+        if (!m_released) {
+            StateServerManager::instance().removeStateServer(id());
+        }
+    }
     ScopedStateServer(const ScopedStateServer&) = delete;
     ScopedStateServer& operator=(const ScopedStateServer&) = delete;
 
     VoxelStateSMP& operator*() const { return *m_smp; }
     VoxelStateSMP* operator->() const { return m_smp; }
     unsigned int id() const { return m_server->getId(); }
+    /// Leaves the server to the registry; gives its id.
+    unsigned int release()
+    {
+        m_released = true;
+        return id();
+    }
 
 private:
     std::shared_ptr<VoxelState> m_server;
     VoxelStateSMP* m_smp;
+    bool m_released = false;
 };
 
 /// Object "rain", layout "rain-volumelayout" with three tiles under one root, shape "rain-volume"
