@@ -38,15 +38,17 @@ using mat4f = orvel::Math::mat<4, 4, float>;
 #define SKELVAR_FOR_VOXEL_TYPES(X) SKELVAR_FOR_PARTICLE_TYPES(X) X(bool)
 
 /// Types of the values of a dictionary, in the order of their tags, which files store.
-#define SKELVAR_FOR_DICTIONARY_TYPES(X)                                                        \
-    X(float)                                                                                   \
-    X(bool)                                                                                    \
-    X(signed char)                                                                             \
-    X(unsigned char)                                                                           \
-    X(short)                                                                                   \
-    X(unsigned short)                                                                          \
-    X(int) X(unsigned int) X(long long) X(unsigned long long) X(std::string) X(vec2f) X(vec3f) \
-        X(vec2i) X(vec3i) X(vec4f) X(mat4f)
+#define SKELVAR_FOR_DICTIONARY_TYPES(X) \
+    X(float)                            \
+    X(bool)                             \
+    X(signed char)                      \
+    X(unsigned char)                    \
+    X(short)                            \
+    X(unsigned short)                   \
+    X(int)                              \
+    X(unsigned int)                     \
+    X(long long)                        \
+    X(unsigned long long) X(std::string) X(vec2f) X(vec3f) X(vec2i) X(vec3i) X(vec4f) X(mat4f)
 
 /// Element types of the channels of a mesh.
 #define SKELVAR_FOR_MESH_TYPES(X) X(int) X(float) X(vec2f) X(vec3f) X(vec3i)
