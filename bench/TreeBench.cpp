@@ -122,14 +122,26 @@ void addBulkJobs(bool in_channel)
     }
 }
 
+/// An empty layout but for the one tile that holds all of the shell: without it each tile would be
+/// a root.
+std::shared_ptr<VoxelLayout> makeTopTile()
+{
+    const auto layout = std::make_shared<VoxelLayout>();
+    const TilesByDepth& tiles = shellTiles();
+    const auto is_filled = [](const std::vector<vec3i>& in_tiles) { return !in_tiles.empty(); };
+    const auto top = std::find_if(tiles.begin(), tiles.end(), is_filled);
+    layout->addNodes(*top, static_cast<int>(top - tiles.begin()));
+    return layout;
+}
+
 /// One node at a time, in random order.
 void addSingleJobs()
 {
     const auto work = [] { return million(shuffledIds().size()); };
-    const auto prepare = [] { shuffledIds(); };
+    const auto prepare = [] { shuffledIds(), shellTiles(); };
     Bench::add({"topology.single/skelvar", 1, "Mtiles/s", work,
                 [] {
-                    const auto layout = std::make_shared<VoxelLayout>();
+                    const auto layout = makeTopTile();
                     for (const unsigned long long id : shuffledIds()) {
                         layout->addNode(id, nullptr, nullptr, nullptr);
                     }
@@ -138,7 +150,7 @@ void addSingleJobs()
                 prepare});
     Bench::add({"topology.single/skelvar-accessor", 1, "Mtiles/s", work,
                 [] {
-                    const auto layout = std::make_shared<VoxelLayout>();
+                    const auto layout = makeTopTile();
                     VoxelLayout::Accessor accessor = layout->accessor();
                     for (const unsigned long long id : shuffledIds()) {
                         accessor.addNode(id, nullptr, nullptr, nullptr);
@@ -155,15 +167,16 @@ int inTile(int in_coordinate)
                             static_cast<unsigned int>(Skelvar::kTileWidth));
 }
 
-/// Sum of the values of the cells; absent ones count as the background value.
-double sumOfValues(const std::vector<vec3i>& in_cells)
+/// Sum of the values of the cells, each tile found through an accessor or the layout itself; absent
+/// ones count as the background value.
+template <typename Finder>
+double sumOfValues(const std::vector<vec3i>& in_cells, Finder&& io_finder)
 {
     const Skelvar::VoxelChannel<float>& channel = *Bench::bandScene().channel;
-    const VoxelLayout& layout = *Bench::bandScene().layout;
-    VoxelLayout::ConstAccessor accessor = layout.accessor();
     double sum = 0.0;
     for (const vec3i& cell : in_cells) {
-        const TileIndex tile = accessor.nodeIndex<true>(cell[0], cell[1], cell[2], kMaxTileDepth);
+        const TileIndex tile =
+            io_finder.template nodeIndex<true>(cell[0], cell[1], cell[2], kMaxTileDepth);
         sum += tile.first < 0
                    ? channel.backgroundValue()
                    : channel.tile(tile)(inTile(cell[0]), inTile(cell[1]), inTile(cell[2]));
@@ -176,11 +189,16 @@ void addReadJobs(bool in_walk)
     const std::string variant = in_walk ? "walk" : "random";
     const auto work = [=] { return million(cells(in_walk).size()); };
     const auto prepare = [=] { Bench::bandScene(), cellIds(in_walk); };
-    Bench::add({"access." + variant + "/skelvar", 1, "Mreads/s", work,
-                [=] { Bench::keep(sumOfValues(cells(in_walk))); }, prepare});
+    const VoxelLayout& (*band)() = []() -> const VoxelLayout& {
+        return *Bench::bandScene().layout;
+    };
+    Bench::add({"access." + variant + "/skelvar-accessor", 1, "Mreads/s", work,
+                [=] { Bench::keep(sumOfValues(cells(in_walk), band().accessor())); }, prepare});
+    Bench::add({"access." + variant + "/skelvar-noaccessor", 1, "Mreads/s", work,
+                [=] { Bench::keep(sumOfValues(cells(in_walk), band())); }, prepare});
     Bench::add({"lookup.position." + variant + "/skelvar", 1, "Mlookups/s", work,
                 [=] {
-                    const VoxelLayout& layout = *Bench::bandScene().layout;
+                    const VoxelLayout& layout = band();
                     double sum = 0.0;
                     for (const vec3i& cell : cells(in_walk)) {
                         sum +=
@@ -191,7 +209,7 @@ void addReadJobs(bool in_walk)
                 prepare});
     Bench::add({"lookup.id." + variant + "/skelvar", 1, "Mlookups/s", work,
                 [=] {
-                    const VoxelLayout& layout = *Bench::bandScene().layout;
+                    const VoxelLayout& layout = band();
                     double sum = 0.0;
                     for (const unsigned long long id : cellIds(in_walk)) {
                         sum += layout.nodeIndex<true>(id).first;

@@ -20,7 +20,7 @@ BEGIN {
         "topology.ordered.points/openvdb-mask/2t", 1.2)
     row("single addNode in random order", "topology.single/skelvar/1t",
         "topology.single/openvdb-mask/1t topology.single/openvdb-float/1t", 1)
-    row("random lookup by position, then the value", "access.random/skelvar/1t",
+    row("random lookup by position, then the value", "access.random/skelvar-accessor/1t",
         "access.random/openvdb-accessor/1t access.random/openvdb-unsafeaccessor/1t " \
         "access.random/openvdb-noaccessor/1t access.random/nanovdb-accessor/1t " \
         "access.random/nanovdb-noaccessor/1t", 1.2)
