@@ -2,6 +2,7 @@
 
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
+#include <tbb/task_arena.h>
 
 #include <algorithm>
 #include <cstring>
@@ -24,13 +25,16 @@ void forRanges(long long in_count, const Body& in_body)
         in_body(0LL, in_count);
         return;
     }
-    tbb::task_group_context context;
-    tbb::parallel_for(
-        tbb::blocked_range<long long>(0, in_count, kGrain),
-        [&](const tbb::blocked_range<long long>& in_range) {
-            in_body(in_range.begin(), in_range.end());
-        },
-        tbb::auto_partitioner{}, context);
+    // The caller may hold a lock: its thread must not pick up foreign work that wants the same one.
+    tbb::this_task_arena::isolate([&] {
+        tbb::task_group_context context;
+        tbb::parallel_for(
+            tbb::blocked_range<long long>(0, in_count, kGrain),
+            [&](const tbb::blocked_range<long long>& in_range) {
+                in_body(in_range.begin(), in_range.end());
+            },
+            tbb::auto_partitioner{}, context);
+    });
 }
 
 /// A few tiles are written one by one; from there on the memory is its own source, which lies in
@@ -57,18 +61,6 @@ void fillTiles(void* out_tiles, long long in_count, const void* in_tile, std::si
     forRanges(in_count, [=](long long in_begin, long long in_end) {
         fillRange(tile, in_tile_bytes, (in_end - in_begin) * in_tile_bytes,
                   tiles + in_begin * in_tile_bytes);
-    });
-}
-
-void copyTiles(const void* in_tiles, long long in_count, std::size_t in_tile_bytes, void* out_tiles)
-{
-    const char* const source = static_cast<const char*>(in_tiles);
-    char* const target = static_cast<char*>(out_tiles);
-    forRanges(in_count, [=](long long in_begin, long long in_end) {
-        if (in_begin < in_end) {
-            std::memcpy(target + in_begin * in_tile_bytes, source + in_begin * in_tile_bytes,
-                        (in_end - in_begin) * in_tile_bytes);
-        }
     });
 }
 

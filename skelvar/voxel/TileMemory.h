@@ -14,10 +14,6 @@ namespace Skelvar::Detail {
 /// Writes `in_count` copies of one tile.
 void fillTiles(void* out_tiles, long long in_count, const void* in_tile, std::size_t in_tile_bytes);
 
-/// The two arrays do not overlap.
-void copyTiles(const void* in_tiles, long long in_count, std::size_t in_tile_bytes,
-               void* out_tiles);
-
 /// Copies the tile at `second` of each pair over the tile at `first`. No place is in two pairs.
 /// Pairs that reach outside the array of `in_count` tiles are left out.
 void moveTiles(void* io_tiles, long long in_count, const std::vector<TileIndex>& in_moves,

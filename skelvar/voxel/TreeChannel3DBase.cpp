@@ -9,6 +9,7 @@
 
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
+#include <tbb/task_arena.h>
 
 namespace Skelvar {
 
@@ -124,15 +125,18 @@ void TreeChannel3DBase::resize(const TreeLayout3DBase& in_layout)
     if (depth == num_depths) {
         return;
     }
-    tbb::task_group_context context;
-    tbb::parallel_for(
-        tbb::blocked_range<int>(0, num_depths),
-        [&](const tbb::blocked_range<int>& in_depths) {
-            for (int d = in_depths.begin(); d != in_depths.end(); ++d) {
-                resize(d, in_layout.numNodes(d));
-            }
-        },
-        tbb::auto_partitioner{}, context);
+    // The caller may hold a lock: its thread must not pick up foreign work that wants the same one.
+    tbb::this_task_arena::isolate([&] {
+        tbb::task_group_context context;
+        tbb::parallel_for(
+            tbb::blocked_range<int>(0, num_depths),
+            [&](const tbb::blocked_range<int>& in_depths) {
+                for (int d = in_depths.begin(); d != in_depths.end(); ++d) {
+                    resize(d, in_layout.numNodes(d));
+                }
+            },
+            tbb::auto_partitioner{}, context);
+    });
 }
 
 void TreeChannel3DBase::dxChanged(float) {}

@@ -10,6 +10,7 @@
 
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
+#include <tbb/task_arena.h>
 
 #include <algorithm>
 #include <stdexcept>
@@ -101,15 +102,18 @@ void TreeShape3DBase::forEachChannel(const char* in_label, const Body& in_body) 
             channels.push_back(channel.get());
         }
     }
-    tbb::task_group_context context;
-    tbb::parallel_for(
-        tbb::blocked_range<std::size_t>(0, channels.size()),
-        [&](const tbb::blocked_range<std::size_t>& in_range) {
-            for (std::size_t n = in_range.begin(); n != in_range.end(); ++n) {
-                in_body(*channels[n]);
-            }
-        },
-        tbb::auto_partitioner{}, context);
+    // The caller may hold a lock: its thread must not pick up foreign work that wants the same one.
+    tbb::this_task_arena::isolate([&] {
+        tbb::task_group_context context;
+        tbb::parallel_for(
+            tbb::blocked_range<std::size_t>(0, channels.size()),
+            [&](const tbb::blocked_range<std::size_t>& in_range) {
+                for (std::size_t n = in_range.begin(); n != in_range.end(); ++n) {
+                    in_body(*channels[n]);
+                }
+            },
+            tbb::auto_partitioner{}, context);
+    });
 }
 
 void TreeShape3DBase::nodeAdded(const TileIndex& in_index)

@@ -29,21 +29,6 @@ inline bool isTileDepth(int in_depth)
     return in_depth >= 0 && in_depth < kNumDepths;
 }
 
-/// Sets the number of tiles, taking new memory for `in_capacity` of them if there is no room. Old
-/// tiles stay, new ones are not initialised.
-template <typename Tile>
-void resizeTiles(array1<Tile>& io_tiles, long long in_count, long long in_capacity)
-{
-    if (in_count > io_tiles.capacity()) {
-        array1<Tile> grown;
-        grown.reserve(in_capacity);
-        grown.resize(io_tiles.size());
-        copyTiles(io_tiles.data(), io_tiles.size(), sizeof(Tile), grown.data());
-        io_tiles.swap(grown);
-    }
-    io_tiles.resize(in_count);
-}
-
 /// Sets the number of tiles without regard to what they hold.
 template <typename Tile>
 void resizeForOverwrite(array1<Tile>& io_tiles, long long in_count)
@@ -58,7 +43,7 @@ template <typename Tile>
 void copyTiles(const array1<Tile>& in_tiles, array1<Tile>& out_tiles)
 {
     resizeForOverwrite(out_tiles, in_tiles.size());
-    copyTiles(in_tiles.data(), in_tiles.size(), sizeof(Tile), out_tiles.data());
+    copyArray(in_tiles.data(), in_tiles.size() * sizeof(Tile), out_tiles.data());
 }
 
 template <typename T>
@@ -358,9 +343,8 @@ void VoxelChannel<T>::nodeAdded(const TileIndex& in_index)
     array1<Tile>& tiles_of_depth = tiles(depth);
     const long long old_size = tiles_of_depth.size();
     if (index >= old_size) {
-        const long long needed = index + 1LL;
-        Detail::resizeTiles(tiles_of_depth, needed,
-                            std::max(needed, 2 * tiles_of_depth.capacity()));
+        tiles_of_depth.reserve_grow(index + 1LL);
+        tiles_of_depth.resize(index + 1LL);
     }
     // Tiles that lag behind are filled too, so that none is left uninitialised.
     const long long begin = std::min<long long>(old_size, index);
@@ -387,11 +371,15 @@ void VoxelChannel<T>::nodesAdded(const std::vector<int>* in_indices)
             continue;
         }
         const auto [lowest, highest] = std::minmax_element(added.begin(), added.end());
-        const long long old_size = tiles(depth).size();
+        array1<Tile>& tiles_of_depth = tiles(depth);
+        const long long old_size = tiles_of_depth.size();
         const long long new_size = std::max<long long>(old_size, *highest + 1LL);
-        // Exactly what is needed, unless small batches keep coming.
-        const long long capacity = tiles(depth).capacity();
-        Detail::resizeTiles(tiles(depth), new_size, std::max(new_size, capacity + capacity / 8));
+        const long long capacity = tiles_of_depth.capacity();
+        if (new_size > capacity) {
+            // Exactly what is needed, unless small batches keep coming.
+            tiles_of_depth.reserve(std::max(new_size, capacity + capacity / 8));
+        }
+        tiles_of_depth.resize(new_size);
         if (m_initializer) {
             const SkelvarProfiler::Scope init_scope("nodesAdded_init");
             fillBackground(depth, old_size, *lowest);
@@ -461,7 +449,7 @@ void VoxelChannel<T>::resize(int in_depth, int in_count)
         return;
     }
     const long long old_size = tiles(in_depth).size();
-    Detail::resizeTiles(tiles(in_depth), in_count, in_count);
+    tiles(in_depth).resize(in_count);
     fillBackground(in_depth, old_size, in_count);
 }
 
