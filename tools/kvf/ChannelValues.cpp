@@ -1,0 +1,95 @@
+#include <tools/kvf/ChannelValues.h>
+
+#include <tbb/blocked_range.h>
+#include <tbb/parallel_reduce.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace Skelvar::Tool {
+
+namespace {
+
+constexpr int kGrain = 256;  ///< tiles; fixed, so that sums are rounded alike on every machine
+
+/// A running count of one component.
+struct Sums {
+    double min = std::numeric_limits<double>::infinity();
+    double max = -std::numeric_limits<double>::infinity();
+    double sum = 0.0;
+    long long finite = 0;
+    long long nan = 0;
+    long long inf = 0;
+
+    void add(double in_value)
+    {
+        if (std::isfinite(in_value)) {
+            min = std::min(min, in_value);
+            max = std::max(max, in_value);
+            sum += in_value;
+            ++finite;
+        } else {
+            ++(std::isnan(in_value) ? nan : inf);
+        }
+    }
+    void add(const Sums& in_other)
+    {
+        min = std::min(min, in_other.min);
+        max = std::max(max, in_other.max);
+        sum += in_other.sum;
+        finite += in_other.finite;
+        nan += in_other.nan;
+        inf += in_other.inf;
+    }
+    ComponentStats stats() const
+    {
+        if (finite == 0) {
+            return {0.0, 0.0, 0.0, 0, nan, inf};
+        }
+        return {min, max, sum / static_cast<double>(finite), finite, nan, inf};
+    }
+};
+
+template <typename T>
+std::vector<ComponentStats> statsOf(const VoxelChannel<T>& in_channel, int in_depth)
+{
+    using Components = ValueComponents<T>;
+    using AllSums = std::array<Sums, Components::kCount>;
+    const AllSums total = tbb::parallel_deterministic_reduce(
+        tbb::blocked_range<int>(0, in_channel.numTiles(in_depth), kGrain), AllSums{},
+        [&](const tbb::blocked_range<int>& in_range, AllSums io_sums) {
+            for (int n = in_range.begin(); n != in_range.end(); ++n) {
+                const T* values = in_channel.tile(n, in_depth).data();
+                for (int v = 0; v < VoxelChannel<T>::tileSize(); ++v) {
+                    for (int c = 0; c < Components::kCount; ++c) {
+                        io_sums[c].add(Components::get(values[v], c));
+                    }
+                }
+            }
+            return io_sums;
+        },
+        [](AllSums io_left, const AllSums& in_right) {
+            for (int c = 0; c < Components::kCount; ++c) {
+                io_left[c].add(in_right[c]);
+            }
+            return io_left;
+        });
+    std::vector<ComponentStats> stats;
+    for (const Sums& sums : total) {
+        stats.push_back(sums.stats());
+    }
+    return stats;
+}
+
+}  // namespace
+
+std::vector<ComponentStats> channelStats(const TreeChannel3DBase& in_channel, int in_depth)
+{
+    std::vector<ComponentStats> stats;
+    visitVoxelChannel(in_channel,
+                      [&](const auto& in_typed) { stats = statsOf(in_typed, in_depth); });
+    return stats;
+}
+
+}  // namespace Skelvar::Tool

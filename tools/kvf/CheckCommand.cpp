@@ -1,0 +1,140 @@
+#include <skelvar/io/Kvf.h>
+#include <skelvar/tree/VoxelLayout.h>
+#include <skelvar/voxel/TreeChannel3DBase.h>
+#include <skelvar/voxel/VoxelShape.h>
+
+#include <tools/kvf/Commands.h>
+#include <tools/kvf/ShapeFile.h>
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <optional>
+
+namespace Skelvar::Tool {
+
+namespace {
+
+struct Arguments {
+    std::vector<std::string> files;
+    std::optional<int> frame;
+};
+
+/// Throws `ToolError` with `eFileUnreadable` if the file cannot be opened or is of another kind.
+void checkReadable(const std::string& in_path)
+{
+    std::error_code error;
+    if (std::filesystem::is_directory(in_path, error)) {
+        throw ToolError(eFileUnreadable, in_path + " is a folder");
+    }
+    std::ifstream stream(in_path, std::ios::binary);
+    unsigned char bytes[4] = {};
+    if (!stream) {
+        throw ToolError(eFileUnreadable, in_path + " cannot be opened");
+    }
+    stream.read(reinterpret_cast<char*>(bytes), 4);
+    const unsigned int magic = static_cast<unsigned int>(bytes[0]) << 24 |
+                               static_cast<unsigned int>(bytes[1]) << 16 |
+                               static_cast<unsigned int>(bytes[2]) << 8 | bytes[3];
+    if (!stream || magic != kKvfMagic) {
+        throw ToolError(eFileUnreadable, in_path + " is not a KVF file");
+    }
+}
+
+/// Throws `ToolError` with what is wrong if what the file says of itself is not what it holds.
+void checkContents(const ShapeFile& in_file)
+{
+    const auto complain = [&](const std::string& in_text) {
+        throw ToolError(eDataSaysNo, in_file.path + ": " + in_text);
+    };
+    const auto layout = std::dynamic_pointer_cast<VoxelLayout>(in_file.shape->layoutPtr());
+    if (!layout) {
+        complain("the shape has no layout");
+    }
+    for (const KVFInfo::ChannelInfo& stated : in_file.info.channels) {
+        const auto names = in_file.channelNames();
+        if (std::find(names.begin(), names.end(), stated.name) == names.end()) {
+            complain("channel " + stated.name + " is missing");
+        }
+        const auto channel = in_file.channel(stated.name);
+        if (channel->numTiles() != stated.numTiles) {
+            complain("channel " + stated.name + " has " + std::to_string(channel->numTiles()) +
+                     " tiles, and the header says " + std::to_string(stated.numTiles));
+        }
+        for (int depth = 0; depth <= layout->maxDepth(); ++depth) {
+            if (channel->numTiles(depth) != layout->numNodes(depth)) {
+                complain("channel " + stated.name + " has " +
+                         std::to_string(channel->numTiles(depth)) + " tiles at depth " +
+                         std::to_string(depth) + ", and the layout has " +
+                         std::to_string(layout->numNodes(depth)));
+            }
+        }
+    }
+    std::vector<KvfChannelSize> sizes;
+    const QuietOutput quiet;
+    if (!kvfChannelSizes(in_file.path, sizes)) {
+        complain(kvfLastError());
+    }
+    const unsigned long long length = std::filesystem::file_size(in_file.path);
+    if (!sizes.empty() && sizes.back().offset + sizes.back().diskBytes != length) {
+        complain("at byte " + std::to_string(sizes.back().offset + sizes.back().diskBytes) +
+                 ": the last channel ends here, and the file has " + std::to_string(length) +
+                 " bytes");
+    }
+}
+
+/// The message without the path that it starts with: the line has it already.
+std::string withoutPath(const std::string& in_message, const std::string& in_path)
+{
+    const std::string start = in_path + ": ";
+    return in_message.rfind(start, 0) == 0 ? in_message.substr(start.size()) : in_message;
+}
+
+/// One line for the file, and what it amounts to.
+ExitStatus checkFile(const std::string& in_path, const std::optional<int>& in_frame)
+{
+    std::string path;
+    try {
+        path = framePath(in_path, in_frame);
+        checkReadable(path);
+    } catch (const ToolError& error) {
+        std::cerr << "kvf: " << error.what() << "\n";
+        return eFileUnreadable;
+    }
+    try {
+        checkContents(loadShapeFile(path));
+    } catch (const ToolError& error) {
+        std::cout << path << ": damaged: " << withoutPath(error.what(), path) << std::endl;
+        return eDataSaysNo;
+    }
+    std::cout << path << ": ok" << std::endl;
+    return eDone;
+}
+
+/// The worst outcome decides: unreadable over damaged over sound.
+ExitStatus run(const Arguments& in_arguments)
+{
+    ExitStatus worst = eDone;
+    for (const std::string& file : in_arguments.files) {
+        worst = std::max(worst, checkFile(file, in_arguments.frame));
+    }
+    return worst;
+}
+
+}  // namespace
+
+void addCheckCommand(CLI::App& io_app, ExitStatus& out_status)
+{
+    const auto arguments = std::make_shared<Arguments>();
+    CLI::App* command = io_app.add_subcommand(
+        "check", "Reads files with every check on and tells which are damaged, and where");
+    command->add_option("FILE", arguments->files, "files to read")->required();
+    command->add_option("--frame", arguments->frame, "frame of a path with a frame pattern");
+    command->callback([arguments, &out_status] { out_status = run(*arguments); });
+}
+
+}  // namespace Skelvar::Tool

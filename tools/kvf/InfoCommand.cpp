@@ -1,0 +1,134 @@
+#include <skelvar/io/Kvf.h>
+
+#include <tools/kvf/Commands.h>
+#include <tools/kvf/Format.h>
+#include <tools/kvf/ShapeFile.h>
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include <iostream>
+#include <memory>
+#include <optional>
+
+namespace Skelvar::Tool {
+
+namespace {
+
+using nlohmann::json;
+
+struct Arguments {
+    std::vector<std::string> files;
+    std::optional<int> frame;
+    bool as_json = false;
+};
+
+std::vector<KvfChannelSize> readSizes(const std::string& in_path)
+{
+    std::vector<KvfChannelSize> sizes;
+    const QuietOutput quiet;
+    if (!kvfChannelSizes(in_path, sizes)) {
+        throw ToolError(eFileUnreadable, kvfLastError());
+    }
+    return sizes;
+}
+
+std::string readReport(const std::string& in_path)
+{
+    std::string report;
+    const QuietOutput quiet;
+    if (!kvfInfo(in_path, report)) {
+        throw ToolError(eFileUnreadable, kvfLastError());
+    }
+    return report;
+}
+
+json toJson(const std::string& in_path)
+{
+    const KVFInfo info = readHeader(in_path);
+    const std::vector<KvfChannelSize> sizes = readSizes(in_path);
+    json channels = json::array();
+    for (std::size_t c = 0; c < info.channels.size(); ++c) {
+        const KVFInfo::ChannelInfo& channel = info.channels[c];
+        json entry{{"name", channel.name},
+                   {"type", channel.type},
+                   {"tiles", channel.numTiles},
+                   {"elements", channel.numElements},
+                   {"maxDepth", channel.maxDepth}};
+        if (c < sizes.size()) {
+            entry["offset"] = sizes[c].offset;
+            entry["diskBytes"] = sizes[c].diskBytes;
+            entry["memoryBytes"] = sizes[c].memoryBytes;
+            entry["chunks"] = sizes[c].chunks;
+        }
+        channels.push_back(std::move(entry));
+    }
+    return {{"file", in_path},
+            {"version", info.version},
+            {"frame", info.frame},
+            {"quality", info.quality},
+            {"shape",
+             {{"name", info.shapeName},
+              {"object", info.objectName},
+              {"type", info.shapeType},
+              {"layout", info.layoutName}}},
+            {"channels", std::move(channels)}};
+}
+
+void printSizes(const std::vector<KvfChannelSize>& in_sizes)
+{
+    std::size_t width = 7;
+    for (const KvfChannelSize& size : in_sizes) {
+        width = std::max(width, size.name.size());
+    }
+    std::cout << "\n"
+              << padRight("Sizes", static_cast<int>(width)) << padLeft("on disk", 12)
+              << padLeft("in memory", 12) << padLeft("ratio", 8) << padLeft("chunks", 8) << "\n";
+    for (const KvfChannelSize& size : in_sizes) {
+        const double ratio =
+            size.diskBytes > 0 ? double(size.memoryBytes) / double(size.diskBytes) : 0.0;
+        std::cout << padRight(size.name, static_cast<int>(width))
+                  << padLeft(humanBytes(double(size.diskBytes)), 12)
+                  << padLeft(humanBytes(double(size.memoryBytes)), 12)
+                  << padLeft(shortNumber(ratio, 3), 8) << padLeft(std::to_string(size.chunks), 8)
+                  << "\n";
+    }
+}
+
+void run(const Arguments& in_arguments)
+{
+    json all = json::array();
+    for (std::size_t f = 0; f < in_arguments.files.size(); ++f) {
+        const std::string path = framePath(in_arguments.files[f], in_arguments.frame);
+        if (in_arguments.as_json) {
+            all.push_back(toJson(path));
+            continue;
+        }
+        const std::string report = readReport(path);
+        const std::vector<KvfChannelSize> sizes = readSizes(path);
+        std::cout << (f > 0 ? "\n" : "") << path << "\n" << report;
+        printSizes(sizes);
+    }
+    if (in_arguments.as_json) {
+        // A name in a file may hold any bytes: those that are no UTF-8 are replaced.
+        std::cout << all.dump(2, ' ', false, json::error_handler_t::replace) << "\n";
+    }
+}
+
+}  // namespace
+
+void addInfoCommand(CLI::App& io_app, ExitStatus& out_status)
+{
+    const auto arguments = std::make_shared<Arguments>();
+    CLI::App* command = io_app.add_subcommand(
+        "info", "Tells what files hold and how large it is, without loading them");
+    command->add_option("FILE", arguments->files, "files to read")->required();
+    command->add_option("--frame", arguments->frame, "frame of a path with a frame pattern");
+    command->add_flag("--json", arguments->as_json, "print a JSON array, one entry a file");
+    command->callback([arguments, &out_status] {
+        run(*arguments);
+        out_status = eDone;
+    });
+}
+
+}  // namespace Skelvar::Tool

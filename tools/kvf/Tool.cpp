@@ -1,0 +1,79 @@
+#include <skelvar/Version.h>
+
+#include <tools/kvf/Commands.h>
+
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <iostream>
+#include <new>
+#include <string>
+
+namespace Skelvar::Tool {
+
+namespace {
+
+/// The one line of a failure, whatever line ends the text may hold.
+int fail(ExitStatus in_status, std::string in_message)
+{
+    for (char& c : in_message) {
+        if (c == '\n' || c == '\r') {
+            c = ' ';
+        }
+    }
+    std::cout.flush();
+    std::fprintf(stderr, "kvf: %s\n", in_message.c_str());
+    return in_status;
+}
+
+/// Says plainly that there is no such command: the parser would only ask for one.
+void checkCommand(const CLI::App& in_app, int in_argc, const char* const* in_argv)
+{
+    const std::string first = in_argc > 1 ? in_argv[1] : "-";
+    const auto named = in_app.get_subcommands(
+        [&](const CLI::App* in_command) { return in_command->get_name() == first; });
+    if (first[0] != '-' && named.empty()) {
+        throw ToolError(eMisuse, "there is no command " + first + " (kvf --help lists them)");
+    }
+}
+
+}  // namespace
+
+int runTool(int in_argc, const char* const* in_argv)
+{
+    ExitStatus status = eDone;
+    CLI::App app("Makes, inspects and draws voxel files (.kvf)", "kvf");
+    app.set_version_flag("--version", "kvf " SKELVAR_VERSION);
+    app.require_subcommand(1);
+    app.footer(
+        "Exit status: 0 done, 1 the data says no, 2 misuse, 3 a file cannot be read or written.\n"
+        "A channel is named in full or by the part behind its last \"/\".\n"
+        "With --frame N a path may hold a frame pattern: # or @@@@ stands for N in four digits.");
+    addVoxelizeCommand(app, status);
+    addInfoCommand(app, status);
+    addCheckCommand(app, status);
+    addConvertCommand(app, status);
+    addStatsCommand(app, status);
+    addSliceCommand(app, status);
+    try {
+        checkCommand(app, in_argc, in_argv);
+        app.parse(in_argc, in_argv);
+        if (!std::cout.flush()) {
+            return fail(eFileUnreadable, "standard output cannot be written");
+        }
+        return status;
+    } catch (const CLI::Success& request) {  // --help and --version
+        app.exit(request);
+        return eDone;
+    } catch (const CLI::ParseError& error) {
+        return fail(eMisuse, std::string(error.what()) + " (kvf --help tells more)");
+    } catch (const ToolError& error) {
+        return fail(error.status(), error.what());
+    } catch (const std::bad_alloc&) {
+        return fail(eDataSaysNo, "out of memory");
+    } catch (const std::exception& error) {
+        return fail(eDataSaysNo, error.what());
+    }
+}
+
+}  // namespace Skelvar::Tool

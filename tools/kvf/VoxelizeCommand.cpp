@@ -1,0 +1,103 @@
+#include <skelvar/state/VoxelState.h>
+
+#include <tools/kvf/Commands.h>
+#include <tools/kvf/Format.h>
+#include <tools/kvf/ShapeFile.h>
+#include <tools/kvf/geometry/MeshReader.h>
+#include <tools/kvf/geometry/Voxelizer.h>
+
+#include <CLI/CLI.hpp>
+
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <optional>
+
+namespace Skelvar::Tool {
+
+namespace {
+
+struct Arguments {
+    std::string mesh;
+    std::string output;
+    std::optional<float> voxel_size;
+    float band = 3.0f;
+    std::string name;
+    int frame = 0;
+    int quality = 0;
+};
+
+/// What is out of the ordinary about the mesh, in words; nothing for a closed, consistent one.
+void printMeshNotes(const VoxelizeResult& in_result)
+{
+    const MeshTopology& topology = in_result.topology;
+    if (topology.boundary_edges > 0) {
+        std::cout << "  the mesh has holes (" << topology.boundary_edges
+                  << " open edges): inside is where it winds round more than half\n";
+    }
+    if (topology.inconsistent_edges > 0) {
+        std::cout << "  the mesh disagrees on its outer side at " << topology.inconsistent_edges
+                  << " edges: " << in_result.repair.turned_triangles
+                  << " triangles were turned round\n";
+    }
+    if (in_result.repair.was_inside_out) {
+        std::cout << "  the mesh was inside out and has been turned round\n";
+    }
+}
+
+void run(const Arguments& in_arguments)
+{
+    if (in_arguments.voxel_size && !(*in_arguments.voxel_size > 0.0f)) {
+        throw ToolError(eMisuse, "the voxel size must be a positive number");
+    }
+    VoxelizeOptions options;
+    options.voxel_size = in_arguments.voxel_size.value_or(0.0f);
+    options.band = in_arguments.band;
+    options.name = in_arguments.name.empty()
+                       ? objectNameFrom(std::filesystem::path(in_arguments.mesh).stem().string())
+                       : in_arguments.name;
+
+    TriangleMesh mesh = readMesh(in_arguments.mesh);
+    const std::size_t vertices = mesh.vertices.size(), triangles = mesh.triangles.size();
+    const auto state = makeServer();
+    const VoxelizeResult result = voxelize(*state, std::move(mesh), options);
+    const std::string path =
+        saveShapeFile(*state, in_arguments.output, result.shape_name, result.channel_names,
+                      in_arguments.frame, in_arguments.quality);
+
+    std::cout << in_arguments.mesh << ": " << vertices << " vertices, " << triangles
+              << " triangles\n";
+    printMeshNotes(result);
+    std::cout << path << ": " << result.tiles << " tiles of "
+              << shortNumber(5.0 * double(result.voxel_size)) << " and up, voxel size "
+              << shortNumber(double(result.voxel_size)) << ", "
+              << humanBytes(double(std::filesystem::file_size(path))) << "\n";
+}
+
+}  // namespace
+
+void addVoxelizeCommand(CLI::App& io_app, ExitStatus& out_status)
+{
+    const auto arguments = std::make_shared<Arguments>();
+    CLI::App* command = io_app.add_subcommand(
+        "voxelize",
+        "Turns a mesh into voxels: signed distance and normal, finest near the surface");
+    command->add_option("MESH", arguments->mesh, "any mesh file that Assimp reads")->required();
+    command->add_option("OUT", arguments->output, "file to write; may hold a frame pattern")
+        ->required();
+    command->add_option("--voxel-size", arguments->voxel_size,
+                        "side of a finest cell in world units (longest side of the mesh / 100)");
+    command->add_option("--band", arguments->band, "finest cells on each side of the surface")
+        ->capture_default_str();
+    command->add_option("--name", arguments->name, "name of the object (the mesh file's name)");
+    command->add_option("--frame", arguments->frame, "frame number")->capture_default_str();
+    command->add_option("--quality", arguments->quality, "0 plain, 1 byte planes for floats")
+        ->check(CLI::Range(0, 3))
+        ->capture_default_str();
+    command->callback([arguments, &out_status] {
+        run(*arguments);
+        out_status = eDone;
+    });
+}
+
+}  // namespace Skelvar::Tool
