@@ -1,0 +1,202 @@
+#include <tests/tools/RunProgram.h>
+#include <tests/tools/TestMeshes.h>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <filesystem>
+
+namespace Skelvar::Tool::Test {
+
+namespace {
+
+using nlohmann::json;
+
+constexpr const char* kCube =
+    "v -1 -1 -1\nv 1 -1 -1\nv -1 1 -1\nv 1 1 -1\nv -1 -1 1\nv 1 -1 1\nv -1 1 1\nv 1 1 1\n"
+    "f 1 3 4 2\nf 5 6 8 7\nf 1 2 6 5\nf 3 7 8 4\nf 1 5 7 3\nf 2 4 8 6\n";
+
+/// A folder with a mesh and a file made of it, and the program at hand.
+class KvfProgram : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        folder.write("cube.obj", kCube);
+        ASSERT_EQ(0, kvf("voxelize cube.obj cube.kvf --voxel-size 0.1 --frame 3").status);
+    }
+
+    Outcome kvf(const std::string& in_arguments) const
+    {
+        return runProgram(folder, std::string("'") + KVF_PROGRAM + "' " + in_arguments);
+    }
+
+    /// Runs a command that must fail: the status, nothing on standard output, one line of error
+    /// that holds a word.
+    void expectFailure(int in_status, const std::string& in_arguments,
+                       const std::string& in_word) const
+    {
+        SCOPED_TRACE(in_arguments);
+        const Outcome outcome = kvf(in_arguments);
+        EXPECT_EQ(in_status, outcome.status);
+        EXPECT_EQ("", outcome.output);
+        EXPECT_EQ(1, std::count(outcome.error.begin(), outcome.error.end(), '\n')) << outcome.error;
+        EXPECT_EQ(0u, outcome.error.find("kvf: ")) << outcome.error;
+        EXPECT_NE(std::string::npos, outcome.error.find(in_word)) << outcome.error;
+    }
+
+    TemporaryFolder folder;
+};
+
+}  // namespace
+
+TEST_F(KvfProgram, HelpsAndStatesItsVersion)
+{
+    for (const char* command : {"", "voxelize", "info", "check", "convert", "stats", "slice"}) {
+        const Outcome outcome = kvf(std::string(command) + " --help");
+        EXPECT_EQ(0, outcome.status);
+        EXPECT_NE(std::string::npos, outcome.output.find("Usage:")) << outcome.output;
+        EXPECT_EQ("", outcome.error);
+    }
+    EXPECT_EQ(0u, kvf("--version").output.find("kvf "));
+}
+
+TEST_F(KvfProgram, TellsMisuseFromUnreadableFilesFromDataThatSaysNo)
+{
+    expectFailure(2, "", "subcommand");
+    expectFailure(2, "dance", "dance");
+    expectFailure(2, "info", "FILE");
+    expectFailure(2, "voxelize cube.obj a.kvf --voxel-size 0", "voxel size");
+    expectFailure(2, "voxelize cube.obj a.kvf --quality 4", "quality");
+    expectFailure(2, "voxelize cube.obj a.kvf --name 'a b'", "a b");
+    expectFailure(2, "slice cube.kvf --channel distance --axis w", "axis");
+    expectFailure(2, "convert cube.kvf cube.kvf", "exists");
+    expectFailure(3, "voxelize absent.obj a.kvf", "absent.obj");
+    expectFailure(3, "voxelize . a.kvf", "folder");
+    expectFailure(3, "voxelize cube.kvf a.kvf", "cube.kvf");
+    expectFailure(3, "voxelize cube.obj cube.obj/a.kvf", "cube.obj");
+    expectFailure(3, "info absent.kvf", "absent.kvf");
+    expectFailure(3, "info .", ".");
+    expectFailure(3, "info cube.obj", "cube.obj");
+    expectFailure(3, "stats absent.kvf --json", "absent.kvf");
+    expectFailure(3, "check absent.kvf", "absent.kvf");
+    expectFailure(3, "check cube.obj", "cube.obj");
+    expectFailure(3, "info 'a.#.kvf'", "--frame");
+    expectFailure(3, "slice cube.kvf --channel distance -o no/a.png", "no/a.png");
+    expectFailure(1, "slice cube.kvf --channel density", "distance");
+    expectFailure(1, "slice cube.kvf --channel distance --at 1e6", "misses");
+    folder.write("flat.obj", "v 0 0 0\nv 1 0 0\n");
+    EXPECT_NE(0, kvf("voxelize flat.obj a.kvf").status);
+    EXPECT_FALSE(std::filesystem::exists(folder.path("a.kvf")));
+}
+
+TEST_F(KvfProgram, InfoTellsWhatTheFileHolds)
+{
+    const Outcome text = kvf("info cube.kvf");
+    EXPECT_EQ(0, text.status);
+    EXPECT_NE(std::string::npos, text.output.find("   name     cube-volume\n")) << text.output;
+    EXPECT_NE(std::string::npos, text.output.find("on disk"));
+
+    const json all = json::parse(kvf("info --json cube.kvf cube.kvf").output);
+    ASSERT_EQ(2u, all.size());
+    EXPECT_EQ(3, all[0]["frame"]);
+    EXPECT_EQ(4, all[0]["version"]);
+    EXPECT_EQ("cube-volumelayout", all[0]["shape"]["layout"]);
+    const json& channels = all[0]["channels"];
+    ASSERT_EQ(2u, channels.size());
+    EXPECT_EQ("cube-volume/distance", channels[0]["name"]);
+    EXPECT_EQ("VoxelChannel<vec<3,float>>", channels[1]["type"]);
+    unsigned long long end = 0;
+    for (const json& channel : channels) {
+        EXPECT_GT(channel["offset"].get<unsigned long long>(), 0u);
+        EXPECT_TRUE(end == 0 || end == channel["offset"].get<unsigned long long>());
+        end = channel["offset"].get<unsigned long long>() +
+              channel["diskBytes"].get<unsigned long long>();
+        EXPECT_GT(channel["memoryBytes"].get<unsigned long long>(),
+                  4 * channel["elements"].get<unsigned long long>());
+    }
+    EXPECT_EQ(std::filesystem::file_size(folder.path("cube.kvf")), end);
+}
+
+TEST_F(KvfProgram, StatsCountEachDepth)
+{
+    const json report = json::parse(kvf("stats --json cube.kvf").output);
+    const json& distance = report["channels"][0];
+    EXPECT_EQ("cube-volume/distance", distance["name"]);
+    const json& finest = distance["depths"].back();
+    EXPECT_EQ(7, finest["depth"]);
+    const json& numbers = finest["components"][0];
+    EXPECT_EQ(125 * finest["tiles"].get<int>(), numbers["values"]);
+    EXPECT_EQ(0, numbers["nan"]);
+    EXPECT_LT(numbers["min"], -0.25);
+    EXPECT_GT(numbers["max"], 0.25);
+    EXPECT_EQ(3u, report["channels"][1]["depths"][0]["components"].size());
+    EXPECT_NE(std::string::npos, kvf("stats cube.kvf").output.find("7.z"));
+}
+
+TEST_F(KvfProgram, CheckNamesTheDamagedFilesAndThePlace)
+{
+    const std::string good = folder.read("cube.kvf");
+    std::string bad = good;
+    bad[bad.size() - 40] ^= 0x55;
+    folder.write("bad.kvf", bad);
+    folder.write("cut.kvf", good.substr(0, good.size() - 10));
+    folder.write("long.kvf", good + "rest");
+
+    EXPECT_EQ("cube.kvf: ok\n", kvf("check cube.kvf").output);
+    for (const char* name : {"bad.kvf", "cut.kvf", "long.kvf"}) {
+        const Outcome outcome = kvf(std::string("check cube.kvf ") + name);
+        EXPECT_EQ(1, outcome.status) << name;
+        EXPECT_EQ(2, std::count(outcome.output.begin(), outcome.output.end(), '\n'));
+        EXPECT_NE(std::string::npos, outcome.output.find(std::string(name) + ": damaged: "))
+            << outcome.output;
+        EXPECT_NE(std::string::npos, outcome.output.find("byte ")) << outcome.output;
+    }
+    EXPECT_EQ(3, kvf("check bad.kvf absent.kvf").status);
+    expectFailure(3, "stats bad.kvf", "bad.kvf");
+}
+
+TEST_F(KvfProgram, ConvertKeepsEveryValueAndOverwritesOnlyWhenTold)
+{
+    const Outcome outcome = kvf("convert cube.kvf planes.kvf --quality 1");
+    EXPECT_EQ(0, outcome.status) << outcome.error;
+    EXPECT_EQ("", outcome.error);
+    EXPECT_EQ(1, json::parse(kvf("info --json planes.kvf").output)[0]["quality"]);
+    EXPECT_EQ(3, json::parse(kvf("info --json planes.kvf").output)[0]["frame"]);
+    expectFailure(2, "convert cube.kvf planes.kvf", "-f");
+    EXPECT_EQ(0, kvf("convert -f planes.kvf planes.kvf --quality 0").status);
+    // The channels' bytes are those of the first file again.
+    const auto channelBytes = [&](const char* in_name) {
+        const json info = json::parse(kvf(std::string("info --json ") + in_name).output);
+        return folder.read(in_name).substr(info[0]["channels"][0]["offset"].get<std::size_t>());
+    };
+    EXPECT_GT(channelBytes("cube.kvf").size(), 1000u);
+    EXPECT_TRUE(channelBytes("cube.kvf") == channelBytes("planes.kvf"));
+}
+
+TEST_F(KvfProgram, PathsMayHoldAFramePattern)
+{
+    EXPECT_EQ(0, kvf("convert cube.kvf 'f.#.kvf' --frame 12").status);
+    EXPECT_TRUE(std::filesystem::exists(folder.path("f.0012.kvf")));
+    EXPECT_EQ(0, kvf("info 'f.#.kvf' --frame 12").status);
+    EXPECT_EQ(0, kvf("check 'f.@@@@.kvf' --frame 12").status);
+    EXPECT_EQ(0, kvf("stats 'f.#.kvf' --frame 12").status);
+    EXPECT_EQ(0, kvf("slice 'f.#.kvf' --frame 12 --channel distance -o f.png").status);
+    expectFailure(3, "info 'f.#.kvf' --frame 13", "f.0013.kvf");
+}
+
+TEST_F(KvfProgram, SliceDrawsByFullOrShortName)
+{
+    for (const char* name : {"distance", "cube-volume/normal"}) {
+        const Outcome outcome =
+            kvf(std::string("slice cube.kvf --axis x --size 700 --channel ") + name);
+        EXPECT_EQ(0, outcome.status) << outcome.error;
+        EXPECT_EQ("cube.png\n", outcome.output);
+        const std::string png = folder.read("cube.png");
+        ASSERT_GT(png.size(), 24u);
+        const auto byte = [&](int in_at) { return static_cast<unsigned char>(png[in_at]); };
+        EXPECT_EQ(700, byte(18) * 256 + byte(19));
+    }
+}
+
+}  // namespace Skelvar::Tool::Test

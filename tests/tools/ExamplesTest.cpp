@@ -1,0 +1,51 @@
+#include <tests/tools/RunProgram.h>
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+namespace Skelvar::Tool::Test {
+
+TEST(Examples, StateSavesLoadsAndReadsBack)
+{
+    const TemporaryFolder folder;
+
+    const Outcome outcome = runProgram(folder, EXAMPLE_STATE_PROGRAM);
+
+    EXPECT_EQ(0, outcome.status) << outcome.error;
+    EXPECT_EQ("./smoke.0007.kvf: 2 tiles, density in the middle 1.5\n", outcome.output);
+}
+
+TEST(Examples, TreeGrowsAndShrinks)
+{
+    const TemporaryFolder folder;
+
+    const Outcome outcome = runProgram(folder, EXAMPLE_TREE_PROGRAM);
+
+    EXPECT_EQ(0, outcome.status) << outcome.error;
+    EXPECT_EQ(
+        "one branch: 4 nodes, 1 root, tiles by depth 1 1 1 1\n"
+        "filled    : 128 nodes, 1 root, tiles by depth 1 1 1 125\n"
+        "deleted   : 2 nodes, 1 root, tiles by depth 1 1 0 0\n"
+        "depth at the origin 5\n",
+        outcome.output);
+}
+
+TEST(Examples, DemoBringsEveryBitBackAndDrawsIt)
+{
+    const TemporaryFolder folder;
+    const std::string cube =
+        folder.write("box.obj",
+                     "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nv 0 0 1\nv 1 0 1\nv 1 1 1\nv 0 1 1\n"
+                     "f 4 3 2 1\nf 5 6 7 8\nf 1 2 6 5\nf 3 4 8 7\nf 1 5 8 4\nf 2 3 7 6\n");
+
+    const Outcome outcome = runProgram(folder, DEMO_PROGRAM + std::string(" --mesh box.obj"));
+
+    EXPECT_EQ(0, outcome.status) << outcome.error;
+    EXPECT_NE(std::string::npos, outcome.output.find("all 8 files came back")) << outcome.output;
+    EXPECT_TRUE(std::filesystem::exists(folder.path("out/demo.0003.kvf")));
+    EXPECT_GT(std::filesystem::file_size(folder.path("out/demo.png")), 10000u);
+    EXPECT_NE(0, runProgram(folder, DEMO_PROGRAM + std::string(" --mesh absent.obj")).status);
+}
+
+}  // namespace Skelvar::Tool::Test

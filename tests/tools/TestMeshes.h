@@ -1,0 +1,29 @@
+#pragma once
+
+#include <tools/kvf/geometry/TriangleBvh.h>
+#include <tools/kvf/geometry/TriangleMesh.h>
+
+#include <string>
+
+namespace Skelvar::Tool::Test {
+
+/// A cube from -in_half to +in_half, twelve triangles that look outwards.
+TriangleMesh makeCube(float in_half = 1.0f);
+
+/// A ball of radius 1 cut into `in_rings` bands of `in_rings * 2` parts, with the vertices on the
+/// sphere. Without `in_closed` the uppermost two bands of the axis z are left out: a round hole.
+TriangleMesh makeBall(int in_rings = 24, bool in_closed = true);
+
+/// Distance by asking each triangle, in double precision.
+double bruteDistance(const TriangleMesh& in_mesh, const vec3f& in_point);
+
+/// Winding number by the solid angle of each triangle.
+double bruteWinding(const TriangleMesh& in_mesh, const vec3f& in_point);
+
+/// Number of parts of one sign that a cubic block of values falls into, counted over faces.
+int countParts(const std::vector<char>& in_inside, int in_side);
+
+/// The path of a real mesh beside the project, empty if it is not there.
+std::string sharedMesh(const std::string& in_name);
+
+}  // namespace Skelvar::Tool::Test
