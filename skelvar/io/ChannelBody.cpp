@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <exception>
 
 namespace Skelvar {
 
@@ -117,7 +118,11 @@ unsigned long long ChunkStreamBuf::position() const
 
 void ChunkStreamBuf::gather(std::size_t in_count)
 {
-    while (static_cast<std::size_t>(egptr() - gptr()) < in_count && inflateWindow()) {
+    try {
+        while (static_cast<std::size_t>(egptr() - gptr()) < in_count && inflateWindow()) {
+        }
+    } catch (const std::exception&) {  // no memory for the chunk, which ends the stream as well
+        m_damaged = static_cast<long long>(m_next_chunk);
     }
 }
 
