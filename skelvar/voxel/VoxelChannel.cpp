@@ -1,5 +1,6 @@
 #include <skelvar/voxel/VoxelChannel.h>
 #include <skelvar/voxel/VoxelChannelImpl.h>
+#include <skelvar/voxel/VoxelChannelStreamImpl.h>
 
 namespace Skelvar {
 
