@@ -163,13 +163,13 @@ void TreeShape3DBase::dxChanged(float in_dx)
     m_inverse_voxel_size = 1.0f / in_dx;
 }
 
-void TreeShape3DBase::sync(const std::set<std::string>& in_names)
+void TreeShape3DBase::sync(const std::set<std::string>& in_except)
 {
-    for (const auto& [name, channel] : m_channels) {
-        if (channel && in_names.count(name) > 0) {
-            channel->sync();
+    forEachChannel("TreeShape3DBase<T>::sync", [&](TreeChannel3DBase& io_channel) {
+        if (in_except.count(io_channel.name()) == 0) {
+            io_channel.sync();
         }
-    }
+    });
 }
 
 // Geometry.

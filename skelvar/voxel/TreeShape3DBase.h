@@ -117,8 +117,8 @@ public:
     /// layout.
     void tileBounds(vec3i& out_lo, vec3i& out_hi) const;
 
-    /// Brings the named channels up to date. Names of no channel are passed over.
-    void sync(const std::set<std::string>& in_names);
+    /// Brings every channel up to date whose name is not in `in_except`, in a parallel loop.
+    void sync(const std::set<std::string>& in_except);
 
     /// A copy of the shape without a subscription to the layout. Its channels are copies by the
     /// flags of `TreeChannel3DBase::copy`; with both flags false only their names are kept.

@@ -116,7 +116,7 @@ TEST(VoxelShape, CountsTheVoxelsOfItsLayout)
     EXPECT_EQ(125u, on.shape->numElements(TileIndex{0, 2}));
 }
 
-TEST(ShapeSync, ReachesTheNamedChannels)
+TEST(ShapeSync, ReachesAllChannelsButTheNamed)
 {
     struct Synced : VoxelChannel<float> {
         void sync() override { ++calls; }
@@ -131,9 +131,10 @@ TEST(ShapeSync, ReachesTheNamedChannels)
     shape->addChannel(b);
 
     shape->sync({"a", "x"});
+    shape->sync({});
 
     EXPECT_EQ(1, a->calls);
-    EXPECT_EQ(0, b->calls);
+    EXPECT_EQ(2, b->calls);
 }
 
 /// Bytes of a shape as version 3 had them: all but the dictionary.
