@@ -52,7 +52,7 @@ TEST(VoxelLayoutAccessor, FindsWhatTheLayoutFinds)
     const unsigned seed = 4711;
     SCOPED_TRACE(seed);
     Wanderer wanderer(seed);
-    const auto layout = LayoutBuilder().tile({0, 0, 0}, 5).tile({130, 0, 0}, 4).build();
+    const auto layout = LayoutBuilder().tile({0, 0, 0}, 5).tile({130, 0, 0}, 5).build();
     for (int n = 0; n < 150; ++n) {
         const vec3i p = wanderer.next();
         layout->addNode(p[0], p[1], p[2], wanderer.pick(5, 7));
