@@ -18,6 +18,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstring>
@@ -57,6 +58,15 @@ TriangleMesh turned(TriangleMesh in_mesh, double in_degrees)
         v = {c * v[0] + s * v[2], v[1], c * v[2] - s * v[0]};
     }
     return in_mesh;
+}
+
+/// The axis across which a slice shows most of the mesh.
+int thinnestAxis(const TriangleMesh& in_mesh)
+{
+    vec3f lo, hi;
+    findBounds(in_mesh, lo, hi);
+    const vec3f extent = hi - lo;
+    return static_cast<int>(std::min_element(extent.e, extent.e + 3) - extent.e);
 }
 
 template <typename T>
@@ -155,6 +165,7 @@ void run(const std::string& in_mesh_path, const std::string& in_folder)
     }
     SliceRequest slice;
     slice.channel = "distance";
+    slice.axis = thinnestAxis(mesh);
     slice.output = in_folder + "/demo.png";
     writeSlice(loadShapeFile(path), slice);
 

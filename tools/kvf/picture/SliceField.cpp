@@ -16,7 +16,7 @@ namespace Skelvar::Tool {
 
 namespace {
 
-constexpr float kSurroundings = 0.18f;  ///< of the window's side, on each side of the finest tiles
+constexpr float kSurroundings = 0.12f;  ///< of the window's side, on each side of the finest tiles
 
 /// The box in the world around a box of tile coordinates.
 void worldBox(const VoxelShape& in_shape, const vec3i& in_lo, const vec3i& in_hi, vec3f& out_lo,
