@@ -165,7 +165,7 @@ bool ChunkStreamBuf::inflateWindow()
     const std::size_t good_count =
         static_cast<std::size_t>(std::find(good.begin(), good.end(), 0) - good.begin());
     if (good_count < good.size()) {
-        m_damaged = static_cast<long long>(first + good_count);
+        m_damaged = static_cast<long long>(first) + static_cast<long long>(good_count);
         size = starts[good_count];
     }
     m_next_chunk = first + good_count;

@@ -153,7 +153,7 @@ std::string uniqueTempFolder()
 std::string createTempFolder()
 {
     for (int n = 0; n < kTempFolderTries; ++n) {
-        const std::string path = uniqueTempFolder();
+        std::string path = uniqueTempFolder();
         if (path.empty()) {
             return {};
         }

@@ -21,9 +21,12 @@ bool createIfNamed(const std::string& in_type_name, std::shared_ptr<TreeChannel3
 bool VoxelChannelFactory::create(const std::string& in_type_name,
                                  std::shared_ptr<TreeChannel3DBase>& out_channel)
 {
-#define SKELVAR_OR_CREATE(T) || createIfNamed<VoxelChannel<T>>(in_type_name, out_channel)
-    return false SKELVAR_FOR_FACTORY_TYPES(SKELVAR_OR_CREATE);
-#undef SKELVAR_OR_CREATE
+    bool created = false;
+#define SKELVAR_CREATE(T) \
+    created = created || createIfNamed<VoxelChannel<T>>(in_type_name, out_channel);
+    SKELVAR_FOR_FACTORY_TYPES(SKELVAR_CREATE)
+#undef SKELVAR_CREATE
+    return created;
 }
 
 }  // namespace Skelvar
