@@ -148,7 +148,7 @@ bool ChunkStreamBuf::inflateWindow()
     const std::size_t rest = static_cast<std::size_t>(egptr() - gptr());
     if (!m_buffer || size > m_window_capacity) {
         auto buffer = std::make_unique_for_overwrite<char[]>(kMaxPeek + size);
-        std::memcpy(buffer.get() + kMaxPeek - rest, gptr(), rest);
+        std::copy(gptr(), egptr(), buffer.get() + kMaxPeek - rest);
         m_buffer = std::move(buffer);
         m_window_capacity = size;
     } else {
