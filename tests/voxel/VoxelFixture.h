@@ -6,6 +6,11 @@
 
 #include <tests/support/VoxelTypes.h>
 
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
 namespace Skelvar::Test {
 
 /// A shape "s" on a layout "l" with the root tile, its 125 children, and 125 children of each of
@@ -21,16 +26,30 @@ struct ShapeOnLayout {
         shape->setLayout(layout);
     }
 
-    /// Gives a node its 125 children, by bulk insertion.
+    /// Gives each node of [first, end) of a depth every n-th of its 125 children, in one batch.
+    void addChildren(int in_depth, int in_first, int in_end, int in_stride = 1)
+    {
+        const int side = kTileSideLUT[in_depth + 1];
+        std::vector<vec3i> corners;
+        for (int parent = in_first; parent < in_end; ++parent) {
+            const vec3i corner = layout->node(parent, in_depth).corner();
+            for (int n = 0; n < 125; n += in_stride) {
+                corners.push_back(corner + vec3i{n % 5 * side, n / 5 % 5 * side, n / 25 * side});
+            }
+        }
+        layout->addNodes(corners, in_depth + 1);
+    }
     void split(const TileIndex& in_node)
     {
-        const vec3i corner = layout->node(in_node).corner();
+        addChildren(in_node.second, in_node.first, in_node.first + 1);
+    }
+    /// Gives a node its n-th child, by single insertion.
+    void addChild(const TileIndex& in_node, int in_child = 0)
+    {
         const int side = kTileSideLUT[in_node.second + 1];
-        std::vector<vec3i> corners;
-        for (int n = 0; n < 125; ++n) {
-            corners.push_back(corner + vec3i{n % 5 * side, n / 5 % 5 * side, n / 25 * side});
-        }
-        layout->addNodes(corners, in_node.second + 1);
+        const VoxelLayoutNode& node = layout->node(in_node);
+        layout->addNode(node.i() + in_child % 5 * side, node.j() + in_child / 5 % 5 * side,
+                        node.k() + in_child / 25 * side, in_node.second + 1);
     }
 
     /// A new channel on the shape, its tiles numbered by `numberTiles` if asked for.
@@ -93,18 +112,6 @@ std::shared_ptr<VoxelChannel<T>> ShapeOnLayout::addChannel(const std::string& in
         numberTiles(*channel);
     }
     return channel;
-}
-
-/// The text of the `std::runtime_error` that the call throws; "no throw" without one.
-template <typename Call>
-std::string errorOf(const Call& in_call)
-{
-    try {
-        in_call();
-    } catch (const std::runtime_error& error) {
-        return error.what();
-    }
-    return "no throw";
 }
 
 }  // namespace Skelvar::Test
