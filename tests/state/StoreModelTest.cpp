@@ -1,20 +1,17 @@
 #include <tests/support/ScopedStateServer.h>
 
-#include <skelvar/base/Dictionary.h>
+#include <skelvar/base/UniqueName.h>
 #include <skelvar/mesh/Mesh.h>
 #include <skelvar/state/BObject.h>
 #include <skelvar/state/VoxelStateSMPMaps.h>
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cctype>
 #include <map>
 #include <memory>
 #include <random>
 #include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace Skelvar {
@@ -24,43 +21,24 @@ using Test::ScopedStateServer;
 
 using Names = std::vector<std::string>;
 
-/// A name as base and number, -1 for none: names with equal parts are one name.
-std::pair<std::string, int> parts(const std::string& in_name)
+std::string freeName(const NS::NameSet& in_names, const std::string& in_name)
 {
-    std::size_t end = in_name.size();
-    while (end > 0 && std::isdigit(static_cast<unsigned char>(in_name[end - 1]))) {
-        --end;
-    }
-    const bool has_number = end > 0 && end < in_name.size();
-    return has_number ? std::pair(in_name.substr(0, end), std::stoi(in_name.substr(end)))
-                      : std::pair(in_name, -1);
+    std::string name;
+    NS::UniqueSetName::create(in_names, in_name, name);
+    return name;
 }
 
-bool isTaken(const Names& in_names, const std::string& in_name)
+template <typename Map>
+Names keysOf(const Map& in_map)
 {
-    return std::any_of(in_names.begin(), in_names.end(),
-                       [&](const std::string& name) { return parts(name) == parts(in_name); });
+    Names keys;
+    for (const auto& entry : in_map) {
+        keys.push_back(entry.first);
+    }
+    return keys;
 }
 
-std::string freeName(const Names& in_names, const std::string& in_name)
-{
-    std::string clean = in_name;
-    std::replace(clean.begin(), clean.end(), ' ', '_');
-    std::replace(clean.begin(), clean.end(), '.', '_');
-    if (!isTaken(in_names, clean)) {
-        return clean;
-    }
-    const std::string base = parts(clean).first;
-    int highest = -1;
-    for (const std::string& name : in_names) {
-        if (parts(name).first == base) {
-            highest = std::max(highest, parts(name).second);
-        }
-    }
-    return highest < 0 ? clean + "1" : base + std::to_string(highest + 1);
-}
-
-/// The store as its users see it: flat lists of what is there, searched from end to end.
+/// The store as its users see it: plain maps of what is there.
 struct Model {
     struct Channel {
         std::string name;
@@ -77,27 +55,22 @@ struct Model {
     std::map<std::string, Shape> shapes;
     std::map<std::string, Channel> channels;  ///< by key
 
-    Names keys() const
+    NS::NameSet keys() const
     {
-        Names all(layouts.begin(), layouts.end());
-        all.insert(all.end(), meshes.begin(), meshes.end());
-        const auto add = [&all](const auto& in_map) {
-            for (const auto& entry : in_map) {
-                all.push_back(entry.first);
-            }
-        };
-        add(objects);
-        add(shapes);
-        add(channels);
+        NS::NameSet all(layouts.begin(), layouts.end());
+        all.insert(meshes.begin(), meshes.end());
+        for (const Names& some : {keysOf(objects), keysOf(shapes), keysOf(channels)}) {
+            all.insert(some.begin(), some.end());
+        }
         return all;
     }
-    bool free(const std::string& in_name) const { return !isTaken(keys(), in_name); }
-    Names channelsOn(const std::string& in_shape) const
+    bool free(const std::string& in_name) const { return !keys().contains(in_name); }
+    NS::NameSet channelsOn(const std::string& in_shape) const
     {
-        Names names;
+        NS::NameSet names;
         for (const auto& [key, channel] : channels) {
             if (channel.shape == in_shape) {
-                names.push_back(channel.name);
+                names.insert(channel.name);
             }
         }
         return names;
@@ -148,7 +121,7 @@ struct Model {
                     const std::string& in_shape)
     {
         return shapes.contains(in_shape) && free(in_key) &&
-               !isTaken(channelsOn(in_shape), in_name) &&
+               !channelsOn(in_shape).contains(in_name) &&
                channels.try_emplace(in_key, Channel{in_name, in_shape}).second;
     }
     bool removeObject(const std::string& in_name)
@@ -320,24 +293,15 @@ void StoreAndModel::removeChannel()
 void StoreAndModel::check()
 {
     const VoxelStateSMP::Maps& maps = m_server->maps();
-    const auto keysOf = [](const auto& in_map) {
-        Names keys;
-        for (const auto& entry : in_map) {
-            keys.push_back(entry.first);
-        }
-        return keys;
-    };
     EXPECT_EQ(keysOf(m_model.objects), maps.objectKeys());
     EXPECT_EQ(Names(m_model.layouts.begin(), m_model.layouts.end()), maps.layoutKeys());
     EXPECT_EQ(Names(m_model.meshes.begin(), m_model.meshes.end()), maps.meshKeys());
     EXPECT_EQ(keysOf(m_model.shapes), maps.shapeKeys());
     EXPECT_EQ(keysOf(m_model.channels), maps.channelKeys());
 
-    Names expected = m_model.keys();
-    Names names = maps.names();
-    std::sort(expected.begin(), expected.end());
-    std::sort(names.begin(), names.end());
-    EXPECT_EQ(expected, names);
+    const Names names = maps.names();
+    EXPECT_EQ(m_model.keys(), NS::NameSet(names.begin(), names.end()));
+    EXPECT_EQ(m_model.keys().size(), names.size());
 
     for (const auto& [name, shapes] : m_model.objects) {
         EXPECT_EQ(name, maps.findObject(name)->name());
@@ -358,6 +322,8 @@ void StoreAndModel::check()
     const std::string any = anyName();
     EXPECT_EQ(m_model.isMarked(any), maps.isBareKey(any)) << any;
     EXPECT_EQ(freeName(m_model.keys(), any), maps.uniqueName(any));
+    const std::string channel_name = anyChannelName();
+    expectSame(!m_model.findChannel(channel_name).empty(), m_server->hasChannel(channel_name));
 }
 
 TEST(StoreModel, StoreAndModelAgreeAfterEachOfManyRandomSteps)

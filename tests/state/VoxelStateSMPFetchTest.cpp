@@ -1,40 +1,28 @@
+#include <tests/support/ErrorOf.h>
 #include <tests/support/ScopedStateServer.h>
 
 #include <skelvar/base/TypeMeta.h>
 #include <skelvar/mesh/Mesh.h>
 #include <skelvar/state/BObject.h>
-#include <skelvar/state/SkelvarModule.h>
 #include <skelvar/voxel/DictionaryShape.h>
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
 namespace Skelvar {
 namespace {
 
+using Test::errorOf;
 using Test::RainScene;
-using Test::ScopedStateServer;
 
 constexpr auto kDefault = VoxelState::eHintDefault;
 constexpr auto kDoNotCopy = VoxelState::eHintDoNotCopy;
 constexpr auto kCopy = VoxelState::eHintCopy;
 constexpr auto kCopyData = VoxelState::eHintCopyData;
 const char* const kDensity = "rain-volume/density";
-
-std::string messageOf(const std::function<void()>& in_action)
-{
-    try {
-        in_action();
-    } catch (const std::runtime_error& error) {
-        return error.what();
-    }
-    return "nothing thrown";
-}
 
 TEST(Fetch, TheLargerOfHintAndGlobalHintCounts)
 {
@@ -52,22 +40,36 @@ TEST(Fetch, TheLargerOfHintAndGlobalHintCounts)
         {kCopyData, kCopy, true, false},      {kCopy, kCopyData, true, false},
     };
     RainScene scene;
+    const TypeMeta<VoxelChannel<float>> type;
+    const auto stored_mesh = std::make_shared<Mesh>("surface");
+    EXPECT_EQ(kVoxelStateOk, scene.server->updateMesh(stored_mesh));
     for (const Row& row : rows) {
         SCOPED_TRACE("global " + std::to_string(row.global) + " hint " + std::to_string(row.hint));
         std::shared_ptr<VoxelChannel<float>> channel;
+        std::shared_ptr<TreeChannel3DBase> header;
         std::shared_ptr<VoxelLayout> layout;
         std::shared_ptr<VoxelShape> shape;
+        std::shared_ptr<BObject> object;
+        std::shared_ptr<Mesh> mesh;
         scene.server->setGlobalHint(row.global);
 
         EXPECT_EQ(kVoxelStateOk, scene.server->voxelChannel(kDensity, nullptr, &channel, row.hint));
         EXPECT_EQ(kVoxelStateOk, scene.server->voxelLayout("rain-volumelayout", layout, row.hint));
         EXPECT_EQ(kVoxelStateOk, scene.server->voxelShape("rain-volume", shape, nullptr, row.hint));
+        EXPECT_EQ(kVoxelStateOk, scene.server->object("rain", &object, row.hint));
+        EXPECT_EQ(kVoxelStateOk, scene.server->mesh("surface", mesh, row.hint));
+        EXPECT_EQ(kVoxelStateOk,
+                  scene.server->channelMetaData(kDensity, nullptr, &header, type, row.hint));
 
         const auto shape_channel = shape->channelBasePtr(kDensity);
         EXPECT_EQ(row.is_copy, channel != scene.density);
         EXPECT_EQ(row.is_copy, layout != scene.layout);
         EXPECT_EQ(row.is_copy, shape != scene.shape);
         EXPECT_EQ(row.is_copy, shape_channel != scene.density);
+        EXPECT_EQ(row.is_copy, object != scene.object);
+        EXPECT_EQ(row.is_copy, mesh != stored_mesh);
+        EXPECT_EQ(row.is_copy, header != scene.density);
+        EXPECT_EQ(row.is_copy, header->blockDataPtr() == nullptr);
         EXPECT_EQ(row.shares, channel->blockDataPtr() == scene.density->blockDataPtr());
         EXPECT_EQ(row.shares, layout->nodeDataPtr() == scene.layout->nodeDataPtr());
         EXPECT_EQ(row.shares, shape_channel->blockDataPtr() == scene.density->blockDataPtr());
@@ -76,60 +78,35 @@ TEST(Fetch, TheLargerOfHintAndGlobalHintCounts)
     }
 }
 
-TEST(Fetch, ObjectsAndMeshesAreCopiedWholeForBothCopyingHints)
-{
-    RainScene scene;
-    const auto stored_mesh = std::make_shared<Mesh>("surface");
-    EXPECT_EQ(kVoxelStateOk, scene.server->updateMesh(stored_mesh));
-    for (const auto hint : {kDoNotCopy, kCopy, kCopyData}) {
-        SCOPED_TRACE(hint);
-        std::shared_ptr<BObject> object;
-        std::shared_ptr<BObject> stored_object;
-        std::shared_ptr<Mesh> mesh;
-
-        EXPECT_EQ(kVoxelStateOk, scene.server->object("rain", &object, hint));
-        EXPECT_EQ(kVoxelStateOk, scene.server->mesh("surface", mesh, hint));
-
-        scene.server->objectRef("rain", stored_object);
-        EXPECT_EQ(scene.object, stored_object);
-        EXPECT_EQ(hint == kDoNotCopy, object == stored_object);
-        EXPECT_EQ("rain", object->name());
-        EXPECT_EQ(hint == kDoNotCopy, mesh == stored_mesh);
-        EXPECT_EQ("surface", mesh->name());
-    }
-}
-
 TEST(Fetch, AbsentNamesFailAndOnlyAMeshIsCleared)
 {
     RainScene scene;
+    VoxelState& server = *scene.server;
     std::shared_ptr<BObject> object = scene.object;
     auto mesh = std::make_shared<Mesh>("m");
     std::shared_ptr<VoxelShape> shape = scene.shape;
     std::shared_ptr<VoxelLayout> layout = scene.layout;
     std::shared_ptr<VoxelChannel<float>> channel = scene.density;
     std::shared_ptr<TreeShape3DBase> dictionary_shape;
-    scene.server->newShape("DictionaryShape", "d", dictionary_shape);
+    server.newShape("DictionaryShape", "d", dictionary_shape);
     const auto stranger = std::make_shared<VoxelShape>("stranger");
     const auto strange_object = std::make_shared<BObject>();
+    const VoxelStateResult results[] = {
+        server.object("no", &object, kDefault),
+        server.mesh("no", mesh, kDefault),
+        server.voxelShape("no", shape, nullptr, kDefault),
+        server.voxelShape("d", shape, nullptr, kDefault),
+        server.voxelShape("rain-volume", shape, strange_object, kDefault),
+        server.voxelLayout("no", layout, kDefault),
+        server.voxelLayout("rain-volumelayout", stranger, layout, kDefault),
+        server.voxelChannel("no", nullptr, &channel, kDefault),
+        server.voxelChannel(kDensity, stranger, &channel, kDefault),
+        server.voxelChannel<float>(kDensity, nullptr, nullptr, kDefault),
+    };
 
-    EXPECT_EQ(kVoxelStateFailed, scene.server->object("no", &object, kDefault));
-    EXPECT_EQ(kVoxelStateFailed, scene.server->mesh("no", mesh, kDefault));
-    EXPECT_EQ(kVoxelStateFailed, scene.server->voxelShape("no", shape, nullptr, kDefault));
-    EXPECT_EQ(kVoxelStateFailed, scene.server->voxelShape("d", shape, nullptr, kDefault));
-    EXPECT_EQ(kVoxelStateFailed,
-              scene.server->voxelShape("rain-volume", shape, strange_object, kDefault));
-    EXPECT_EQ(kVoxelStateFailed, scene.server->voxelLayout("no", layout, kDefault));
-    EXPECT_EQ(kVoxelStateFailed,
-              scene.server->voxelLayout("rain-volumelayout", stranger, layout, kDefault));
-    EXPECT_EQ(kVoxelStateFailed,
-              scene.server->voxelLayout("rain-volumelayout", std::shared_ptr<TreeShape3DBase>(),
-                                        nullptr, kDefault));
-    EXPECT_EQ(kVoxelStateFailed, scene.server->voxelChannel("no", nullptr, &channel, kDefault));
-    EXPECT_EQ(kVoxelStateFailed,
-              scene.server->voxelChannel(kDensity, stranger, &channel, kDefault));
-    EXPECT_EQ(kVoxelStateFailed,
-              scene.server->voxelChannel<float>(kDensity, nullptr, nullptr, kDefault));
-
+    for (const VoxelStateResult& result : results) {
+        EXPECT_EQ(kVoxelStateFailed, result) << "row " << &result - results;
+    }
     EXPECT_EQ(scene.object, object);
     EXPECT_EQ(nullptr, mesh);
     EXPECT_EQ(scene.shape, shape);
@@ -176,38 +153,6 @@ TEST(Fetch, CopiesOfAnObjectItsShapeItsLayoutAndItsChannelFormAScene)
     EXPECT_EQ(scene.layout, shape->layoutPtr()) << "a copy of a shape goes back to the stored one";
 }
 
-TEST(Fetch, CopyOfAChannelEntersAShapeThatDoesNotHaveItYet)
-{
-    RainScene scene;
-    std::shared_ptr<VoxelShape> shape;
-    scene.server->voxelShape("rain-volume", shape, nullptr, kCopy);
-    shape->removeChannel(kDensity);
-
-    EXPECT_EQ(kVoxelStateOk, scene.server->voxelChannel(kDensity, shape, kCopy));
-
-    EXPECT_EQ(scene.density->blockDataPtr(), shape->channelBasePtr(kDensity)->blockDataPtr());
-    EXPECT_EQ(scene.shape, scene.density->shapePtr());
-}
-
-TEST(Fetch, MetaDataOfAChannelIsACopyWithoutTiles)
-{
-    RainScene scene;
-    const TypeMeta<VoxelChannel<float>> type;
-    for (const auto hint : {kCopy, kCopyData}) {
-        SCOPED_TRACE(hint);
-        std::shared_ptr<TreeChannel3DBase> header;
-
-        EXPECT_EQ(kVoxelStateOk,
-                  scene.server->channelMetaData(kDensity, nullptr, &header, type, hint));
-
-        EXPECT_EQ(kDensity, header->name());
-        EXPECT_EQ(nullptr, header->blockDataPtr());
-    }
-    std::shared_ptr<TreeChannel3DBase> stored;
-    scene.server->channelMetaData(kDensity, nullptr, &stored, type, kDefault);
-    EXPECT_EQ(scene.density, stored);
-}
-
 TEST(Fetch, MixingStoredItemsWithCopiesThrowsTheStatedText)
 {
     RainScene scene;
@@ -223,37 +168,41 @@ TEST(Fetch, MixingStoredItemsWithCopiesThrowsTheStatedText)
     server.voxelShape("rain-volume", shape_copy, nullptr, kCopy);
     server.voxelLayout("rain-volumelayout", layout_copy, kCopy);
 
-    EXPECT_EQ("VoxelStateSMP: shape(): inconsistent usage, io_object should be a copy",
-              messageOf([&] { server.voxelShape("rain-volume", shape, scene.object, kCopy); }));
-    EXPECT_EQ("VoxelStateSMP: shape(): inconsistent usage, io_object cannot be a copy",
-              messageOf([&] { server.voxelShape("rain-volume", shape, object, kDoNotCopy); }));
-    EXPECT_EQ(
-        "VoxelStateSMP: shape: in_layout not a copy and in_hint == VoxelState::eHintDoNotCopy",
-        messageOf([&] {
-            server.voxelShape("rain-volume", shape, scene.object, layout_copy, kDoNotCopy);
-        }));
-    EXPECT_EQ(
-        "VoxelStateSMP: voxelLayout: io_shape not an copy and in_hint == VoxelState::eHintCopy",
-        messageOf([&] { server.voxelLayout("rain-volumelayout", scene.shape, layout, kCopy); }));
-    EXPECT_EQ("VoxelStateSMP: channel: io_shape not an copy COPY_LIGHTWEIGHT_OBJECTS is defined",
-              messageOf([&] { server.channel(kDensity, scene.shape, &channel, type, kCopy); }));
-    EXPECT_EQ("VoxelStateSMP: channel: io_shape cannot be a copy if you do not copy the channel",
-              messageOf([&] { server.channel(kDensity, shape_copy, &channel, type, kDoNotCopy); }));
-    EXPECT_EQ(
-        "VoxelStateSMP: channelMetaData: io_shape not an copy COPY_LIGHTWEIGHT_OBJECTS is defined",
-        messageOf([&] { server.channelMetaData(kDensity, scene.shape, &channel, type, kCopy); }));
-    EXPECT_EQ(
-        "VoxelStateSMP: channelMetaData: io_shape cannot be a copy if you do not copy the channel",
-        messageOf(
-            [&] { server.channelMetaData(kDensity, shape_copy, &channel, type, kDoNotCopy); }));
-    EXPECT_EQ(
-        "VoxelStateSMP: Method partialVoxelLayout not supported by VoxelStateSMP!", messageOf([&] {
-            server.partialVoxelLayout("rain-volumelayout", VoxelState::TileIds{}, layout, kDefault);
-        }));
-    EXPECT_EQ(
-        "VoxelStateSMP: Method partialChannel not supported by VoxelStateSMP!",
-        messageOf([&] { server.partialChannel(kDensity, {}, nullptr, &channel, type, kDefault); }));
+    const std::string no_copy = "io_shape not an copy COPY_LIGHTWEIGHT_OBJECTS is defined";
+    const std::string is_copy = "io_shape cannot be a copy if you do not copy the channel";
+    const struct {
+        std::string expected;
+        std::string found;
+    } rows[] = {
+        {"shape(): inconsistent usage, io_object should be a copy",
+         errorOf([&] { server.voxelShape("rain-volume", shape, scene.object, kCopy); })},
+        {"shape(): inconsistent usage, io_object cannot be a copy",
+         errorOf([&] { server.voxelShape("rain-volume", shape, object, kDoNotCopy); })},
+        {"shape: in_layout not a copy and in_hint == VoxelState::eHintDoNotCopy", errorOf([&] {
+             server.voxelShape("rain-volume", shape, scene.object, layout_copy, kDoNotCopy);
+         })},
+        {"voxelLayout: io_shape not an copy and in_hint == VoxelState::eHintCopy",
+         errorOf([&] { server.voxelLayout("rain-volumelayout", scene.shape, layout, kCopy); })},
+        {"channel: " + no_copy,
+         errorOf([&] { server.channel(kDensity, scene.shape, &channel, type, kCopy); })},
+        {"channel: " + is_copy,
+         errorOf([&] { server.channel(kDensity, shape_copy, &channel, type, kDoNotCopy); })},
+        {"channelMetaData: " + no_copy,
+         errorOf([&] { server.channelMetaData(kDensity, scene.shape, &channel, type, kCopy); })},
+        {"channelMetaData: " + is_copy, errorOf([&] {
+             server.channelMetaData(kDensity, shape_copy, &channel, type, kDoNotCopy);
+         })},
+        {"Method partialVoxelLayout not supported by VoxelStateSMP!", errorOf([&] {
+             server.partialVoxelLayout("rain-volumelayout", VoxelState::TileIds{}, layout,
+                                       kDefault);
+         })},
+        {"Method partialChannel not supported by VoxelStateSMP!",
+         errorOf([&] { server.partialChannel(kDensity, {}, nullptr, &channel, type, kDefault); })},
+    };
 
+    for (const auto& row : rows) {
+        EXPECT_EQ("VoxelStateSMP: " + row.expected, row.found);
+    }
     EXPECT_EQ(nullptr, shape);
     EXPECT_EQ(nullptr, layout);
     EXPECT_EQ(nullptr, channel);
@@ -291,17 +240,6 @@ TEST(Fetch, UnknownChannelIsToldOnStandardError)
     EXPECT_EQ(kVoxelStateFailed, scene.server->voxelChannel("no", scene.shape, kDefault));
 
     EXPECT_EQ("Error: can't find name no\n", testing::internal::GetCapturedStderr());
-}
-
-TEST(SkelvarModule, CallbacksLeaveTheTextOfAnUnknownServerAlone)
-{
-    std::string text = "as it was";
-    const unsigned long long nobody = StateServerManager::invalidId | (3ull << 32);
-
-    skelvar_dumpStateServerCB(&nobody, &text);
-    skelvar_memoryUsageCB(&nobody, &text);
-
-    EXPECT_EQ("as it was", text);
 }
 
 }  // namespace
