@@ -21,13 +21,6 @@ namespace {
 
 using Strings = std::vector<std::string>;
 
-TEST(Names, JoinEmptiesWithoutARightPart)
-{
-    EXPECT_EQ("s.c", join("s", "c"));
-    EXPECT_EQ("c", join("", "c"));
-    EXPECT_EQ("", join("s", ""));
-}
-
 TEST(Names, SplitNameTakesTheTrailingNumber)
 {
     const struct {
@@ -139,13 +132,6 @@ TEST(NameSuffixCompare, AgreesWithAKeyByKeyOrderOnRandomNames)
     }
 }
 
-TEST(NameSuffixCompare, PutsNumbersInTheirOrder)
-{
-    const NameSet names = {"b", "a10", "a2", "a", "a1", "a01"};
-
-    EXPECT_EQ((Strings{"a", "a1", "a2", "a10", "b"}), Strings(names.begin(), names.end()));
-}
-
 TEST(NameSuffixCompare, ThrowsOnlyWhenAHugeNumberDecides)
 {
     const NameSuffixCompare before;
@@ -181,13 +167,6 @@ TEST(UniqueName, SurvivesTheEndsOfTheNumbers)
     EXPECT_EQ("1231", uniqueName({"123"}, "123"));
     EXPECT_EQ("1231", uniqueName({"123", "1231"}, "123"));  // taken: the insertion decides
     EXPECT_EQ("a11", uniqueName({"a010"}, "a10"));
-}
-
-TEST(UniqueName, LeavesTheLastNameOfAnAbsentName)
-{
-    std::string last = "kept";
-    UniqueSetName::searchLast({"a1"}, "a", last);
-    EXPECT_EQ("kept", last);
 }
 
 /// Every name made is new and clean as long as no name is all digits.

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
-
 namespace Skelvar {
 namespace {
 
@@ -26,15 +24,6 @@ TEST(TypeMeta, GivesTheNamesThatFilesHold)
     EXPECT_EQ("vec<2,int32_t>", TypeMeta<vec2i>().typeName());
     EXPECT_EQ("vec<3,int32_t>", TypeMeta<vec3i>().typeName());
     EXPECT_EQ("vec<4,int32_t>", TypeMeta<vec4i>().typeName());
-}
-
-TEST(TypeMeta, MakesRecordsOfItsOwnType)
-{
-    const TypeMeta<vec3f> record;
-    const std::unique_ptr<TypeMetaBase> made(record.newInstance());
-
-    EXPECT_NE(&record, made.get());
-    EXPECT_EQ(&record.typeName(), &made->typeName());
 }
 
 }  // namespace
