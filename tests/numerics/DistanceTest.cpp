@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -139,65 +138,42 @@ TEST(Distance, WeightsGiveThePointAtThatDistance)
         vec3f c;
 
         const float edge = point_edge_bc(p.x[0], p.x[1], p.x[2], a);
-        ASSERT_NEAR(edge, length(p.d(0) - (double(a[0]) * p.d(1) + double(a[1]) * p.d(2))),
-                    kTolerance);
-        ASSERT_NEAR(edge, point_edge_distance(p.x[0], p.x[1], p.x[2]), kTolerance);
+        const vec3d on_edge = double(a[0]) * p.d(1) + double(a[1]) * p.d(2);
+        ASSERT_NEAR(edge, length(p.d(0) - on_edge), kTolerance);
         ASSERT_TRUE(a[0] >= 0 && a[1] >= 0 && a[0] + a[1] == 1);
 
         const float triangle = point_triangle_bc(p.x[0], p.x[1], p.x[2], p.x[3], c);
-        ASSERT_NEAR(triangle,
-                    length(p.d(0) -
-                           (double(c[0]) * p.d(1) + double(c[1]) * p.d(2) + double(c[2]) * p.d(3))),
-                    kTolerance);
+        const vec3d inside = double(c[0]) * p.d(1) + double(c[1]) * p.d(2) + double(c[2]) * p.d(3);
+        ASSERT_NEAR(triangle, length(p.d(0) - inside), kTolerance);
         ASSERT_NEAR(triangle, point_triangle_distance(p.x[0], p.x[1], p.x[2], p.x[3]), kTolerance);
         ASSERT_TRUE(c[0] >= 0 && c[1] >= 0 && c[2] >= 0);
         ASSERT_NEAR(1, c[0] + c[1] + c[2], 1e-6);
 
         const float edges = edge_edge_bc(p.x[0], p.x[1], p.x[2], p.x[3], a, b);
-        ASSERT_NEAR(edges,
-                    length(double(a[0]) * p.d(0) + double(a[1]) * p.d(1) -
-                           (double(b[0]) * p.d(2) + double(b[1]) * p.d(3))),
-                    kTolerance);
+        const vec3d on_first = double(a[0]) * p.d(0) + double(a[1]) * p.d(1);
+        const vec3d on_second = double(b[0]) * p.d(2) + double(b[1]) * p.d(3);
+        ASSERT_NEAR(edges, length(on_first - on_second), kTolerance);
         ASSERT_NEAR(edges, edge_edge_distance(p.x[0], p.x[1], p.x[2], p.x[3]), kTolerance);
         ASSERT_TRUE(a[0] >= 0 && a[1] >= 0 && b[0] >= 0 && b[1] >= 0);
 
         float interior = -1;
-        const bool inside = edge_edge_distance_interior(p.x[0], p.x[1], p.x[2], p.x[3], interior);
-        ASSERT_NEAR(inside ? edges : -1, interior, 0);
+        const bool crosses = edge_edge_distance_interior(p.x[0], p.x[1], p.x[2], p.x[3], interior);
+        ASSERT_NEAR(crosses ? edges : -1, interior, 0);
     }
 }
 
-TEST(Distance, AZeroLengthEdgeIsItsSecondPoint)
+TEST(Distance, ShapesOfOnePointAreThatPoint)
 {
-    vec2f bc;
+    vec2f a;
+    vec3f c;
 
     EXPECT_EQ(5.0f, point_edge_distance(vec3f{3, 4, 0}, vec3f{}, vec3f{}));
     EXPECT_EQ(5.0, point_edge_distance(vec3d{3, 4, 0}, vec3d{}, vec3d{}));
-    EXPECT_EQ(5.0f, point_edge_bc({3, 4, 0}, {}, {}, bc));
-    EXPECT_TRUE((vec2f{0, 1}) == bc);
-}
-
-TEST(Distance, ATriangleOfOnePointIsThatPoint)
-{
-    vec3f bc;
-
+    EXPECT_EQ(5.0f, point_edge_bc({3, 4, 0}, {}, {}, a));
+    EXPECT_TRUE((vec2f{0, 1}) == a);
     EXPECT_EQ(5.0f, point_triangle_distance(vec3f{3, 4, 0}, vec3f{}, vec3f{}, vec3f{}));
-    EXPECT_EQ(5.0f, point_triangle_bc({3, 4, 0}, {}, {}, {}, bc));
-    EXPECT_TRUE((vec3f{1, 0, 0}) == bc);  // the edge x3 x1, of which x1 is the second point
-}
-
-TEST(Distance, AnExactVertexHasAllTheWeight)
-{
-    const vec3f x[3] = {{1, 2, 3}, {4, -1, 0.5f}, {-2, 0.25f, 7}};
-    for (int n = 0; n < 3; ++n) {
-        vec3f bc;
-        vec3f expected{};
-        expected[n] = 1;
-
-        EXPECT_EQ(0.0f, point_triangle_distance(x[n], x[0], x[1], x[2]));
-        EXPECT_EQ(0.0f, point_triangle_bc(x[n], x[0], x[1], x[2], bc));
-        EXPECT_TRUE(expected == bc) << n;
-    }
+    EXPECT_EQ(5.0f, point_triangle_bc({3, 4, 0}, {}, {}, {}, c));
+    EXPECT_TRUE((vec3f{1, 0, 0}) == c);  // the edge x3 x1, of which x1 is the second point
 }
 
 /// Height 1e-5 of the sides: over its inside the point is held against the edges.
@@ -222,6 +198,9 @@ TEST(Distance, TriangleRegionsHaveTheirPoints)
         float distance;
         vec3f bc;
     } rows[] = {
+        {{0, 0, 0}, 0, {1, 0, 0}},                      // at x1
+        {{4, 0, 0}, 0, {0, 1, 0}},                      // at x2
+        {{0, 4, 0}, 0, {0, 0, 1}},                      // at x3
         {{1, 1, 3}, 3, {0.5f, 0.25f, 0.25f}},           // over the inside
         {{1, -2, 0}, 2, {0.75f, 0.25f, 0}},             // beside x1 x2
         {{-2, 1, 0}, 2, {0.75f, 0, 0.25f}},             // beside x1 x3
