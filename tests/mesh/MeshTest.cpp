@@ -20,7 +20,7 @@ std::shared_ptr<Mesh> makeMesh()
     mesh->velocities().push_back({0, 0, 5});
     mesh->transforms().push_back(mat4f());
     mesh->addChannelEntry<Mesh::Channel<float>>("heat", 3)->values().push_back(0.5f);
-    mesh->addChannelEntry<Mesh::Channel<int>>("part", 4)->values().push_back(7);
+    mesh->addChannelEntry<Mesh::Channel<int>>("patch", 4)->values().push_back(7);
     mesh->addChannelEntry<Mesh::Channel<vec2f>>("uv", 5)->values().push_back({1, 2});
     mesh->addChannelEntry<Mesh::Channel<vec3f>>("normal", 6)->values().push_back({0, 0, 1});
     mesh->addChannelEntry<Mesh::Channel<vec3i>>("cell", 7)->values().push_back({1, 2, 3});
@@ -59,7 +59,7 @@ TEST(Mesh, GivesBackAChannelOfTheSameClassOnly)
 TEST(Mesh, TellsItsChannelsInTheOrderOfTheirNames)
 {
     const auto mesh = makeMesh();
-    const char* const rows[] = {"cell 7 103", "heat 3 102", "normal 6 101", "part 4 104",
+    const char* const rows[] = {"cell 7 103", "heat 3 102", "normal 6 101", "patch 4 104",
                                 "uv 5 105"};
     std::string name;
     unsigned int type = 0;
@@ -85,7 +85,7 @@ TEST(Mesh, CopyIsDeepAndWhole)
 
     const auto copy = mesh->copy();
     mesh->vertices()[0] = {5, 5, 5};
-    mesh->findChannelEntry<Mesh::Channel<int>>("part")->values()[0] = 8;
+    mesh->findChannelEntry<Mesh::Channel<int>>("patch")->values()[0] = 8;
     mesh->findChannelEntry<Mesh::Channel<vec2f>>("uv")->values().clear();
 
     Mesh::MeshHash after;
