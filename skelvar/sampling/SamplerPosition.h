@@ -1,0 +1,48 @@
+#pragma once
+
+#include <skelvar/base/ValueTypes.h>
+#include <skelvar/tree/TileId.h>
+
+#include <algorithm>
+
+namespace Skelvar {
+
+/// Reciprocal of `kTileSideLUT`: of the side of a cell of depth d at entry d + 1.
+inline constexpr float kInvTileSideLUT[9] = {1.0f / 390625.0f, 1.0f / 78125.0f, 1.0f / 15625.0f,
+                                             1.0f / 3125.0f,   1.0f / 625.0f,   1.0f / 125.0f,
+                                             1.0f / 25.0f,     1.0f / 5.0f,     1.0f};
+
+namespace Detail {
+
+/// True if the position lies strictly inside the range of coordinates on each axis. False for NaN.
+inline bool isInDomain(const vec3f& in_position)
+{
+    constexpr float edge = kTileOrigin;
+    return in_position[0] > -edge && in_position[0] < edge &&  //
+           in_position[1] > -edge && in_position[1] < edge &&  //
+           in_position[2] > -edge && in_position[2] < edge;
+}
+
+/// The coordinate of the cell that a position is looked up in: truncated, and one below that for
+/// negative positions, whole ones too (-3.0 gives -4).
+inline int cellCoordinate(float in_position)
+{
+    return static_cast<int>(in_position) - (in_position >= 0.0f ? 0 : 1);
+}
+
+inline vec3i cellCoordinates(const vec3f& in_position)
+{
+    return {cellCoordinate(in_position[0]), cellCoordinate(in_position[1]),
+            cellCoordinate(in_position[2])};
+}
+
+/// A position in the cells of a tile, split into a cell of at most 4 and a fraction, which is above
+/// 1 where the bound took effect.
+struct CellPosition {
+    int cell[3];
+    float fraction[3];
+};
+
+}  // namespace Detail
+
+}  // namespace Skelvar
