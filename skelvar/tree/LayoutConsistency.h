@@ -2,6 +2,8 @@
 
 #include <skelvar/base/Api.h>
 
+#include <iosfwd>
+
 namespace Skelvar {
 
 class VoxelLayout;
@@ -28,5 +30,10 @@ struct SKELVAR_API LayoutConsistency {
 /// Walks the whole layout, which may hold anything: no link is followed before it is tested.
 /// Deleted nodes whose gap is open are passed over. Linear in the nodes; runs in parallel.
 SKELVAR_API LayoutConsistency checkLayout(const VoxelLayout& in_layout);
+
+/// True if the check finds nothing. Writes a line "count kind" for each kind of violation that
+/// there is, and "num_violations = " with their number, to `out_report`, which may be null.
+SKELVAR_API bool isLayoutConsistent(const VoxelLayout& in_layout,
+                                    std::ostream* out_report = nullptr);
 
 }  // namespace Skelvar

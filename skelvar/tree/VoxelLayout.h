@@ -12,7 +12,14 @@
 
 namespace Skelvar {
 
+class ThreadVisitors;
+class VoxelLayout;
 class VoxelLayoutNodeVisitor;
+template <typename Ref, typename LayoutPtr>
+class NodeIteratorBase;
+
+using NodeIterator = NodeIteratorBase<VoxelLayoutNode&, VoxelLayout*>;
+using ConstNodeIterator = NodeIteratorBase<const VoxelLayoutNode&, const VoxelLayout*>;
 
 /// The sparse adaptive tree: which tiles exist, over all depths. A forest, since any tile may be a
 /// root; from a root down to each of its tiles the path has no gap. Holds no data of cells:
@@ -147,6 +154,69 @@ public:
     ConstAccessor accessor() const;
     Accessor accessor();
 
+    // Walks. A visitor of a const layout has only the const forms of its `preVisit` and `postVisit`
+    // called. What a visitor throws comes out of the walk, without `end`.
+
+    /// Calls `begin`, then `preVisit`, `visit` for the 125 child positions (not at depth 7) and
+    /// `postVisit` for each live node in the order of the walk, then `end`.
+    ///
+    /// `in_start` (-1, -1) means all nodes, in the depths from `in_start_depth` to `in_end_depth`
+    /// (both inclusive, cut to 0 to 7; nothing if they are the wrong way round). The depths do not
+    /// bound the orders by branches (2, 5, 6).
+    /// Another start means its branch, in all depths: only for the orders by branches and for
+    /// `BreadthFirstTopDown`, which then calls `preVisit` alone. A start that is no live node
+    /// visits nothing.
+    /// `in_grain`, cells: branches up to about so many are one task (5, 6).
+    ///
+    /// The visitor is shared by all threads in orders 3, 4 and 9, and copied in 5 to 8 and 10;
+    /// copies are joined in 6, 7, 8 and 10, into visitors whose nodes come before those of the
+    /// copy for 7, 8 and 10. The answer of `visit` counts in the orders by branches only. There,
+    /// between `preVisit` and `postVisit` of a node a thread's visitor serves other branches, so a
+    /// visitor keeps nothing like a stack.
+    ///
+    /// Throws `std::runtime_error` for an order that is none of the eleven or takes no start, after
+    /// `begin`.
+    void accept(VoxelLayoutNodeVisitor* io_visitor, LayoutTraversalType in_order,
+                const TileIndex& in_start = {}, int in_start_depth = 0,
+                int in_end_depth = kMaxTileDepth, unsigned long long in_grain = kTileSize);
+    void accept(VoxelLayoutNodeVisitor* io_visitor, LayoutTraversalType in_order,
+                const TileIndex& in_start = {}, int in_start_depth = 0,
+                int in_end_depth = kMaxTileDepth, unsigned long long in_grain = kTileSize) const;
+    /// The serial depth-first walk of one branch, or of several in turn, without `begin` and `end`.
+    /// The forms with the visitors of threads take the calling thread's.
+    void accept(VoxelLayoutNodeVisitor* io_visitor, const TileIndex& in_start);
+    void accept(VoxelLayoutNodeVisitor* io_visitor, const TileIndex& in_start) const;
+    void accept(VoxelLayoutNodeVisitor* io_visitor, const std::vector<TileIndex>& in_starts);
+    void accept(VoxelLayoutNodeVisitor* io_visitor, const std::vector<TileIndex>& in_starts) const;
+    void accept(ThreadVisitors& io_visitors, const TileIndex& in_start);
+    void accept(ThreadVisitors& io_visitors, const TileIndex& in_start) const;
+    void accept(ThreadVisitors& io_visitors, const std::vector<TileIndex>& in_starts);
+    void accept(ThreadVisitors& io_visitors, const std::vector<TileIndex>& in_starts) const;
+    /// The walk of one branch by tasks, behind orders 5 and 6. A branch of at most `in_grain` cells
+    /// is walked at once; children of larger ones have tasks of their own, smaller ones share tasks
+    /// that are full at `in_max_grain` cells.
+    void acceptParallel(ThreadVisitors& io_visitors, const TileIndex& in_start,
+                        unsigned long long in_grain, unsigned long long in_max_grain);
+    void acceptParallel(ThreadVisitors& io_visitors, const TileIndex& in_start,
+                        unsigned long long in_grain, unsigned long long in_max_grain) const;
+
+    /// The live nodes of the depths, both inclusive and cut to 0 to 7: in array order with
+    /// `BreadthFirstTopDown`, branch by branch with any other order. See NodeIteratorBase.h.
+    NodeIterator beginNodes(int in_start_depth = 0, int in_end_depth = kMaxTileDepth,
+                            LayoutTraversalType in_order = BreadthFirstTopDown);
+    ConstNodeIterator beginNodes(int in_start_depth = 0, int in_end_depth = kMaxTileDepth,
+                                 LayoutTraversalType in_order = BreadthFirstTopDown) const;
+    NodeIterator endNodes();
+    ConstNodeIterator endNodes() const;
+    /// The same for callers that cannot hold the type itself. An end iterator unless
+    /// 0 <= `in_start_depth` <= `in_end_depth` and 1 <= `in_end_depth`.
+    std::shared_ptr<NodeIterator> createBeginIterator(int in_start_depth, int in_end_depth,
+                                                      LayoutTraversalType in_order);
+    std::shared_ptr<ConstNodeIterator> createBeginIterator(int in_start_depth, int in_end_depth,
+                                                           LayoutTraversalType in_order) const;
+    std::shared_ptr<NodeIterator> createEndIterator();
+    std::shared_ptr<ConstNodeIterator> createEndIterator() const;
+
     // Insertion. `out_added` and `out_added_roots`, which may be null, get the ids of new nodes and
     // of new roots appended; `io_visitor`, which may be null, has its `preVisit` called on them and
     // on the nodes on the way. Coordinates out of range change nothing and give (-1, -1).
@@ -188,6 +258,20 @@ public:
     /// Raises `nodeAdded` for each new node.
     void addBranch(const TileIndex& in_parent, const VoxelLayoutNode& in_node,
                    const VoxelLayout& in_other);
+    /// The same for the node of `in_other` at which an iterator stands, below its parent tile here.
+    void addBranch(const ConstNodeIterator& in_node, const VoxelLayout& in_other);
+    /// Adds every live node of other layouts that this one lacks, with one `nodesAdded` for all.
+    /// A root there that lies above a root here, or more than one depth below a node here, is first
+    /// added as by `addNode`, with an event for each node that this makes. `out_added` may be null
+    /// and gets the ids of all new nodes appended.
+    void refine(const VoxelLayout& in_other, std::vector<TileId>* out_added = nullptr);
+    void refine(const std::vector<const VoxelLayout*>& in_others,
+                std::vector<TileId>* out_added = nullptr);
+    /// The same of one layout, which also appends the new indices to eight lists, those of nodes
+    /// told by `nodeAdded` left out. With `in_finish` false, branch sizes and the event are left to
+    /// the caller: `setBranchSizes()`, then `nodesAdded` with the lists.
+    void refine(const VoxelLayout& in_other, std::vector<int>* io_added_by_depth, bool in_finish,
+                std::vector<TileId>* out_added);
 
     // Deletion. Indices and ids of no live node are passed over. `out_deleted_ids` and
     // `out_deleted_indices`, which may be null, get the deleted nodes appended.
@@ -236,6 +320,7 @@ public:
 
 private:
     struct BulkInsertion;
+    friend class LayoutMerge;
 
     /// The root that is the tile or an ancestor of it.
     TileIndex rootAbove(TileId in_id) const;
