@@ -1,0 +1,73 @@
+#pragma once
+
+#include <skelvar/sampling/Sampler3D.h>
+#include <skelvar/tree/VoxelLayoutAccessor.h>
+
+#include <memory>
+#include <optional>
+
+namespace Skelvar {
+
+template <typename T>
+class VoxelChannel;
+class VoxelShape;
+
+/// Reads a voxel channel by a quadratic B-spline over 27 values: smooth, and not through the values
+/// themselves. As `BaseSampler`. The values count as standing at cell centres, whatever the
+/// channel's offset. The gradient is per cell of the tile that is read.
+///
+/// Where a tile borders on a coarser region or on the edge of the domain, its haloed form holds
+/// other values in the tile's own outermost layer (`evalQBSplineHaloedTile`). A position in the
+/// cells 1 to 3 of a tile reads the haloed form if the sampler holds the tile, and the tile itself
+/// if not. So near such borders the value depends on what was sampled before. Held is, for each
+/// depth, the tile last read in its outermost cells, or the ancestor of such a tile.
+///
+/// Integers are weighted axis by axis, each step truncated to the element type.
+template <typename T>
+class SKELVAR_API VoxelSamplerQBSpline final : public Sampler3D<T> {
+public:
+    using Gradient = typename Sampler3D<T>::Gradient;
+    using Sampler3D<T>::sample;
+    using Sampler3D<T>::sampleGradient;
+
+    /// A channel without a live shape gives the background value everywhere (and is an assertion in
+    /// debug builds).
+    VoxelSamplerQBSpline(SamplerSpace in_space, const VoxelChannel<T>* in_channel);
+    ~VoxelSamplerQBSpline() override;
+
+    const TreeChannel3DBase* channel() const override;
+    const std::string& type() const override { return kVoxelSamplerQBSplineType; }
+
+    T sample(const vec3f& in_position) const override { return sample(in_position, kMaxTileDepth); }
+    /// The value, read from tiles not deeper than `in_depth`.
+    T sample(const vec3f& in_position, int in_depth) const;
+    T sampleGradient(const vec3f& in_position, Gradient* out_gradient) const override;
+
+    /// The deepest tile not deeper than `in_depth` at a position, the cell in it (0 to 4 on each
+    /// axis), the fractions from its low corner, and the cell's side in coordinate units. False,
+    /// with nothing delivered, outside the tree and for NaN.
+    bool prepareToSample(const vec3f& in_position, int in_depth, float* out_scale, int* out_i,
+                         int* out_j, int* out_k, float* out_fx, float* out_fy, float* out_fz,
+                         int* out_tile_index, int* out_tile_depth) const;
+    /// Makes the sampler hold a tile, with the ancestors that it does not hold yet; gives the
+    /// depth.
+    int updateCache(int in_tile_index, int in_depth) const;
+
+private:
+    struct Cache;
+    struct Stencil;
+    bool findStencil(const vec3f& in_position, int in_depth, Stencil& out_stencil) const;
+    /// The 27 values around a stencil's cell, x fastest.
+    void readValues(const Stencil& in_stencil, T (&out_values)[27]) const;
+
+    const VoxelChannel<T>* m_channel;
+    const VoxelShape* m_shape = nullptr;  ///< gives the way from the world; null in tree space
+    mutable std::optional<VoxelLayout::ConstAccessor> m_accessor;  ///< none without a layout
+    std::unique_ptr<Cache> m_cache;
+};
+
+#define SKELVAR_EXTERN(T) extern template class VoxelSamplerQBSpline<T>;
+SKELVAR_FOR_VOXEL_TYPES(SKELVAR_EXTERN)
+#undef SKELVAR_EXTERN
+
+}  // namespace Skelvar
