@@ -3,8 +3,6 @@
 #include <skelvar/base/ValueTypes.h>
 #include <skelvar/tree/TileId.h>
 
-#include <algorithm>
-
 namespace Skelvar {
 
 /// Reciprocal of `kTileSideLUT`: of the side of a cell of depth d at entry d + 1.
@@ -35,13 +33,6 @@ inline vec3i cellCoordinates(const vec3f& in_position)
     return {cellCoordinate(in_position[0]), cellCoordinate(in_position[1]),
             cellCoordinate(in_position[2])};
 }
-
-/// A position in the cells of a tile, split into a cell of at most 4 and a fraction, which is above
-/// 1 where the bound took effect.
-struct CellPosition {
-    int cell[3];
-    float fraction[3];
-};
 
 }  // namespace Detail
 

@@ -2,7 +2,6 @@
 
 #include <skelvar/sampling/Sampler3D.h>
 #include <skelvar/tree/VoxelLayoutAccessor.h>
-#include <skelvar/voxel/VoxelTile.h>
 
 #include <memory>
 #include <optional>
@@ -51,16 +50,34 @@ public:
 
 private:
     struct Cache;
-    struct Stencil;
+    struct Stencil {
+        int cell[3];        ///< of the low corner, in the tile
+        float fraction[3];  ///< from there
+    };
+
+    /// Goes to the tile at a position and finds the stencil there.
     bool findStencil(const vec3f& in_position, int in_depth, Stencil& out_stencil) const;
-    /// The eight values of a stencil, x fastest.
+    void enterTile(const TileIndex& in_index) const;
+    /// The eight values of a stencil in the current tile, x fastest.
     void readCorners(const Stencil& in_stencil, T (&out_corners)[8]) const;
+    /// Reads them from the tiles around the current one. False if one of those is missing that the
+    /// haloed form of the tile would be copied from.
+    bool readAcrossTiles(const Stencil& in_stencil, T (&out_corners)[8]) const;
+    void findNeighbours(unsigned in_which) const;
 
     const VoxelChannel<T>* m_channel;
     mat4f m_to_tree;
     bool m_is_uniform_scale = false;
     mutable std::optional<VoxelLayout::ConstAccessor> m_accessor;  ///< none without a layout
     mutable std::unique_ptr<Cache> m_cache;                        ///< made on first use
+
+    // The current tile: the last one that a position fell into.
+    mutable TileIndex m_tile;
+    mutable vec3i m_corner{};
+    mutable unsigned m_side = 0;      ///< 0 before the first one
+    mutable unsigned m_known = 0;     ///< bits of the entries of m_block that were looked up
+    mutable unsigned m_existing = 0;  ///< bits of those that exist
+    mutable const T* m_block[27];     ///< values of the tiles around it, as a `TileBlock`
 };
 
 #define SKELVAR_EXTERN(T) extern template class VoxelSamplerLinear<T, 1>;

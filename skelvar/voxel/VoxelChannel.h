@@ -102,8 +102,7 @@ public:
     void createSampler(const std::string& in_kind, SamplerSpace in_space,
                        std::shared_ptr<BaseSampler>& out_sampler) const override;
 
-    /// Throws `std::runtime_error` for a value that is none of the four, and for the two that
-    /// interpolate as long as there are no samplers.
+    /// Throws `std::runtime_error` for a value that is none of the four.
     void setTileInitializer(VoxelTileInitializerType in_type) override;
     /// Null: new tiles take the background value.
     void setTileInitializer(const std::shared_ptr<Initializer>& in_initializer);

@@ -1,14 +1,19 @@
 #pragma once
 
-// Bodies of `VoxelChannel` but for its persistence, for the source that instantiates it.
+// Bodies of `VoxelChannel` but for its persistence and its samplers, for the source that
+// instantiates it.
 
 #include <skelvar/base/SkelvarProfiler.h>
 #include <skelvar/tree/CompactionMoves.h>
 #include <skelvar/tree/VoxelLayout.h>
+#include <skelvar/voxel/ConstantInterpolationVoxelTileInitializer.h>
+#include <skelvar/voxel/LinearInterpolationVoxelTileInitializer.h>
 #include <skelvar/voxel/NOPVoxelTileInitializer.h>
 #include <skelvar/voxel/TileMemory.h>
 #include <skelvar/voxel/VoxelChannel.h>
 #include <skelvar/voxel/VoxelShape.h>
+
+#include <tbb/enumerable_thread_specific.h>
 
 #include <algorithm>
 #include <ostream>
@@ -244,12 +249,6 @@ void VoxelChannel<T>::createChannelAccessor(std::shared_ptr<ChannelAccessor>&)
 }
 
 template <typename T>
-void VoxelChannel<T>::createSampler(const std::string&, SamplerSpace,
-                                    std::shared_ptr<BaseSampler>&) const
-{
-}
-
-template <typename T>
 void VoxelChannel<T>::setTileInitializer(VoxelTileInitializerType in_type)
 {
     switch (in_type) {
@@ -260,10 +259,13 @@ void VoxelChannel<T>::setTileInitializer(VoxelTileInitializerType in_type)
             m_initializer = nullptr;
             return;
         case eTileInitializerConstant:
+            m_initializer =
+                std::make_shared<ConstantInterpolationVoxelTileInitializer<VoxelChannel>>(this);
+            return;
         case eTileInitializerLinear:
-            throw std::runtime_error(
-                "VoxelChannel::setTileInitializer: initializers that interpolate are not available "
-                "yet");
+            m_initializer =
+                std::make_shared<LinearInterpolationVoxelTileInitializer<VoxelChannel>>(this);
+            return;
     }
     throw std::runtime_error(
         "VoxelChannel<T>::setTileInitializer(VoxelTileInitializerType in_type) : type not "
@@ -345,8 +347,12 @@ void VoxelChannel<T>::nodesAdded(const std::vector<int>* in_indices)
             const SkelvarProfiler::Scope init_scope("nodesAdded_init");
             fillBackground(depth, old_size, *lowest);
             m_initializer->reset();
-            Detail::forEachTile(added, [this, depth](int in_index) {
-                m_initializer->initializeTile({in_index, depth});
+            // Depth by depth, so that parents are filled; a copy for each thread, since an
+            // initializer may remember what it read.
+            tbb::enumerable_thread_specific<std::shared_ptr<Initializer>> initializers(
+                [this] { return m_initializer->copy(this); });
+            Detail::forEachTile(added, [&initializers, depth](int in_index) {
+                initializers.local()->initializeTile({in_index, depth});
             });
         } else {
             const SkelvarProfiler::Scope background_scope("nodesAdded_bg");

@@ -16,7 +16,8 @@ public:
 
     /// Drops or refreshes what was remembered of the layout. Called once ahead of each batch.
     virtual void reset() = 0;
-    /// Fills the tile. During a batch several threads call it, for distinct tiles.
+    /// Fills the tile, those of lower depths being filled. A batch is shared out among threads,
+    /// each with a `copy` of its own.
     virtual void initializeTile(const TileIndex& in_index) = 0;
     /// A new initializer of the same class for another channel.
     virtual std::shared_ptr<VoxelTileInitializer> copy(Channel* io_channel) const = 0;
