@@ -13,6 +13,26 @@ namespace {
 
 constexpr unsigned short kNodeVersion = 2;
 constexpr int kChildBytes = kTileSize * static_cast<int>(sizeof(int));
+constexpr unsigned long kFieldBytes = 45;  ///< of a node in a file, without version and child slots
+
+template <typename T>
+void putBigEndian(T in_value, unsigned char*& io_bytes)
+{
+    const auto bits = static_cast<unsigned long long>(in_value);
+    for (int n = static_cast<int>(sizeof(T)) - 1; n >= 0; --n) {
+        *io_bytes++ = static_cast<unsigned char>(bits >> 8 * n);
+    }
+}
+
+template <typename T>
+void getBigEndian(const unsigned char*& io_bytes, T& out_value)
+{
+    unsigned long long bits = 0;
+    for (std::size_t n = 0; n < sizeof(T); ++n) {
+        bits = bits << 8 | *io_bytes++;
+    }
+    out_value = static_cast<T>(bits);
+}
 
 }  // namespace
 
@@ -148,18 +168,21 @@ unsigned long long VoxelLayoutNode::memUsage(MemUsage::Type, bool in_with_childr
 
 bool VoxelLayoutNode::save(OutputStream& io_stream) const
 {
-    bool ok = io_stream.write(kNodeVersion);
-    ok &= io_stream.write(m_id);
+    // There are many nodes: their fields go through the stream as one piece.
+    unsigned char fields[kFieldBytes];
+    unsigned char* bytes = fields;
+    putBigEndian(m_id, bytes);
     for (const int value : {m_i, m_j, m_k, m_depth, m_index, m_parent}) {
-        ok &= io_stream.write(value);
+        putBigEndian(value, bytes);
     }
-    ok &= io_stream.write(m_branch_size);
-    ok &= io_stream.write(m_valid);
-    if (!m_children) {
-        return ok & io_stream.write(0);
+    putBigEndian(m_branch_size, bytes);
+    putBigEndian(m_valid, bytes);
+    putBigEndian(m_children ? kChildBytes : 0, bytes);
+    bool ok = io_stream.write(kNodeVersion);
+    ok &= io_stream.writebytes(kFieldBytes, reinterpret_cast<const char*>(fields));
+    if (m_children) {
+        ok &= io_stream.writebytes(kChildBytes, reinterpret_cast<const char*>(children()));
     }
-    ok &= io_stream.write(kChildBytes);
-    ok &= io_stream.writebytes(kChildBytes, reinterpret_cast<const char*>(children()));
     return ok;
 }
 
@@ -167,17 +190,22 @@ bool VoxelLayoutNode::load(InputStream& io_stream)
 {
     m_children = {};
     unsigned short version = 1;
-    bool ok = io_stream.version() < kKvfVersion2 || io_stream.read(version);
-    ok = ok && io_stream.read(m_id);
-    for (int* const value : {&m_i, &m_j, &m_k, &m_depth, &m_index, &m_parent}) {
-        ok = ok && io_stream.read(*value);
+    unsigned char fields[kFieldBytes];
+    if ((io_stream.version() >= kKvfVersion2 && !io_stream.read(version)) ||
+        !io_stream.readbytes(kFieldBytes, reinterpret_cast<char*>(fields))) {
+        return false;
     }
-    ok = ok && io_stream.read(m_branch_size);
-    ok = ok && io_stream.read(m_valid);
+    const unsigned char* bytes = fields;
+    getBigEndian(bytes, m_id);
+    for (int* const value : {&m_i, &m_j, &m_k, &m_depth, &m_index, &m_parent}) {
+        getBigEndian(bytes, *value);
+    }
+    getBigEndian(bytes, m_branch_size);
+    getBigEndian(bytes, m_valid);
     int child_bytes = 0;
-    ok = ok && io_stream.read(child_bytes);
-    if (!ok || child_bytes < 1) {
-        return ok;
+    getBigEndian(bytes, child_bytes);
+    if (child_bytes < 1) {
+        return true;
     }
     if (child_bytes != kChildBytes) {
         return false;
