@@ -3,6 +3,7 @@
 #include <skelvar/base/Api.h>
 
 #include <cstddef>
+#include <functional>
 #include <span>
 #include <streambuf>
 
@@ -33,6 +34,15 @@ public:
         return bytes;
     }
 
+    /// Decodes a record and says whether it has the expected form.
+    using DecodeRecord = std::function<bool(unsigned long long in_number, const char* in_bytes)>;
+    /// Hands out the next `in_count` records of `in_size` bytes each (at most `kMaxPeek`), numbered
+    /// from 0, in any order and on any threads. Gives the number of records in front of the first
+    /// that was refused or that the stream does not hold as a whole, and leaves the read position
+    /// behind them; records further on may have been handed out too.
+    virtual unsigned long long decodeRecords(unsigned long long in_count, std::size_t in_size,
+                                             const DecodeRecord& in_decode);
+
     /// Bytes between the read position and the end.
     virtual unsigned long long remaining() = 0;
 
@@ -40,6 +50,9 @@ protected:
     /// Brings at least `in_count` bytes between the read position and the end of the get area, if
     /// the stream still has as many, else all that it has.
     virtual void gather(std::size_t in_count) = 0;
+    /// As `decodeRecords`, for records that are at hand.
+    unsigned long long decodeHeld(unsigned long long in_first, unsigned long long in_count,
+                                  std::size_t in_size, const DecodeRecord& in_decode);
 
     int_type underflow() override;
     std::streamsize showmanyc() override;

@@ -1,6 +1,7 @@
 #include <skelvar/io/KvfLoader.h>
 
 #include <skelvar/io/ChannelBody.h>
+#include <skelvar/io/ChunkStreamBuf.h>
 #include <skelvar/io/Deflate.h>
 #include <skelvar/io/KvfError.h>
 #include <skelvar/io/KvfReader.h>
@@ -12,6 +13,7 @@
 
 #include <cmath>
 #include <exception>
+#include <optional>
 
 namespace Skelvar {
 
@@ -94,6 +96,29 @@ bool hasTilesOfLayout(const TreeChannel3DBase& in_channel, const TreeLayout3DBas
     }
     return true;
 }
+
+/// Takes a shape off its layout for as long as it lives: a voxel channel that is made meanwhile has
+/// no tiles, and none are filled that the file overwrites.
+class OffLayout {
+public:
+    OffLayout(TreeShape3DBase& io_shape, const std::shared_ptr<TreeLayout3DBase>& in_layout)
+        : m_shape(&io_shape), m_layout(in_layout), m_voxel_size(io_shape.voxelSize())
+    {
+        m_shape->setLayout(nullptr);
+    }
+    ~OffLayout()
+    {
+        m_shape->setLayout(m_layout);
+        m_shape->TreeShape3DBase::dxChanged(m_voxel_size);
+    }
+    OffLayout(const OffLayout&) = delete;
+    OffLayout& operator=(const OffLayout&) = delete;
+
+private:
+    TreeShape3DBase* m_shape;
+    std::shared_ptr<TreeLayout3DBase> m_layout;
+    float m_voxel_size;  ///< the shape's own, which may not be the layout's
+};
 
 }  // namespace
 
@@ -217,6 +242,11 @@ bool KvfLoader::makeChannel(const KVFInfo::ChannelInfo& in_info, unsigned long l
                             std::shared_ptr<TreeChannel3DBase>& out_channel)
 {
     if (m_channel_names.insert(in_info.name).second) {
+        std::optional<OffLayout> off_layout;
+        if (isVoxelType(in_info.type) &&
+            m_shape->inverseVoxelSize() == 1.0f / m_shape->voxelSize()) {
+            off_layout.emplace(*m_shape, m_layout);
+        }
         if (m_reader.version() < kKvfVersion3 || in_info.creationKind == 0) {
             m_state.deprecated_newChannel(in_info.type, in_info.name, m_shape->name(), out_channel);
         } else if (in_info.creationKind == 1) {

@@ -4,14 +4,9 @@
 #include <skelvar/io/KvfStreaming.h>
 #include <skelvar/io/TileEncoder.h>
 
-#include <tbb/blocked_range.h>
-#include <tbb/parallel_for.h>
-
 #include <algorithm>
-#include <atomic>
 #include <cstring>
 #include <memory>
-#include <span>
 #include <type_traits>
 
 namespace Skelvar {
@@ -21,7 +16,7 @@ namespace {
 constexpr long long kTileSize = 125;
 constexpr long long kPlaneRecord = 8 + 4 * kTileSize;  ///< plane length and four planes
 constexpr unsigned long kBatchBytes = 32 * 1024;       ///< encoded at once: stays in the cache
-constexpr unsigned long kSerialTiles = 99;             ///< at most so many are not worth tasks
+constexpr unsigned long kRunAfterOdd = 64;  ///< records tried at once where one was of another form
 
 void putBigEndian(unsigned long long in_value, int in_bytes, char* out_bytes)
 {
@@ -65,68 +60,38 @@ bool writeRecords(unsigned long in_count, unsigned long in_record, OutputStream&
     return ok;
 }
 
-/// Decodes records that lie one after the other, up to the first that in_decode(n, bytes) refuses,
-/// in parallel. Gives the number of records in front of it; those behind may be decoded or not.
-template <typename Decode>
-unsigned long decodeRun(const char* in_bytes, unsigned long in_count, unsigned long in_record,
-                        const Decode& in_decode)
-{
-    std::atomic<unsigned long> good{in_count};
-    const auto decodeRange = [&](unsigned long in_begin, unsigned long in_end) {
-        for (unsigned long n = in_begin; n < in_end; ++n) {
-            if (in_decode(n, in_bytes + n * in_record)) {
-                continue;
-            }
-            unsigned long seen = good;
-            while (n < seen && !good.compare_exchange_weak(seen, n)) {
-            }
-            return;
-        }
-    };
-    if (in_count <= kSerialTiles) {
-        decodeRange(0, in_count);
-    } else {
-        tbb::task_group_context context;
-        tbb::parallel_for(
-            tbb::blocked_range<unsigned long>(0, in_count, kSerialTiles),
-            [&](const tbb::blocked_range<unsigned long>& in_range) {
-                decodeRange(in_range.begin(), in_range.end());
-            },
-            context);
-    }
-    return good;
-}
-
-/// Reads `in_count` records. As many as lie in the memory of the stream go through
-/// in_decode(n, bytes), which gives false for a record of another form; such a record, and one that
-/// is not at hand as a whole, goes through in_load(n), which reads from the stream.
+/// Reads `in_count` records. They go from the memory of the stream through in_decode(n, bytes),
+/// which gives false for a record of another form; such a record, and one that cannot be had from
+/// there, goes through in_load(n), which reads from the stream.
 template <typename Decode, typename Load>
 bool readRecords(unsigned long in_count, unsigned long in_record, InputStream& io_stream,
                  const Decode& in_decode, const Load& in_load)
 {
     auto* const reader = dynamic_cast<KvfStreaming::StreamReader*>(&io_stream);
+    unsigned long most = in_count;
     unsigned long done = 0;
     while (done < in_count) {
-        ByteStreamBuf* const bytes = reader != nullptr ? reader->bytes() : nullptr;
-        unsigned long run = 0;
-        if (bytes != nullptr) {
-            const std::span<const char> held = bytes->peek(in_record);
-            run = decodeRun(held.data(),
-                            std::min<unsigned long>(held.size() / in_record, in_count - done),
-                            in_record, [&](unsigned long n, const char* in_bytes) {
-                                return in_decode(done + n, in_bytes);
-                            });
-            bytes->skip(run * in_record);
+        if (ByteStreamBuf* const bytes = reader != nullptr ? reader->bytes() : nullptr) {
+            done += bytes->decodeRecords(std::min(most, in_count - done), in_record,
+                                         [&, done](unsigned long long n, const char* in_bytes) {
+                                             return in_decode(done + n, in_bytes);
+                                         });
         }
-        if (run == 0) {
+        if (done < in_count) {
             if (!in_load(done)) {
                 return false;
             }
-            run = 1;
+            ++done;
+            most = kRunAfterOdd;
         }
-        done += run;
     }
     return true;
+}
+
+bool holdsBools(const char* in_bytes, std::size_t in_count)
+{
+    return std::all_of(in_bytes, in_bytes + in_count,
+                       [](char in_byte) { return in_byte == 0 || in_byte == 1; });
 }
 
 /// Zero values for tiles that a damaged stream left without any.
@@ -165,11 +130,13 @@ bool PlainTilesEncoder<T>::decode(unsigned long in_count, array1<Tile>& io_tiles
     const bool ok = readRecords(
         in_count, head_size + sizeof(Tile), io_stream,
         [&](unsigned long n, const char* in_bytes) {
+            const char* const values = in_bytes + head_size;
             // Bytes that are no bool need the tile's own care.
-            if (std::is_same_v<T, bool> || std::memcmp(in_bytes, head.bytes, head_size) != 0) {
+            if (std::memcmp(in_bytes, head.bytes, head_size) != 0 ||
+                (std::is_same_v<T, bool> && !holdsBools(values, sizeof(Tile)))) {
                 return false;
             }
-            std::memcpy(static_cast<void*>(&io_tiles[n]), in_bytes + head_size, sizeof(Tile));
+            std::memcpy(static_cast<void*>(&io_tiles[n]), values, sizeof(Tile));
             return true;
         },
         [&](unsigned long n) { return io_tiles[n].load(io_stream); });
