@@ -5,10 +5,22 @@
 #include <skelvar/tree/TreeLayout3DBase.h>
 #include <skelvar/voxel/VoxelShape.h>
 
+#include <atomic>
 #include <stdexcept>
 #include <utility>
 
 namespace Skelvar {
+
+namespace {
+
+std::atomic<bool> s_any_has_layouts = false;
+
+}  // namespace
+
+bool BObject::anyHasLayouts()
+{
+    return s_any_has_layouts.load(std::memory_order_relaxed);
+}
 
 BObject::BObject() : m_state_server_id(StateServerManager::invalidId) {}
 
@@ -42,9 +54,12 @@ void BObject::copyInto(std::shared_ptr<BObject>& io_target) const
     target.m_name = m_name;
     target.m_to_world = m_to_world;
     target.m_custom_type = m_custom_type;
-    target.m_dictionary = knownDictionary();
     if (target.m_state_server_id == StateServerManager::invalidId) {
         target.m_state_server_id = m_state_server_id;
+    }
+    target.m_dictionary = knownDictionary();
+    if (target.m_dictionary && target.m_state_server_id != m_state_server_id) {
+        target.m_dictionary = std::make_shared<Dictionary>(*target.m_dictionary);
     }
     for (const auto& [name, shape] : m_shapes) {
         target.m_shapes[name] = nullptr;
@@ -174,6 +189,7 @@ void BObject::ShapeIteratorBase::skipOtherKinds()
 bool BObject::addLayout(const std::shared_ptr<TreeLayout3DBase>& in_layout)
 {
     const std::string& name = in_layout->name();
+    s_any_has_layouts.store(true, std::memory_order_relaxed);
     return m_layouts.try_emplace(name, in_layout, name).second;
 }
 

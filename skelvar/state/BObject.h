@@ -34,8 +34,9 @@ public:
 
     /// A new object that holds what `copyInto` copies.
     virtual std::shared_ptr<BObject> copy() const;
-    /// Copies name, transform, custom type and dictionary pointer (both then share one dictionary).
-    /// A target without a server takes this one's. The target knows this object's shapes by name
+    /// Copies name, transform and custom type. The two then share one dictionary if their servers
+    /// are the same; an object of another server gets a copy of it. A target without a server takes
+    /// this one's. The target knows this object's shapes by name
     /// only, and its layouts by name, with their pointers if the server is the same. Entries of
     /// other names stay. An object copied into itself does not change.
     virtual void copyInto(std::shared_ptr<BObject>& io_target) const;
@@ -92,6 +93,8 @@ public:
     /// False if the name is absent.
     bool updateLayout(const std::shared_ptr<TreeLayout3DBase>& in_layout);
     bool hasLayout(const std::string& in_name) const;
+    /// False if no object of the process has ever listed a layout: it spares the store a search.
+    static bool anyHasLayouts();
     unsigned int layoutCount() const;
     /// Moves an entry; its reference keeps the name that it had. False if `in_old_name` is absent
     /// or `in_new_name` taken.

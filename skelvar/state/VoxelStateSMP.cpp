@@ -5,7 +5,7 @@
 namespace Skelvar {
 
 VoxelStateSMP::VoxelStateSMP(const unsigned int& in_id)
-    : VoxelState(in_id), m_maps(std::make_unique<Maps>())
+    : VoxelState(in_id), m_maps(std::make_unique<Maps>(in_id))
 {
 }
 
@@ -83,6 +83,17 @@ VoxelStateResult VoxelStateSMP::dictionary(std::shared_ptr<Dictionary>& out_dict
 {
     out_dictionary = m_maps->dictionary();
     return kVoxelStateOk;
+}
+
+VoxelStateResult VoxelStateSMP::dump(std::ostream& io_stream, int in_indent, int in_detail) const
+{
+    m_maps->dump(io_stream, in_indent, in_detail);
+    return kVoxelStateOk;
+}
+
+unsigned long long VoxelStateSMP::totalMemUsage(MemUsage::Type in_type) const
+{
+    return m_maps->totalMemUsage(in_type);
 }
 
 std::string VoxelStateSMP::channelStoringKey(const std::string& in_shape_name,

@@ -189,6 +189,12 @@ public:
                                                 const std::string& in_style_name,
                                                 VoxelState& io_destination,
                                                 std::shared_ptr<TreeChannel3DBase>& out_channel);
+    /// The merge step for one shape, usually of another server: the shape itself comes to stand
+    /// here, on the stored layout of its layout's name (whose content becomes that of its layout)
+    /// and in the stored object of its object's name, which is made if need be. Channel data are
+    /// not copied.
+    VoxelStateResult updateShapeAndItsObjectLayoutChannels(
+        const std::shared_ptr<TreeShape3DBase>& in_shape);
     /// The tables themselves, for diagnostics.
     const Maps& maps() const { return *m_maps; }
 
@@ -214,6 +220,16 @@ private:
                                   const std::shared_ptr<TreeShape3DBase>& io_shape,
                                   std::shared_ptr<TreeChannel3DBase>* out_channel,
                                   const TypeMetaBase& in_type, CopyMode in_mode);
+
+    std::string keyInShape(const TreeShape3DBase& in_shape, const std::string& in_name) const;
+    bool canCopyChannels(const TreeShape3DBase& in_source, const std::string& in_target,
+                         const TreeShape3DBase* in_target_shape,
+                         const NamePairs& in_channels) const;
+    VoxelStateResult copyChannels(const TreeShape3DBase& in_source, const std::string& in_target,
+                                  const NamePairs& in_channels, VoxelState& io_destination);
+    VoxelStateResult duplicateChannel(const std::string& in_key, const std::string& in_new_name,
+                                      const std::string& in_new_shape, VoxelState& io_destination);
+    VoxelStateResult copyIntoStored(const TreeChannel3DBase& in_channel, bool in_with_data);
 
     std::atomic<VoxelStateHint> m_global_hint = eHintDoNotCopy;
     std::unique_ptr<Maps> m_maps;

@@ -1,5 +1,4 @@
 #include <skelvar/base/NameFunctions.h>
-#include <skelvar/mesh/Mesh.h>
 #include <skelvar/state/BObject.h>
 #include <skelvar/state/VoxelStateSMP.h>
 #include <skelvar/state/VoxelStateSMPMaps.h>
@@ -269,11 +268,6 @@ VoxelStateResult VoxelStateSMP::newChannelFromStyleChannel(
         return kVoxelStateFailed;
     }
     return io_destination.newChannel(in_type_name, channel, in_shape_name, out_channel);
-}
-
-VoxelStateResult VoxelStateSMP::updateMesh(const orvel::shared_ptr<Mesh>& in_mesh)
-{
-    return m_maps->updateMesh(in_mesh) ? kVoxelStateOk : kVoxelStateFailed;
 }
 
 }  // namespace Skelvar

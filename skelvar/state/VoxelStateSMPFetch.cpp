@@ -213,6 +213,22 @@ VoxelStateResult VoxelStateSMP::voxelShape(const std::string& in_name,
     return fetchShape(in_name, out_shape, io_object, in_layout, in_hint);
 }
 
+VoxelStateResult VoxelStateSMP::particleShape(const std::string&, std::shared_ptr<ParticleShape>&,
+                                              const std::shared_ptr<BObject>&, VoxelStateHint)
+{
+    throw std::runtime_error(
+        "VoxelStateSMP::particleShape: particles are not available in this version");
+}
+
+VoxelStateResult VoxelStateSMP::particleShape(const std::string& in_name,
+                                              std::shared_ptr<ParticleShape>& out_shape,
+                                              const std::shared_ptr<BObject>& io_object,
+                                              const std::shared_ptr<VoxelLayout>&,
+                                              VoxelStateHint in_hint)
+{
+    return particleShape(in_name, out_shape, io_object, in_hint);
+}
+
 VoxelStateResult VoxelStateSMP::voxelLayout(const std::string& in_name,
                                             const std::shared_ptr<TreeShape3DBase>& io_shape,
                                             std::shared_ptr<VoxelLayout>* out_layout,

@@ -36,7 +36,10 @@ NameSet::const_iterator findStored(const NameSet& in_names, const std::string& i
 
 }  // namespace
 
-Maps::Maps() : m_dictionary(std::make_shared<Dictionary>()) {}
+Maps::Maps(unsigned int in_state_server_id)
+    : m_dictionary(std::make_shared<Dictionary>()), m_state_server_id(in_state_server_id)
+{
+}
 
 Maps::~Maps() = default;
 
@@ -104,21 +107,8 @@ bool Maps::insertChannel(const std::shared_ptr<TreeChannel3DBase>& in_channel,
         return false;
     }
     if (key == name) {
-        m_dictionary->removeValue(name);  // else an older value of the key would stay
-        m_dictionary->setValue(name, true);
+        setBareKeyMark(name, true);
     }
-    return true;
-}
-
-bool Maps::updateMesh(const std::shared_ptr<Mesh>& in_mesh)
-{
-    std::shared_ptr<Mesh> replaced;  // let go of after the lock
-    const Lock lock(m_mutex);
-    const auto entry = m_meshes.find(in_mesh->name());
-    if (entry == m_meshes.end()) {
-        return insertMesh(in_mesh);
-    }
-    replaced = std::exchange(entry->second, in_mesh);
     return true;
 }
 
@@ -149,6 +139,12 @@ std::shared_ptr<TreeChannel3DBase> Maps::findChannel(const std::string& in_name)
     return channelInfoNoLock(in_name, info) ? info.channel : nullptr;
 }
 
+bool Maps::hasName(const std::string& in_name) const
+{
+    const Lock lock(m_mutex);
+    return m_names.contains(in_name);
+}
+
 bool Maps::channelInfoNoLock(const std::string& in_name, ChannelInfo& out_info) const
 {
     if (const auto entry = m_channels.find(in_name); entry != m_channels.end()) {
@@ -174,6 +170,14 @@ bool Maps::channelInfoNoLock(const std::string& in_name, ChannelInfo& out_info) 
     }
     out_info.channel = entry->second;
     return true;
+}
+
+void Maps::setBareKeyMark(const std::string& in_key, bool in_marked)
+{
+    m_dictionary->removeValue(in_key);  // else an older value of the key would stay
+    if (in_marked) {
+        m_dictionary->setValue(in_key, true);
+    }
 }
 
 bool Maps::isBareKey(const std::string& in_channel_name) const
@@ -219,7 +223,7 @@ std::shared_ptr<TreeChannel3DBase> Maps::eraseChannel(const std::string& in_name
     }
     std::shared_ptr<TreeChannel3DBase> channel = take(m_channels, info.storingKey);
     if (isBareKey(info.storingKey)) {
-        m_dictionary->removeValue(info.storingKey);
+        setBareKeyMark(info.storingKey, false);
     }
     return channel;
 }

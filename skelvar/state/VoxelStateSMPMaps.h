@@ -3,6 +3,7 @@
 #include <skelvar/base/NameSuffixCompare.h>
 #include <skelvar/state/VoxelStateSMP.h>
 
+#include <iosfwd>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -31,7 +32,9 @@ public:
         std::shared_ptr<TreeChannel3DBase> channel;
     };
 
-    Maps();
+    class Dumper;
+
+    explicit Maps(unsigned int in_state_server_id = 0xFFFFFFFFu);
     ~Maps();
 
     /// The server's key-value store, which also holds the marks of bare-key channels.
@@ -45,8 +48,36 @@ public:
     /// Under `in_key`, or under the channel's bare name if the key is empty.
     bool insertChannel(const std::shared_ptr<TreeChannel3DBase>& in_channel,
                        const std::string& in_key);
-    /// Enters a mesh or replaces the one of its name. False if an item of another kind has it.
+
+    /// Enter an item under its name, or put it in the place of the one of its kind and name. False,
+    /// and nothing changes, if an item of another kind has the name. All but meshes take the id of
+    /// the server.
+    bool updateObject(const std::shared_ptr<BObject>& in_object);
+    bool updateShape(const std::shared_ptr<TreeShape3DBase>& in_shape);
     bool updateMesh(const std::shared_ptr<Mesh>& in_mesh);
+    /// `out_replaced` receives the layout that stood there before, null if none or the same did.
+    bool updateLayout(const std::shared_ptr<VoxelLayout>& in_layout,
+                      std::shared_ptr<VoxelLayout>& out_replaced);
+    /// The channel stays where it stands if that is its path or its name. Else the key is its path
+    /// if a channel stands there, and its bare name if none does.
+    bool updateChannel(const std::shared_ptr<TreeChannel3DBase>& in_channel);
+    /// Enters the layout, or with `in_copy_data` copies its content into the one that has the name:
+    /// that one keeps its identity, and the channels of the shapes on it follow its new size.
+    bool updateLayoutWithCopy(const std::shared_ptr<VoxelLayout>& in_layout, bool in_copy_data);
+
+    /// Give a stored item another name, which must be free, here and with all that refer to it by
+    /// name: for a layout the shapes that stand on it and the objects that list it, for a shape its
+    /// object and its channels, for a channel its shape. A channel comes to stand under its bare
+    /// name, unless a channel stands under its new path. False for a channel without a shape.
+    bool renameLayout(const std::shared_ptr<VoxelLayout>& io_layout,
+                      const std::string& in_new_name);
+    bool renameShape(const std::shared_ptr<TreeShape3DBase>& io_shape,
+                     const std::string& in_new_name);
+    bool renameChannel(const std::shared_ptr<TreeChannel3DBase>& io_channel,
+                       const std::string& in_new_name);
+    /// Two channels of one shape change names and keys. False if one is absent or they are not of
+    /// one shape.
+    bool swapChannels(const std::string& in_a, const std::string& in_b);
 
     /// The item, or null.
     std::shared_ptr<BObject> findObject(const std::string& in_name) const;
@@ -54,6 +85,10 @@ public:
     std::shared_ptr<TreeShape3DBase> findShape(const std::string& in_name) const;
     std::shared_ptr<Mesh> findMesh(const std::string& in_name) const;
     std::shared_ptr<TreeChannel3DBase> findChannel(const std::string& in_name) const;
+    /// Whether an item of any kind has the name.
+    bool hasName(const std::string& in_name) const;
+    /// The key under which this very channel stands; empty if it is not stored.
+    std::string keyOf(const std::shared_ptr<TreeChannel3DBase>& in_channel) const;
     /// Searches a channel by its key or by a path. For a caller that holds the lock.
     bool channelInfoNoLock(const std::string& in_name, ChannelInfo& out_info) const;
     /// Whether a channel stands under that bare name.
@@ -81,6 +116,10 @@ public:
     std::vector<std::string> names() const;
     std::string uniqueName(const std::string& in_name) const;
 
+    /// See `VoxelStateSMP::dump` and `VoxelStateSMP::totalMemUsage`.
+    void dump(std::ostream& io_stream, int in_indent, int in_detail) const;
+    unsigned long long totalMemUsage(MemUsage::Type in_type) const;
+
 private:
     template <typename T>
     using Table = std::map<std::string, std::shared_ptr<T>>;
@@ -93,6 +132,14 @@ private:
     std::shared_ptr<T> take(Table<T>& io_table, const std::string& in_key);
     template <typename T>
     std::vector<std::string> keys(const Table<T>& in_table) const;
+    template <typename T>
+    bool put(Table<T>& io_table, const std::string& in_key, const std::shared_ptr<T>& in_item,
+             std::shared_ptr<T>& out_replaced);
+    bool putChannel(const std::string& in_key,
+                    const std::shared_ptr<TreeChannel3DBase>& in_channel);
+    bool standsUnder(const std::string& in_key,
+                     const std::shared_ptr<TreeChannel3DBase>& in_channel) const;
+    void setBareKeyMark(const std::string& in_key, bool in_marked);
 
     mutable std::recursive_mutex m_mutex;  ///< guards all that follows, not the items themselves
     std::set<std::string, NS::NameSuffixCompare> m_names;
@@ -102,6 +149,7 @@ private:
     Table<VoxelLayout> m_layouts;
     Table<Mesh> m_meshes;
     const std::shared_ptr<Dictionary> m_dictionary;
+    const unsigned int m_state_server_id;
 };
 
 }  // namespace Skelvar

@@ -1,0 +1,235 @@
+#include <skelvar/base/NameSuffixCompare.h>
+#include <skelvar/base/PathName.h>
+#include <skelvar/mesh/Mesh.h>
+#include <skelvar/state/BObject.h>
+#include <skelvar/state/ShapeLinks.h>
+#include <skelvar/state/VoxelStateSMP.h>
+#include <skelvar/state/VoxelStateSMPMaps.h>
+#include <skelvar/tree/VoxelLayout.h>
+#include <skelvar/voxel/TreeChannel3DBase.h>
+#include <skelvar/voxel/TreeShape3DBase.h>
+
+#include <set>
+
+namespace Skelvar {
+
+VoxelStateResult VoxelStateSMP::copyMesh(const std::string& in_name, const std::string& in_new_name)
+{
+    const auto source = m_maps->findMesh(in_name);
+    if (!source) {
+        return kVoxelStateFailed;
+    }
+    const std::shared_ptr<Mesh> mesh = source->copy();
+    mesh->setName(in_new_name);
+    return m_maps->insertMesh(mesh) ? kVoxelStateOk : kVoxelStateFailed;
+}
+
+/// The key of the channel that a shape knows under that name; empty if the store does not hold it.
+std::string VoxelStateSMP::keyInShape(const TreeShape3DBase& in_shape,
+                                      const std::string& in_name) const
+{
+    TreeShape3DBase::ChannelInfo info;
+    if (in_shape.channelInfo(in_name, info) && info.channel) {
+        if (std::string key = m_maps->keyOf(info.channel); !key.empty()) {
+            return key;
+        }
+    }
+    // A copy of the shape holds copies of the channels, or their names only.
+    const std::string path = channelStoringKey(in_shape.name(), in_name);
+    return m_maps->findChannel(in_name) ? in_name : m_maps->findChannel(path) ? path : "";
+}
+
+/// Copies one channel with its data to a shape of a server, in the way in which it stands here.
+VoxelStateResult VoxelStateSMP::duplicateChannel(const std::string& in_key,
+                                                 const std::string& in_new_name,
+                                                 const std::string& in_new_shape,
+                                                 VoxelState& io_destination)
+{
+    const auto source = m_maps->findChannel(in_key);
+    if (!source) {
+        return kVoxelStateFailed;
+    }
+    std::shared_ptr<TreeChannel3DBase> target;
+    const VoxelStateResult made = newChannelFromStyleChannel(
+        source->typeMeta()->typeName(), in_new_name, in_new_shape, in_key, io_destination, target);
+    if (made != kVoxelStateOk) {
+        return made;
+    }
+    const std::string name = target->name();
+    const std::string shape_name = target->shapeName();
+    source->copyInto(target, true, false);
+    target->setName(name);
+    target->setShapeName(shape_name);
+    return kVoxelStateOk;
+}
+
+/// Whether each channel can be copied from the one shape to the other, which need not be there yet.
+bool VoxelStateSMP::canCopyChannels(const TreeShape3DBase& in_source, const std::string& in_target,
+                                    const TreeShape3DBase* in_target_shape,
+                                    const NamePairs& in_channels) const
+{
+    std::set<std::string, NS::NameSuffixCompare> taken;
+    for (const auto& [name, new_name] : in_channels) {
+        const std::string key = in_source.hasChannel(name) ? keyInShape(in_source, name) : "";
+        if (key.empty() || m_maps->findChannel(new_name) ||
+            m_maps->findChannel(channelStoringKey(in_target, new_name)) ||
+            (in_target_shape && in_target_shape->hasChannel(new_name))) {
+            return false;
+        }
+        const std::string new_key =
+            m_maps->isBareKey(key) ? new_name : NS::join(in_target, new_name);
+        if (m_maps->hasName(new_key) || !taken.insert(new_key).second) {
+            return false;
+        }
+    }
+    return true;
+}
+
+VoxelStateResult VoxelStateSMP::copyChannels(const TreeShape3DBase& in_source,
+                                             const std::string& in_target,
+                                             const NamePairs& in_channels,
+                                             VoxelState& io_destination)
+{
+    for (const auto& [name, new_name] : in_channels) {
+        const VoxelStateResult copied =
+            duplicateChannel(keyInShape(in_source, name), new_name, in_target, io_destination);
+        if (copied != kVoxelStateOk) {
+            return kVoxelStateFailed;
+        }
+    }
+    return kVoxelStateOk;
+}
+
+VoxelStateResult VoxelStateSMP::copyShape(const std::string& in_source_shape,
+                                          const std::string& in_new_shape,
+                                          const std::string& in_new_layout,
+                                          const NamePairs& in_channels)
+{
+    ensureData(in_source_shape);
+    const auto source = m_maps->findShape(in_source_shape);
+    const auto source_layout = source ? source->layoutPtr() : nullptr;
+    if (!source_layout || in_new_shape == in_new_layout || m_maps->hasName(in_new_shape) ||
+        m_maps->hasName(in_new_layout) ||
+        !canCopyChannels(*source, in_new_shape, nullptr, in_channels)) {
+        return kVoxelStateFailed;
+    }
+    const auto layout = std::make_shared<VoxelLayout>(in_new_layout, source_layout->MVS());
+    layout->setStateServerID(getId());
+    if (!m_maps->insertLayout(layout)) {
+        return kVoxelStateFailed;
+    }
+    const auto shape = source->copy(false, false);
+    shape->removeAllChannels();
+    shape->setName(in_new_shape);
+    shape->setLayout(layout);
+    if (!m_maps->insertShape(shape)) {
+        m_maps->eraseLayout(in_new_layout);
+        return kVoxelStateFailed;
+    }
+    // The nodes come last: a channel made on them would be filled with its background first.
+    const VoxelStateResult copied = copyChannels(*source, in_new_shape, in_channels, *this);
+    source_layout->copyInto(layout, true);
+    layout->setName(in_new_layout);
+    resizeChannels(*shape);  // of those that have no data here
+    return copied;
+}
+
+VoxelStateResult VoxelStateSMP::copyChannel(const std::string& in_source_shape,
+                                            const std::string& in_destination_shape,
+                                            const NamePairs& in_channels)
+{
+    if (in_channels.empty()) {
+        return kVoxelStateOk;
+    }
+    ensureData(in_source_shape);
+    const auto source = m_maps->findShape(in_source_shape);
+    const auto target = m_maps->findShape(in_destination_shape);
+    if (!source || !target ||
+        !canCopyChannels(*source, in_destination_shape, target.get(), in_channels)) {
+        return kVoxelStateFailed;
+    }
+    return copyChannels(*source, in_destination_shape, in_channels, *this);
+}
+
+namespace {
+
+/// The object of that name in another server, made if need be, as a copy of `in_source` (which may
+/// be null). It keeps the shapes that it holds there. Null if the name belongs to another item.
+std::shared_ptr<BObject> copyObjectTo(VoxelState& io_destination, const std::string& in_name,
+                                      const BObject* in_source)
+{
+    std::shared_ptr<BObject> target;
+    io_destination.newObject(in_name);
+    io_destination.objectRef(in_name, target);
+    if (!target || !in_source) {
+        return target;
+    }
+    std::vector<std::shared_ptr<TreeShape3DBase>> held;
+    const TypeMeta<TreeShape3DBase> shapes;
+    for (auto shape = target->beginShapes(shapes); shape != target->endShapes(shapes); ++shape) {
+        if (shape.ptr()) {
+            held.push_back(shape.ptr());
+        }
+    }
+    in_source->copyInto(target);
+    for (const auto& shape : held) {
+        target->updateShape(shape);
+    }
+    return target;
+}
+
+}  // namespace
+
+VoxelStateResult VoxelStateSMP::copyShapeTo(VoxelState& io_destination,
+                                            const std::string& in_source_shape,
+                                            const std::vector<std::string>& in_channels)
+{
+    ensureData(in_source_shape);
+    const auto source = m_maps->findShape(in_source_shape);
+    const auto source_layout = source ? source->layoutPtr() : nullptr;
+    std::shared_ptr<TreeShape3DBase> shape;
+    std::shared_ptr<TreeLayout3DBase> layout;
+    if (!source_layout || &io_destination == this ||
+        io_destination.shapeRef(in_source_shape, shape) == kVoxelStateOk ||
+        io_destination.layoutRef(source_layout->name(), layout) == kVoxelStateOk) {
+        return kVoxelStateFailed;
+    }
+    NamePairs channels;
+    for (const std::string& name : in_channels) {
+        if (!source->hasChannel(name)) {
+            return kVoxelStateFailed;
+        }
+        channels.emplace_back(name, name);
+    }
+
+    const auto source_object = source->object();
+    const auto object = copyObjectTo(io_destination, source->objectName(), source_object.get());
+    if (!object) {
+        return kVoxelStateFailed;
+    }
+    if (object->hasShape(in_source_shape)) {
+        object->removeShape(in_source_shape);
+    }
+    io_destination.newLayout(source_layout->name(), source_layout->MVS(), layout);
+    if (!layout) {
+        return kVoxelStateFailed;
+    }
+    io_destination.newShape(source->typeMeta()->typeName(), in_source_shape, layout->name(),
+                            object->name(), shape);
+    if (!shape) {
+        io_destination.deleteVoxelLayout(layout->name());
+        return kVoxelStateFailed;
+    }
+    source->copyInto(shape, false, false);
+    shape->setLayout(layout);
+    shape->setObject(object);
+    shape->removeAllChannels();
+    // The nodes come last: a channel made on them would be filled with its background first.
+    const VoxelStateResult copied =
+        copyChannels(*source, in_source_shape, channels, io_destination);
+    source_layout->copyInto(layout, true);
+    resizeChannels(*shape);  // of those that have no data here
+    return copied;
+}
+
+}  // namespace Skelvar
