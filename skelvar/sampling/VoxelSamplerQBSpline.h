@@ -1,16 +1,14 @@
 #pragma once
 
 #include <skelvar/sampling/Sampler3D.h>
-#include <skelvar/tree/VoxelLayoutAccessor.h>
+#include <skelvar/tree/TileId.h>
 
 #include <memory>
-#include <optional>
 
 namespace Skelvar {
 
 template <typename T>
 class VoxelChannel;
-class VoxelShape;
 
 /// Reads a voxel channel by a quadratic B-spline over 27 values: smooth, and not through the values
 /// themselves. As `BaseSampler`. The values count as standing at cell centres, whatever the
@@ -61,9 +59,7 @@ private:
     void readValues(const Stencil& in_stencil, T (&out_values)[27]) const;
 
     const VoxelChannel<T>* m_channel;
-    const VoxelShape* m_shape = nullptr;  ///< gives the way from the world; null in tree space
-    mutable std::optional<VoxelLayout::ConstAccessor> m_accessor;  ///< none without a layout
-    std::unique_ptr<Cache> m_cache;
+    std::unique_ptr<Cache> m_cache;  ///< null without a layout
 };
 
 #define SKELVAR_EXTERN(T) extern template class VoxelSamplerQBSpline<T>;

@@ -1,17 +1,15 @@
 #pragma once
 
 #include <skelvar/sampling/Sampler3D.h>
-#include <skelvar/tree/VoxelLayoutAccessor.h>
+#include <skelvar/tree/TileId.h>
 
 #include <memory>
-#include <optional>
 #include <type_traits>
 
 namespace Skelvar {
 
 template <typename T>
 class VoxelChannel;
-class VoxelShape;
 
 /// Reads a voxel channel of `float` through 64 values by third-order steps that do not oscillate:
 /// each blends two parabolas, weighted by how smooth they are, so that a sharp front is not
@@ -51,9 +49,7 @@ private:
     bool findStencil(const vec3f& in_position, int in_depth, Stencil& out_stencil) const;
 
     const VoxelChannel<T>* m_channel;
-    const VoxelShape* m_shape = nullptr;  ///< gives the way from the world; null in tree space
-    mutable std::optional<VoxelLayout::ConstAccessor> m_accessor;  ///< none without a layout
-    std::unique_ptr<Cache> m_cache;
+    std::unique_ptr<Cache> m_cache;  ///< null without a layout
 };
 
 extern template class VoxelSamplerWENO<float>;

@@ -1,0 +1,260 @@
+#include <skelvar/sampling/VoxelSamplerQBSplineTile.h>
+
+#include <skelvar/sampling/VoxelSamplerQBSplineHalo.h>
+
+#include <bit>
+
+namespace Skelvar {
+
+namespace Detail {
+
+namespace {
+
+constexpr int kHaloStride[3] = {1, 7, 49};
+
+/// The side, -1, 0 or 1, of a region on an axis.
+constexpr int sideOf(int in_region, int in_axis)
+{
+    return (in_axis == 0 ? in_region : in_axis == 1 ? in_region / 3 : in_region / 9) % 3 - 1;
+}
+
+/// A box of values of a haloed tile, counted from 0 to 6.
+struct HaloBox {
+    int begin[3];
+    int end[3];
+};
+
+constexpr HaloBox boxOf(int in_region)
+{
+    HaloBox box{};
+    for (int axis = 0; axis < 3; ++axis) {
+        const int side = sideOf(in_region, axis);
+        box.begin[axis] = side < 0 ? 0 : side == 0 ? 2 : 5;
+        box.end[axis] = side < 0 ? 2 : side == 0 ? 5 : 7;
+    }
+    return box;
+}
+
+/// Calls in_visit(x, y, z, value) for each value of a box.
+template <typename T, typename Visit>
+void forEachValue(const HaloBox& in_box, VoxelTile<T, 1, 5>& io_tile, const Visit& in_visit)
+{
+    for (int z = in_box.begin[2]; z < in_box.end[2]; ++z) {
+        for (int y = in_box.begin[1]; y < in_box.end[1]; ++y) {
+            for (int x = in_box.begin[0]; x < in_box.end[0]; ++x) {
+                in_visit(x, y, z, io_tile(x + 7 * y + 49 * z));
+            }
+        }
+    }
+}
+
+template <typename T>
+void copyRegion(const HaloBox& in_box, const TileBlock<T>& in_block, VoxelTile<T, 1, 5>& io_tile)
+{
+    forEachValue(in_box, io_tile, [&](int in_x, int in_y, int in_z, T& out_value) {
+        const AxisTap x = axisTap(in_x - 1);
+        const AxisTap y = axisTap(in_y - 1);
+        const AxisTap z = axisTap(in_z - 1);
+        out_value = (*in_block[tilePlace(x.side, y.side, z.side)])(x.cell, y.cell, z.cell);
+    });
+}
+
+/// The parent's values that a region is made of: the two planes beside the tile's boundary on an
+/// axis with a side, and three around the tile's place on one without. x fastest, in `out_values`.
+template <typename T>
+void readParent(int in_region, const VoxelTile<T, 1, 5>& in_parent, const vec3i& in_place,
+                T* out_values)
+{
+    HaloBox box{};
+    for (int axis = 0; axis < 3; ++axis) {
+        const int side = sideOf(in_region, axis);
+        box.begin[axis] = in_place[axis] + (side > 0 ? 1 : 0);
+        box.end[axis] = box.begin[axis] + (side == 0 ? 3 : 2);
+    }
+    for (int z = box.begin[2]; z < box.end[2]; ++z) {
+        for (int y = box.begin[1]; y < box.end[1]; ++y) {
+            for (int x = box.begin[0]; x < box.end[0]; ++x) {
+                *out_values++ = in_parent(x + 7 * y + 49 * z);
+            }
+        }
+    }
+}
+
+template <typename T>
+void fillFace(const HaloBox& in_box, int in_axis, const T (&in_samples)[18],
+              VoxelTile<T, 1, 5>& io_tile)
+{
+    // The kernels count voxels from the tile's first, the box's position 1.
+    int first[3] = {1, 1, 1};
+    first[in_axis] = in_box.begin[in_axis];
+    T* const low = io_tile.data() + first[0] + 7 * first[1] + 49 * first[2];
+    T* const high = low + kHaloStride[in_axis];
+    switch (in_axis) {
+        case 0:
+            return interpolateQBSplineFace<T, 5, 7, 49>(in_samples, low, high, 1, 4);
+        case 1:
+            return interpolateQBSplineFace<T, 5, 1, 49>(in_samples, low, high, 1, 4);
+        default:
+            return interpolateQBSplineFace<T, 5, 1, 7>(in_samples, low, high, 1, 4);
+    }
+}
+
+template <typename T>
+void fillEdge(const HaloBox& in_box, int in_along, const T (&in_values)[12],
+              VoxelTile<T, 1, 5>& io_tile)
+{
+    // Strides of the values, along the edge and across it.
+    const int values_along = in_along == 0 ? 1 : in_along == 1 ? 2 : 4;
+    const int values_a = in_along == 0 ? 3 : 1;
+    const int values_b = in_along == 2 ? 2 : 6;
+    T samples[12];
+    for (int n = 0; n < 12; ++n) {
+        samples[n] =
+            in_values[(n & 1) * values_a + (n >> 1 & 1) * values_b + (n >> 2) * values_along];
+    }
+    int first[3] = {in_box.begin[0], in_box.begin[1], in_box.begin[2]};
+    first[in_along] = 1;
+    T* const out = io_tile.data() + first[0] + 7 * first[1] + 49 * first[2];
+    const int a = kHaloStride[in_along == 0 ? 1 : 0];
+    const int b = kHaloStride[in_along == 2 ? 1 : 2];
+    switch (in_along) {
+        case 0:
+            return interpolateQBSplineEdge<T, 5, 1>(samples, out, out + a, out + b, out + a + b, 1,
+                                                    4);
+        case 1:
+            return interpolateQBSplineEdge<T, 5, 7>(samples, out, out + a, out + b, out + a + b, 1,
+                                                    4);
+        default:
+            return interpolateQBSplineEdge<T, 5, 49>(samples, out, out + a, out + b, out + a + b, 1,
+                                                     4);
+    }
+}
+
+template <typename T>
+void fillCorner(const HaloBox& in_box, const T (&in_values)[8], VoxelTile<T, 1, 5>& io_tile)
+{
+    using Traits = ValueTraits<T>;
+    for (int m = 0; m < Traits::kMembers; ++m) {
+        typename Traits::Member members[8];
+        for (int n = 0; n < 8; ++n) {
+            members[n] = Traits::member(in_values[n], m);
+        }
+        drawToMean(members);
+        int n = 0;
+        forEachValue(in_box, io_tile, [&](int, int, int, T& out_value) {
+            Traits::member(out_value, m) = members[n++];
+        });
+    }
+}
+
+}  // namespace
+
+template <typename T>
+void fillQBSplineRegion(int in_region, bool in_copies, const TileBlock<T>& in_block,
+                        const VoxelTile<T, 1, 5>* in_parent, const vec3i& in_place,
+                        VoxelTile<T, 1, 5>& io_tile)
+{
+    const HaloBox box = boxOf(in_region);
+    if (in_copies) {
+        copyRegion(box, in_block, io_tile);
+        return;
+    }
+    int sided = 0;
+    int sided_axes = 0;  // of a face, its axis; of an edge, the sum of its two
+    for (int axis = 0; axis < 3; ++axis) {
+        if (sideOf(in_region, axis) != 0) {
+            ++sided;
+            sided_axes += axis;
+        }
+    }
+    if (sided == 1) {
+        T values[18];
+        readParent(in_region, *in_parent, in_place, values);
+        fillFace(box, sided_axes, values, io_tile);
+    } else if (sided == 2) {
+        T values[12];
+        readParent(in_region, *in_parent, in_place, values);
+        fillEdge(box, 3 - sided_axes, values, io_tile);
+    } else {
+        T values[8];
+        readParent(in_region, *in_parent, in_place, values);
+        fillCorner(box, values, io_tile);
+    }
+}
+
+template <typename T>
+void fillQBSplineRootRegion(int in_region, const T& in_background,
+                            const VoxelTile<T, 0, 5>& in_tile, VoxelTile<T, 1, 5>& io_tile)
+{
+    forEachValue(boxOf(in_region), io_tile, [&](int in_x, int in_y, int in_z, T& out_value) {
+        out_value = in_region == 13 ? in_tile(in_x - 1, in_y - 1, in_z - 1) : in_background;
+    });
+}
+
+template <typename T>
+const VoxelTile<T, 1, 5>& QBSplineHalos<T>::fill(const TileIndex& in_tile, RegionSet in_regions)
+{
+    TileNeighbours<T>& around = neighbours(in_tile);
+    Entry& entry = m_entries[in_tile.second];
+    const RegionSet wanted = in_regions & ~entry.filled;
+    const VoxelTile<T, 1, 5>* parent = nullptr;
+    for (RegionSet left = wanted; left != 0; left &= left - 1) {
+        const int region = std::countr_zero(left);
+        if (!around.hasParent()) {
+            fillQBSplineRootRegion(region, m_channel->backgroundValue(), around.tile(),
+                                   entry.values);
+            continue;
+        }
+        const vec3i& place = around.placeInParent();
+        const bool copies = hasAll(around, kTilesToward[region]);
+        if (!copies && parent == nullptr) {
+            // All that any region can take of the parent lies around the tile's place in it.
+            parent = &fill({around.parentIndex(), in_tile.second - 1},
+                           kTilesToward[regionOfCell(place[0], place[1], place[2])]);
+        }
+        fillQBSplineRegion(region, copies, around.block(), parent, place, entry.values);
+    }
+    entry.filled |= wanted;
+    return entry.values;
+}
+
+#define SKELVAR_INSTANTIATE(T) template class QBSplineHalos<T>;
+SKELVAR_FOR_VOXEL_TYPES(SKELVAR_INSTANTIATE)
+#undef SKELVAR_INSTANTIATE
+
+}  // namespace Detail
+
+template <typename T, int WIDTH>
+void evalQBSplineHaloedRootTile(const T& in_background, const VoxelTile<T, 0, WIDTH>& in_tile,
+                                VoxelTile<T, 1, WIDTH>* out_tile)
+{
+    for (int region = 0; region < 27; ++region) {
+        Detail::fillQBSplineRootRegion(region, in_background, in_tile, *out_tile);
+    }
+}
+
+template <typename T, int WIDTH>
+void evalQBSplineHaloedTile(const VoxelTile<T, 1, WIDTH>& in_parent, int in_ci, int in_cj,
+                            int in_ck, const TileBlock<T>& in_block,
+                            VoxelTile<T, 1, WIDTH>* out_tile)
+{
+    Detail::TileSet present = 0;
+    for (int n = 0; n < 27; ++n) {
+        present |= in_block[n] != nullptr ? 1U << n : 0U;
+    }
+    for (int region = 0; region < 27; ++region) {
+        const Detail::TileSet needed = Detail::kTilesToward[region];
+        Detail::fillQBSplineRegion(region, (present & needed) == needed, in_block, &in_parent,
+                                   {in_ci, in_cj, in_ck}, *out_tile);
+    }
+}
+
+#define SKELVAR_INSTANTIATE(T)                                                           \
+    template void evalQBSplineHaloedRootTile<T, 5>(const T&, const VoxelTile<T, 0, 5>&,  \
+                                                   VoxelTile<T, 1, 5>*);                 \
+    template void evalQBSplineHaloedTile<T, 5>(const VoxelTile<T, 1, 5>&, int, int, int, \
+                                               const TileBlock<T>&, VoxelTile<T, 1, 5>*);
+SKELVAR_FOR_VOXEL_TYPES(SKELVAR_INSTANTIATE)
+#undef SKELVAR_INSTANTIATE
+
+}  // namespace Skelvar

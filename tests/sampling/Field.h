@@ -1,0 +1,109 @@
+#pragma once
+
+#include <skelvar/voxel/VoxelChannel.h>
+#include <skelvar/voxel/VoxelShape.h>
+
+#include <tests/support/LayoutBuilder.h>
+#include <tests/support/Random.h>
+#include <tests/support/VoxelTypes.h>
+
+#include <memory>
+
+namespace Skelvar::Test {
+
+/// A channel on a shape on a layout.
+template <typename T>
+struct Field {
+    std::shared_ptr<VoxelLayout> layout;
+    std::shared_ptr<VoxelShape> shape = std::make_shared<VoxelShape>("shape");
+    std::shared_ptr<VoxelChannel<T>> channel;
+
+    explicit Field(const std::shared_ptr<VoxelLayout>& in_layout, const T& in_background = T{},
+                   VoxelOffsetType in_offset = eOffsetCentre)
+        : layout(in_layout),
+          channel(std::make_shared<VoxelChannel<T>>("c", nullptr, in_background, in_offset))
+    {
+        shape->setLayout(layout);
+        shape->addChannel(channel);
+    }
+
+    /// Sets each cell of each depth to in_value(position of the value in coordinate units).
+    template <typename Value>
+    void fill(const Value& in_value)
+    {
+        for (int depth = 0; depth < kNumDepths; ++depth) {
+            const float side = static_cast<float>(kTileSideLUT[depth + 1]);
+            for (int n = 0; n < layout->numNodes(depth); ++n) {
+                const vec3i corner = layout->node(n, depth).corner();
+                for (int cell = 0; cell < kTileSize; ++cell) {
+                    vec3f at{static_cast<float>(cell % 5), static_cast<float>(cell / 5 % 5),
+                             static_cast<float>(cell / 25)};
+                    at += channel->offset();
+                    at *= side;
+                    for (int axis = 0; axis < 3; ++axis) {
+                        at[axis] += static_cast<float>(corner[axis]);
+                    }
+                    channel->tile(n, depth)(cell) = in_value(at);
+                }
+            }
+        }
+    }
+};
+
+/// Any value of small numbers, whole ones for integers.
+template <typename T>
+T anyValue(Testing::Random& io_random)
+{
+    if constexpr (IsVec<T>::value) {
+        T value{};
+        for (int a = 0; a < T::kSize; ++a) {
+            value[a] = anyValue<typename T::value_type>(io_random);
+        }
+        return value;
+    } else if constexpr (std::is_same_v<T, float>) {
+        return static_cast<T>(io_random.real(-10.0, 10.0));
+    } else {
+        return static_cast<T>(io_random.integer(std::is_signed_v<T> ? -40 : 0, 40));
+    }
+}
+
+/// A tree about the origin of several roots, with tiles of all depths from 3 on, many without
+/// neighbours, and any values.
+template <typename T>
+Field<T> anyField(Testing::Random& io_random, VoxelOffsetType in_offset = eOffsetCentre)
+{
+    LayoutBuilder builder;
+    if (io_random.integer(0, 1) == 1) {
+        builder.tile({0, 0, 0}, io_random.integer(0, 3));
+    }
+    for (int depth = 3; depth < kNumDepths; ++depth) {
+        const int reach = depth < 6 ? 700 : 60;
+        for (int n = 0; n < 6 * (depth - 2); ++n) {
+            builder.tile({io_random.integer(-reach, reach), io_random.integer(-reach, reach),
+                          io_random.integer(-reach, reach)},
+                         depth);
+        }
+    }
+    builder.box({-15, -12, -7}, {14, 13, 16}, 7);
+    const auto layout = builder.build();
+    for (int n = 0; n < 10; ++n) {
+        layout->deleteNode({io_random.integer(0, layout->numNodes(7) - 1), 7});
+    }
+    Field<T> field(layout, anyValue<T>(io_random), in_offset);
+    field.fill([&](const vec3f&) { return anyValue<T>(io_random); });
+    return field;
+}
+
+/// A position of which many are near the origin, and some on whole coordinates.
+inline vec3f anyPosition(Testing::Random& io_random)
+{
+    const double reach = io_random.integer(0, 3) == 0 ? 800.0 : 40.0;
+    vec3f position;
+    for (int axis = 0; axis < 3; ++axis) {
+        const double at = io_random.real(-reach, reach);
+        position[axis] = static_cast<float>(io_random.integer(0, 9) == 0 ? std::round(at) : at);
+    }
+    return position;
+}
+
+}  // namespace Skelvar::Test
