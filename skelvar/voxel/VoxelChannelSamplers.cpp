@@ -1,6 +1,8 @@
 // The kinds of samplers that a voxel channel makes.
 
 #include <skelvar/sampling/VoxelSamplerLinear.h>
+#include <skelvar/sampling/VoxelSamplerQBSpline.h>
+#include <skelvar/sampling/VoxelSamplerWENO.h>
 #include <skelvar/voxel/VoxelChannel.h>
 
 namespace Skelvar {
@@ -11,6 +13,13 @@ void VoxelChannel<T>::createSampler(const std::string& in_kind, SamplerSpace in_
 {
     if (in_kind == kVoxelSamplerLinearType) {
         out_sampler = std::make_shared<VoxelSamplerLinear<T, 1>>(in_space, this);
+    } else if (in_kind == kVoxelSamplerQBSplineType) {
+        out_sampler = std::make_shared<VoxelSamplerQBSpline<T>>(in_space, this);
+    }
+    if constexpr (std::is_same_v<T, float>) {
+        if (in_kind == kVoxelSamplerWENOType) {
+            out_sampler = std::make_shared<VoxelSamplerWENO<T>>(in_space, this);
+        }
     }
 }
 
