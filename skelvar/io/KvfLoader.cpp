@@ -28,12 +28,9 @@ bool isVoxelType(const std::string& in_type)
     return in_type.find("VoxelChannel") != std::string::npos;
 }
 
-/// Bytes that a channel takes for each node from the moment when it is made.
-unsigned long long bytesOfNode(const std::string& in_type)
+/// Bytes of one value of a channel, or more.
+unsigned long long bytesOfValue(const std::string& in_type)
 {
-    if (!isVoxelType(in_type)) {
-        return kParticleTileBytes;
-    }
     unsigned long long components = 1;
     for (const int n : {2, 3, 4}) {
         if (in_type.find("vec<" + std::to_string(n)) != std::string::npos) {
@@ -41,7 +38,7 @@ unsigned long long bytesOfNode(const std::string& in_type)
         }
     }
     const bool is_wide = in_type.find("int64") != std::string::npos;
-    return kVoxelsOfTile * components * (is_wide ? 8 : 4);
+    return components * (is_wide ? 8 : 4);
 }
 
 /// An exception is a failure like any other, so that what follows a load always runs.
@@ -229,7 +226,15 @@ bool KvfLoader::canBack(const KVFInfo::ChannelInfo& in_info, unsigned long long 
     for (int depth = 0; depth <= m_layout->maxDepth(); ++depth) {
         needed += static_cast<unsigned long long>(m_layout->numNodes(depth));
     }
-    needed *= bytesOfNode(in_info.type);
+    const unsigned long long value = bytesOfValue(in_info.type);
+    const unsigned long long particles = m_shape->numElements();
+    if (isVoxelType(in_info.type)) {
+        needed *= kVoxelsOfTile * value;
+    } else if (particles <= m_budget / value) {
+        needed = needed * kParticleTileBytes + particles * value;
+    } else {
+        needed = m_budget + 1;
+    }
     if ((isVoxelType(in_info.type) && needed > in_size) || needed > m_budget) {
         return fail(in_offset, "the " + std::to_string(in_size) + " bytes of channel \"" +
                                    in_info.name + "\" cannot hold a tile for each node");

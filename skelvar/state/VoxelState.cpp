@@ -1,6 +1,8 @@
 #include <skelvar/state/VoxelState.h>
 
 #include <skelvar/base/TypeMeta.h>
+#include <skelvar/particles/ParticleChannel.h>
+#include <skelvar/particles/ParticleShape.h>
 #include <skelvar/voxel/VoxelChannel.h>
 #include <skelvar/voxel/VoxelShape.h>
 
@@ -9,37 +11,40 @@
 
 namespace Skelvar {
 
-namespace {
-
-[[noreturn]] void failWithoutParticles(const std::string& in_operation)
-{
-    throw std::runtime_error("VoxelState::" + in_operation +
-                             ": particles are not available in this version");
-}
-
-}  // namespace
-
 VoxelState::VoxelState(const unsigned int& in_id) : m_id(in_id) {}
 
 VoxelState::~VoxelState() = default;
+
+namespace {
+
+/// Loads a channel of unknown type into a shape.
+VoxelStateResult fetchIntoShape(VoxelState& io_state, const std::string& in_name,
+                                const std::shared_ptr<TreeShape3DBase>& io_shape,
+                                VoxelState::VoxelStateHint in_hint)
+{
+    TypeMetaBase* found = nullptr;
+    if (io_state.typeMeta(in_name, &found) != kVoxelStateOk) {
+        std::cerr << "Error: can't find name " + in_name + "\n" << std::flush;
+        return kVoxelStateFailed;
+    }
+    const std::unique_ptr<TypeMetaBase> type(found);
+    return io_state.channel(in_name, io_shape, nullptr, *type, in_hint);
+}
+
+}  // namespace
 
 VoxelStateResult VoxelState::voxelChannel(const std::string& in_name,
                                           const std::shared_ptr<VoxelShape>& io_shape,
                                           VoxelStateHint in_hint)
 {
-    TypeMetaBase* found = nullptr;
-    if (typeMeta(in_name, &found) != kVoxelStateOk) {
-        std::cerr << "Error: can't find name " + in_name + "\n" << std::flush;
-        return kVoxelStateFailed;
-    }
-    const std::unique_ptr<TypeMetaBase> type(found);
-    return channel(in_name, io_shape, nullptr, *type, in_hint);
+    return fetchIntoShape(*this, in_name, io_shape, in_hint);
 }
 
-VoxelStateResult VoxelState::particleChannel(const std::string&,
-                                             const std::shared_ptr<ParticleShape>&, VoxelStateHint)
+VoxelStateResult VoxelState::particleChannel(const std::string& in_name,
+                                             const std::shared_ptr<ParticleShape>& io_shape,
+                                             VoxelStateHint in_hint)
 {
-    failWithoutParticles("particleChannel");
+    return fetchIntoShape(*this, in_name, io_shape, in_hint);
 }
 
 template <typename T>
@@ -58,11 +63,18 @@ VoxelStateResult VoxelState::voxelChannel(const std::string& in_name,
 }
 
 template <typename T>
-VoxelStateResult VoxelState::particleChannel(const std::string&,
-                                             const std::shared_ptr<ParticleShape>&,
-                                             std::shared_ptr<ParticleChannel<T>>*, VoxelStateHint)
+VoxelStateResult VoxelState::particleChannel(const std::string& in_name,
+                                             const std::shared_ptr<ParticleShape>& io_shape,
+                                             std::shared_ptr<ParticleChannel<T>>* out_channel,
+                                             VoxelStateHint in_hint)
 {
-    failWithoutParticles("particleChannel");
+    std::shared_ptr<TreeChannel3DBase> found;
+    const VoxelStateResult result = channel(in_name, io_shape, out_channel ? &found : nullptr,
+                                            TypeMeta<ParticleChannel<T>>(), in_hint);
+    if (found) {
+        *out_channel = std::static_pointer_cast<ParticleChannel<T>>(found);
+    }
+    return result;
 }
 
 template <typename T>
@@ -76,9 +88,12 @@ VoxelStateResult VoxelState::newVoxelChannel(const std::string& in_name,
 }
 
 template <typename T>
-VoxelStateResult VoxelState::newParticleChannel(const std::string&, const std::string&, const T&)
+VoxelStateResult VoxelState::newParticleChannel(const std::string& in_name,
+                                                const std::string& in_shape_name,
+                                                const T& in_background)
 {
-    failWithoutParticles("newParticleChannel");
+    const auto made = std::make_shared<ParticleChannel<T>>(in_name, nullptr, in_background);
+    return newChannel(made, in_shape_name);
 }
 
 #define SKELVAR_INSTANTIATE(T)                                                                     \

@@ -1,4 +1,6 @@
 #include <skelvar/base/NameFunctions.h>
+#include <skelvar/particles/ParticleChannelFactory.h>
+#include <skelvar/particles/ParticleShape.h>
 #include <skelvar/state/BObject.h>
 #include <skelvar/state/VoxelStateSMP.h>
 #include <skelvar/state/VoxelStateSMPMaps.h>
@@ -8,13 +10,9 @@
 #include <skelvar/voxel/VoxelChannelFactory.h>
 #include <skelvar/voxel/VoxelShape.h>
 
-#include <stdexcept>
-
 namespace Skelvar {
 
 namespace {
-
-constexpr char kNoParticles[] = ": particles are not available in this version";
 
 bool holdsWord(const std::string& in_text, const char* in_word)
 {
@@ -38,7 +36,7 @@ std::shared_ptr<TreeChannel3DBase> makeChannel(const std::string& in_type_name)
     if (holdsWord(in_type_name, "VoxelChannel")) {
         VoxelChannelFactory::create(in_type_name, channel);
     } else if (holdsWord(in_type_name, "ParticleChannel")) {
-        throw std::runtime_error(std::string("VoxelStateSMP::newChannel") + kNoParticles);
+        ParticleChannelFactory::create(in_type_name, channel);
     }
     return channel;
 }
@@ -94,7 +92,8 @@ VoxelStateResult VoxelStateSMP::newShape(const std::string& in_type_name,
         case ShapeKind::eNone:
             return kVoxelStateFailed;
         case ShapeKind::eParticle:
-            throw std::runtime_error(std::string("VoxelStateSMP::newShape") + kNoParticles);
+            shape = std::make_shared<ParticleShape>(in_name);
+            break;
         case ShapeKind::eVoxel:
             shape = std::make_shared<VoxelShape>(in_name);
             break;
@@ -123,6 +122,7 @@ VoxelStateResult VoxelStateSMP::newShape(const std::string& in_type_name,
         case ShapeKind::eParticle: {
             std::shared_ptr<ParticleShape> shape;
             newParticleShape(in_name, in_layout_name, &object_name, shape);
+            out_shape = shape;
             break;
         }
         case ShapeKind::eVoxel: {
@@ -149,10 +149,12 @@ VoxelStateResult VoxelStateSMP::newVoxelShape(const std::string& in_name,
     return newShapeOn(in_name, in_layout_name, in_object_name, out_shape);
 }
 
-VoxelStateResult VoxelStateSMP::newParticleShape(const std::string&, const std::string&,
-                                                 std::string*, std::shared_ptr<ParticleShape>&)
+VoxelStateResult VoxelStateSMP::newParticleShape(const std::string& in_name,
+                                                 const std::string& in_layout_name,
+                                                 std::string* in_object_name,
+                                                 std::shared_ptr<ParticleShape>& out_shape)
 {
-    throw std::runtime_error(std::string("VoxelStateSMP::newParticleShape") + kNoParticles);
+    return newShapeOn(in_name, in_layout_name, in_object_name, out_shape);
 }
 
 /// A new shape on a stored layout, in a stored object unless the object's name is null. If another

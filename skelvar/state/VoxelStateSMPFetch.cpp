@@ -1,5 +1,6 @@
 #include <skelvar/base/TypeMeta.h>
 #include <skelvar/mesh/Mesh.h>
+#include <skelvar/particles/ParticleShape.h>
 #include <skelvar/state/BObject.h>
 #include <skelvar/state/VoxelStateSMP.h>
 #include <skelvar/state/VoxelStateSMPMaps.h>
@@ -213,20 +214,21 @@ VoxelStateResult VoxelStateSMP::voxelShape(const std::string& in_name,
     return fetchShape(in_name, out_shape, io_object, in_layout, in_hint);
 }
 
-VoxelStateResult VoxelStateSMP::particleShape(const std::string&, std::shared_ptr<ParticleShape>&,
-                                              const std::shared_ptr<BObject>&, VoxelStateHint)
+VoxelStateResult VoxelStateSMP::particleShape(const std::string& in_name,
+                                              std::shared_ptr<ParticleShape>& out_shape,
+                                              const std::shared_ptr<BObject>& io_object,
+                                              VoxelStateHint in_hint)
 {
-    throw std::runtime_error(
-        "VoxelStateSMP::particleShape: particles are not available in this version");
+    return fetchShape(in_name, out_shape, io_object, nullptr, in_hint);
 }
 
 VoxelStateResult VoxelStateSMP::particleShape(const std::string& in_name,
                                               std::shared_ptr<ParticleShape>& out_shape,
                                               const std::shared_ptr<BObject>& io_object,
-                                              const std::shared_ptr<VoxelLayout>&,
+                                              const std::shared_ptr<VoxelLayout>& in_layout,
                                               VoxelStateHint in_hint)
 {
-    return particleShape(in_name, out_shape, io_object, in_hint);
+    return fetchShape(in_name, out_shape, io_object, in_layout, in_hint);
 }
 
 VoxelStateResult VoxelStateSMP::voxelLayout(const std::string& in_name,
@@ -275,11 +277,7 @@ VoxelStateResult VoxelStateSMP::voxelLayout(const std::string& in_name,
                                             std::shared_ptr<VoxelLayout>& out_layout,
                                             VoxelStateHint in_hint)
 {
-    if (io_shape) {
-        throw std::runtime_error(
-            "VoxelStateSMP::voxelLayout: particles are not available in this version");
-    }
-    return voxelLayout(in_name, out_layout, in_hint);
+    return voxelLayout(in_name, std::shared_ptr<TreeShape3DBase>(io_shape), &out_layout, in_hint);
 }
 
 VoxelStateResult VoxelStateSMP::voxelLayout(const std::string& in_name,

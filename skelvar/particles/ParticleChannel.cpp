@@ -1,0 +1,13 @@
+#include <skelvar/particles/ParticleChannel.h>
+
+#include <skelvar/particles/ParticleAccessorImpl.h>
+#include <skelvar/particles/ParticleChannelImpl.h>
+#include <skelvar/particles/ParticleChannelStreamImpl.h>
+
+namespace Skelvar {
+
+#define SKELVAR_INSTANTIATE(T) template class ParticleChannel<T>;
+SKELVAR_FOR_PARTICLE_TYPES(SKELVAR_INSTANTIATE)
+#undef SKELVAR_INSTANTIATE
+
+}  // namespace Skelvar

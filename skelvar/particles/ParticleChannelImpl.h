@@ -1,0 +1,500 @@
+#pragma once
+
+// Bodies of `ParticleChannel` but for its accessor and its persistence, for the source that
+// instantiates it.
+
+#include <skelvar/base/SkelvarProfiler.h>
+#include <skelvar/particles/ParticleChannel.h>
+#include <skelvar/particles/ParticleReblock.h>
+#include <skelvar/particles/ParticleShape.h>
+#include <skelvar/tree/BulkLoop.h>
+#include <skelvar/tree/CompactionMoves.h>
+#include <skelvar/tree/VoxelLayout.h>
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+namespace Skelvar {
+
+namespace Detail {
+
+inline bool isParticleDepth(int in_depth)
+{
+    return in_depth >= 0 && in_depth < kNumDepths;
+}
+
+/// Takes the elements of a run out of their tile and fills the holes from its end. The run is
+/// sorted by index; indices that name no element are passed over.
+template <typename T>
+void removeElements(const ParticleToFrom* in_first, const ParticleToFrom* in_end,
+                    DynamicParticleTile<T>& io_tile)
+{
+    const ParticleToFrom* first = in_first;
+    const ParticleToFrom* last = in_end - 1;
+    while (first <= last && !io_tile.empty()) {
+        // The element that fills a hole must be one that stays.
+        while (last != first && last->index >= io_tile.size() - 1) {
+            if (last->index == io_tile.size() - 1) {
+                io_tile.pop_back();
+            }
+            --last;
+        }
+        if (first->index < io_tile.size()) {
+            io_tile[first->index] = io_tile.back();
+            io_tile.pop_back();
+        }
+        ++first;
+    }
+}
+
+/// Writes the elements of a run behind the end of a tile that has room for them; the tile's size
+/// stays, since other threads may read it. Gives their number.
+template <typename T>
+unsigned long copyElements(const ParticleToFrom* in_first, const ParticleToFrom* in_end,
+                           const std::vector<DynamicParticleTile<T>>& in_tiles, T* out_elements)
+{
+    T* out = out_elements;
+    const unsigned num_tiles = static_cast<unsigned>(in_tiles.size());
+    for (const ParticleToFrom* entry = in_first; entry != in_end; ++entry) {
+        if (static_cast<unsigned>(entry->from) < num_tiles) {
+            const DynamicParticleTile<T>& tile = in_tiles[entry->from];
+            if (entry->index < tile.size()) {
+                *out++ = tile[entry->index];
+            }
+        }
+    }
+    return static_cast<unsigned long>(out - out_elements);
+}
+
+}  // namespace Detail
+
+template <typename T>
+const TypeMeta<ParticleChannel<T>> ParticleChannel<T>::m_typeMeta{};
+
+template <typename T>
+ParticleChannel<T>::ParticleChannel() : m_blocks(std::make_shared<TileArrays>())
+{
+}
+
+template <typename T>
+ParticleChannel<T>::ParticleChannel(const std::string& in_name,
+                                    const std::shared_ptr<ParticleShape>& in_shape,
+                                    const T& in_background)
+    : TreeChannel3DTyped<T>(in_name, in_background),
+      m_particle_shape(in_shape),
+      m_blocks(std::make_shared<TileArrays>())
+{
+    TreeChannel3DBase::setShape(in_shape);
+}
+
+template <typename T>
+ParticleChannel<T>::~ParticleChannel() = default;
+
+template <typename T>
+const std::string& ParticleChannel<T>::typeName()
+{
+    static const std::string s_typeName = "ParticleChannel<" + typeNameOf<T>() + ">";
+    return s_typeName;
+}
+
+template <typename T>
+bool ParticleChannel<T>::isCastableTo(const std::string& in_type_name) const
+{
+    return in_type_name == typeName() || TreeChannel3DTyped<T>::isCastableTo(in_type_name);
+}
+
+template <typename T>
+const void* ParticleChannel<T>::tileArrayPtr(const TileIndex& in_index,
+                                             unsigned long& out_count) const
+{
+    out_count = 0;
+    if (in_index.first < 0 || in_index.first >= numTiles(in_index.second)) {
+        return nullptr;
+    }
+    out_count = tile(in_index).size();
+    return tile(in_index).data();
+}
+
+template <typename T>
+void* ParticleChannel<T>::tileArrayPtr(const TileIndex& in_index, unsigned long& out_count)
+{
+    return const_cast<void*>(std::as_const(*this).tileArrayPtr(in_index, out_count));
+}
+
+template <typename T>
+void* ParticleChannel<T>::getElemVoidPtr(const TileIndex& in_index, int in_i, int, int)
+{
+    return &tile(in_index)[static_cast<unsigned long>(in_i)];
+}
+
+template <typename T>
+const void* ParticleChannel<T>::getElemVoidPtr(const TileIndex& in_index, int in_i, int, int) const
+{
+    return &tile(in_index)[static_cast<unsigned long>(in_i)];
+}
+
+template <typename T>
+void ParticleChannel<T>::setElemVoidPtr(const TileIndex& in_index, int in_i, int in_j, int in_k,
+                                        const void* in_value)
+{
+    tile(in_index).ParticleTile<T>::set(in_i, in_j, in_k, in_value);
+}
+
+template <typename T>
+int ParticleChannel<T>::numTiles(int in_depth) const
+{
+    return m_blocks && Detail::isParticleDepth(in_depth) ? static_cast<int>(tiles(in_depth).size())
+                                                         : 0;
+}
+
+template <typename T>
+int ParticleChannel<T>::numTiles() const
+{
+    int count = 0;
+    for (int depth = 0; depth < kNumDepths; ++depth) {
+        count += numTiles(depth);
+    }
+    return count;
+}
+
+template <typename T>
+unsigned long long ParticleChannel<T>::numElements(int in_depth) const
+{
+    unsigned long long count = 0;
+    for (int index = 0; index < numTiles(in_depth); ++index) {
+        count += tile(index, in_depth).size();
+    }
+    return count;
+}
+
+template <typename T>
+unsigned long long ParticleChannel<T>::numElements() const
+{
+    unsigned long long count = 0;
+    for (int depth = 0; depth < kNumDepths; ++depth) {
+        count += numElements(depth);
+    }
+    return count;
+}
+
+template <typename T>
+unsigned long long ParticleChannel<T>::memUsage(MemUsage::Type in_type, bool in_with_header) const
+{
+    unsigned long long bytes = 0;
+    for (int depth = 0; m_blocks && depth < kNumDepths; ++depth) {
+        const Tiles& tiles_of_depth = tiles(depth);
+        bytes += sizeof(Tile) * (in_type == MemUsage::eMemAllocated ? tiles_of_depth.capacity()
+                                                                    : tiles_of_depth.size());
+        for (const Tile& tile : tiles_of_depth) {
+            bytes += tile.memUsage(in_type);
+        }
+    }
+    return in_with_header ? bytes + sizeof(*this) + this->textMemUsage() : bytes;
+}
+
+// Copies.
+
+template <typename T>
+void ParticleChannel<T>::set(const ParticleChannel& in_other)
+{
+    if (m_blocks && in_other.m_blocks && m_blocks != in_other.m_blocks) {
+        *m_blocks = *in_other.m_blocks;
+    }
+}
+
+template <typename T>
+std::shared_ptr<TreeChannel3DBase> ParticleChannel<T>::copy(bool in_copy_data, bool in_share) const
+{
+    const auto channel = std::make_shared<ParticleChannel>();
+    channel->m_blocks = nullptr;
+    copyInto(channel, in_copy_data, in_share);
+    return channel;
+}
+
+template <typename T>
+void ParticleChannel<T>::copyInto(const std::shared_ptr<TreeChannel3DBase>& io_target,
+                                  bool in_copy_data, bool in_share) const
+{
+    if (!io_target || !io_target->isCastableTo(typeName())) {
+        throw std::runtime_error("ParticleChannel::copyInto: the target of " + this->name() +
+                                 " is no " + typeName());
+    }
+    copyInto(std::static_pointer_cast<ParticleChannel>(io_target), in_copy_data, in_share);
+}
+
+template <typename T>
+void ParticleChannel<T>::copyInto(const std::shared_ptr<ParticleChannel>& io_target,
+                                  bool in_copy_data, bool in_share) const
+{
+    if (io_target.get() == this) {
+        return;
+    }
+    this->copyHeaderInto(*io_target);
+    if (m_blocks && in_copy_data) {
+        const auto blocks = std::make_shared<TileArrays>();
+        for (int depth = 0; depth < kNumDepths; ++depth) {
+            Tiles& copies = (*blocks)[depth];
+            copies.resize(tiles(depth).size());
+            Detail::bulkLoop(numTiles(depth), [&](long long in_begin, long long in_end) {
+                std::copy(tiles(depth).begin() + in_begin, tiles(depth).begin() + in_end,
+                          copies.begin() + in_begin);
+            });
+        }
+        io_target->m_blocks = blocks;
+    } else if (m_blocks && in_share) {
+        io_target->m_blocks = m_blocks;
+    }
+}
+
+template <typename T>
+void ParticleChannel<T>::setShape(const std::shared_ptr<TreeShape3DBase>& in_shape)
+{
+    if (in_shape && !in_shape->isCastableTo(ParticleShape::typeName())) {
+        throw std::runtime_error("ParticleChannel.setShape: in_shape not of type ParticleShape");
+    }
+    m_particle_shape = std::static_pointer_cast<ParticleShape>(in_shape);
+    TreeChannel3DBase::setShape(in_shape);
+}
+
+template <typename T>
+void ParticleChannel<T>::createSampler(const std::string&, SamplerSpace,
+                                       std::shared_ptr<BaseSampler>&) const
+{
+}
+
+// Following the layout.
+
+template <typename T>
+std::shared_ptr<VoxelLayout> ParticleChannel<T>::layoutPtr() const
+{
+    const std::shared_ptr<ParticleShape> shape = particleShapePtr();
+    return shape ? shape->layoutPtr() : nullptr;
+}
+
+template <typename T>
+void ParticleChannel<T>::nodeAdded(const TileIndex& in_index)
+{
+    const auto [index, depth] = in_index;
+    if (m_blocks && Detail::isParticleDepth(depth) && index >= numTiles(depth)) {
+        tiles(depth).resize(static_cast<std::size_t>(index) + 1);
+    }
+}
+
+template <typename T>
+void ParticleChannel<T>::nodesAdded(const std::vector<int>* in_indices)
+{
+    for (int depth = 0; m_blocks && depth < kNumDepths; ++depth) {
+        const std::vector<int>& added = in_indices[depth];
+        const auto highest = std::max_element(added.begin(), added.end());
+        if (highest != added.end() && *highest >= numTiles(depth)) {
+            tiles(depth).resize(static_cast<std::size_t>(*highest) + 1);
+        }
+    }
+}
+
+template <typename T>
+void ParticleChannel<T>::nodesCleared()
+{
+    if (m_blocks) {
+        *m_blocks = {};
+    }
+}
+
+template <typename T>
+void ParticleChannel<T>::nodeDeleted(const TileIndex& in_index)
+{
+    if (Detail::isParticleDepth(in_index.second)) {
+        std::array<std::vector<int>, kNumDepths> deleted;
+        deleted[in_index.second].push_back(in_index.first);
+        nodesDeleted(deleted.data());
+    }
+}
+
+template <typename T>
+void ParticleChannel<T>::nodesDeleted(const std::vector<int>* in_deleted)
+{
+    const std::shared_ptr<VoxelLayout> layout = layoutPtr();
+    if (!m_blocks || !layout) {
+        return;
+    }
+    std::array<std::vector<TileIndex>, kNumDepths> moves;
+    for (int depth = 0; depth < kNumDepths; ++depth) {
+        const int old_count = layout->numNodes(depth) + static_cast<int>(in_deleted[depth].size());
+        moves[depth] = compactionMoves(in_deleted[depth], old_count);
+    }
+    nodesDeleted(moves.data());
+}
+
+template <typename T>
+void ParticleChannel<T>::nodesDeleted(const std::vector<TileIndex>* in_moves)
+{
+    const std::shared_ptr<VoxelLayout> layout = layoutPtr();
+    for (int depth = 0; m_blocks && layout && depth < kNumDepths; ++depth) {
+        const int size = numTiles(depth);
+        if (size == layout->numNodes(depth)) {
+            continue;
+        }
+        for (const auto& [destination, source] : in_moves[depth]) {
+            if (destination >= 0 && destination < size && source >= 0 && source < size &&
+                destination != source) {
+                tile(destination, depth) = std::move(tile(source, depth));
+            }
+        }
+        tiles(depth).resize(static_cast<std::size_t>(layout->numNodes(depth)));
+    }
+}
+
+template <typename T>
+void ParticleChannel<T>::resize(int in_depth, int in_count)
+{
+    if (!m_blocks || !Detail::isParticleDepth(in_depth) || in_count < 0) {
+        return;
+    }
+    tiles(in_depth).resize(static_cast<std::size_t>(in_count));
+    if (const std::shared_ptr<ParticleShape> shape = particleShapePtr()) {
+        takeCounts(in_depth, *shape);
+    }
+}
+
+// Keeping step with the other channels of the shape.
+
+template <typename T>
+void ParticleChannel<T>::takeCounts(int in_depth, const ParticleShape& in_shape)
+{
+    Detail::bulkLoop(numTiles(in_depth), [&](long long in_begin, long long in_end) {
+        for (long long n = in_begin; n < in_end; ++n) {
+            const int index = static_cast<int>(n);
+            const unsigned long long count = in_shape.numElements({index, in_depth});
+            Tile& tile = this->tile(index, in_depth);
+            if (tile.size() != count) {
+                tile.resize(count, this->backgroundValue());
+            }
+        }
+    });
+}
+
+template <typename T>
+void ParticleChannel<T>::fillAnew()
+{
+    const std::shared_ptr<ParticleShape> shape = particleShapePtr();
+    for (int depth = 0; depth < kNumDepths; ++depth) {
+        for (Tile& tile : tiles(depth)) {
+            tile.resizeForOverwrite(0);
+        }
+        if (shape) {
+            takeCounts(depth, *shape);
+        }
+    }
+}
+
+template <typename T>
+void ParticleChannel<T>::sync()
+{
+    const std::shared_ptr<ParticleShape> shape = particleShapePtr();
+    if (!shape || !m_blocks) {
+        return;
+    }
+    if (shape->isCountSync()) {
+        for (int depth = 0; depth < kNumDepths; ++depth) {
+            takeCounts(depth, *shape);
+        }
+    }
+    if (shape->reblockSync() != nullptr) {
+        reblock(*shape->reblockSync());
+    }
+}
+
+template <typename T>
+std::vector<unsigned long long> ParticleChannel<T>::countTiles(int in_depth) const
+{
+    std::vector<unsigned long long> counts(static_cast<std::size_t>(numTiles(in_depth)));
+    std::transform(tiles(in_depth).begin(), tiles(in_depth).end(), counts.begin(),
+                   [](const Tile& in_tile) { return in_tile.size(); });
+    return counts;
+}
+
+template <typename T>
+void ParticleChannel<T>::syncShapeParticleCounts()
+{
+    const std::shared_ptr<ParticleShape> shape = particleShapePtr();
+    if (!shape || !m_blocks) {
+        return;
+    }
+    ParticleShape::ParticleCountBlock counts;
+    for (int depth = 0; depth < kNumDepths; ++depth) {
+        counts.tiles[depth] = countTiles(depth);
+    }
+    shape->publishCounts(std::move(counts), this->name());
+}
+
+template <typename T>
+void ParticleChannel<T>::syncShapeParticleReblock(const std::vector<ParticleToFrom>* in_list,
+                                                  const std::vector<unsigned long>* in_indices,
+                                                  int in_from_depth, int in_to_depth)
+{
+    if (Detail::isParticleDepth(in_from_depth) && Detail::isParticleDepth(in_to_depth)) {
+        publishReblock(ParticleReblock(*in_list, *in_indices, in_from_depth, in_to_depth));
+    }
+}
+
+template <typename T>
+void ParticleChannel<T>::publishReblock(const ParticleReblock& in_reblock)
+{
+    const std::shared_ptr<ParticleShape> shape = particleShapePtr();
+    if (!shape || !m_blocks) {
+        return;
+    }
+    shape->publishReblock(in_reblock);
+    shape->setCounts(in_reblock.from_depth, countTiles(in_reblock.from_depth));
+    if (in_reblock.to_depth != in_reblock.from_depth) {
+        shape->setCounts(in_reblock.to_depth, countTiles(in_reblock.to_depth));
+    }
+}
+
+/// In passes, each done before the next begins: a tile that grows may be one that others read.
+template <typename T>
+void ParticleChannel<T>::reblock(const ParticleReblock& in_reblock)
+{
+    using Run = ParticleReblock::Run;
+    Tiles& sources = tiles(in_reblock.from_depth);
+    Tiles& targets = tiles(in_reblock.to_depth);
+    const std::vector<Run>& arriving = in_reblock.arriving_runs;
+    const std::vector<Run>& leaving = in_reblock.leaving_runs;
+    const auto targetOf = [&](const Run& in_run) {
+        const std::size_t index = static_cast<std::size_t>(in_run.tile);
+        return index < targets.size() ? &targets[index] : nullptr;
+    };
+
+    ParticleReblock::forRuns(arriving, [&](long long n) {
+        if (Tile* const tile = targetOf(arriving[n])) {
+            tile->reserve(tile->size() +
+                          static_cast<unsigned long>(arriving[n].end - arriving[n].begin));
+        }
+    });
+
+    std::vector<unsigned long> num_copied(arriving.size());
+    ParticleReblock::forRuns(arriving, [&](long long n) {
+        if (Tile* const tile = targetOf(arriving[n])) {
+            num_copied[n] = Detail::copyElements(in_reblock.arriving.data() + arriving[n].begin,
+                                                 in_reblock.arriving.data() + arriving[n].end,
+                                                 sources, tile->data() + tile->size());
+        }
+    });
+    for (std::size_t n = 0; n < arriving.size(); ++n) {
+        if (Tile* const tile = targetOf(arriving[n])) {
+            tile->resizeForOverwrite(tile->size() + num_copied[n]);
+        }
+    }
+
+    ParticleReblock::forRuns(leaving, [&](long long n) {
+        const std::size_t index = static_cast<std::size_t>(leaving[n].tile);
+        if (index < sources.size()) {
+            Detail::removeElements(in_reblock.leaving + leaving[n].begin,
+                                   in_reblock.leaving + leaving[n].end, sources[index]);
+            sources[index].repack(1.0f);
+        }
+    });
+}
+
+}  // namespace Skelvar

@@ -1,0 +1,181 @@
+#include <skelvar/particles/ReblockByPosition.h>
+
+#include <skelvar/particles/NearbyTiles.h>
+#include <skelvar/particles/ParticleChannel.h>
+#include <skelvar/particles/ParticleShape.h>
+
+#include <tbb/blocked_range.h>
+#include <tbb/parallel_for.h>
+
+#include <algorithm>
+#include <array>
+#include <vector>
+
+namespace Skelvar {
+
+namespace {
+
+using Positions = ParticleChannel<vec3f>;
+using MoveList = std::vector<ParticleToFrom>;
+
+constexpr int kStrays = kNumDepths;  ///< in place of a depth
+
+/// Moves out of the tiles of one depth: a list for each depth of the destinations, and the strays.
+using MoveLists = std::array<MoveList, kNumDepths + 1>;
+
+/// The box of a tile, repeated for four points: rows of twelve floats that compare at once.
+struct TileBox {
+    static constexpr unsigned long kRow = 12;
+    float low[kRow];
+    float high[kRow];
+
+    explicit TileBox(const VoxelLayoutNode& in_node)
+    {
+        for (unsigned long n = 0; n < kRow; ++n) {
+            const int corner = in_node.corner()[static_cast<int>(n % 3)];
+            low[n] = static_cast<float>(corner);
+            high[n] = static_cast<float>(corner + kTileSideLUT[in_node.depth()]);
+        }
+    }
+    /// 0 if all values of a row are inside, else, as for a NaN, not 0.
+    int outside(const float* in_values) const
+    {
+        int outside = 0;
+        for (unsigned long n = 0; n < kRow; ++n) {
+            outside |= static_cast<int>(!(in_values[n] >= low[n])) |
+                       static_cast<int>(!(in_values[n] < high[n]));
+        }
+        return outside;
+    }
+    int isOutside(const vec3f& in_point) const
+    {
+        int outside = 0;
+        for (int a = 0; a < 3; ++a) {
+            outside |= static_cast<int>(!(in_point[a] >= low[a])) |
+                       static_cast<int>(!(in_point[a] < high[a]));
+        }
+        return outside;
+    }
+    bool holdsAll(const ParticleTile<vec3f>& in_points) const
+    {
+        const unsigned long count = 3 * in_points.size();
+        const float* const values = reinterpret_cast<const float*>(in_points.data());
+        int outside_any = 0;
+        unsigned long n = 0;
+        for (; n + kRow <= count; n += kRow) {
+            outside_any |= outside(values + n);
+        }
+        for (n /= 3; n < in_points.size(); ++n) {
+            outside_any |= isOutside(in_points[n]);
+        }
+        return outside_any == 0;
+    }
+};
+
+/// Appends the moves out of one tile.
+void findMoves(const ParticleTile<vec3f>& in_points, const VoxelLayoutNode& in_node,
+               NearbyTiles& io_nearby, MoveLists& io_moves)
+{
+    const TileBox box(in_node);
+    const bool has_children = in_node.numChildren() > 0;
+    if (in_points.empty() || (!has_children && box.holdsAll(in_points))) {
+        return;
+    }
+    const TileIndex here = in_node.tileIndex();
+    io_nearby.moveTo(here);
+    for (unsigned long n = 0; n < in_points.size(); ++n) {
+        if (!has_children && box.isOutside(in_points[n]) == 0) {
+            continue;
+        }
+        const TileIndex there = io_nearby.find(in_points[n]);
+        if (there.first < 0) {
+            io_moves[kStrays].push_back({-1, here.first, n});
+        } else if (there != here) {
+            io_moves[there.second].push_back({there.first, here.first, n});
+        }
+    }
+}
+
+/// Joins lists of neighbouring ranges of tiles.
+MoveLists joined(const std::vector<MoveLists>& in_pieces)
+{
+    MoveLists all;
+    tbb::parallel_for(0, kNumDepths + 1, [&](int in_depth) {
+        std::vector<std::size_t> begin = {0};
+        for (const MoveLists& piece : in_pieces) {
+            begin.push_back(begin.back() + piece[in_depth].size());
+        }
+        all[in_depth].resize(begin.back());
+        tbb::parallel_for(std::size_t(0), in_pieces.size(), [&](std::size_t n) {
+            std::copy(in_pieces[n][in_depth].begin(), in_pieces[n][in_depth].end(),
+                      all[in_depth].begin() + static_cast<std::ptrdiff_t>(begin[n]));
+        });
+    });
+    return all;
+}
+
+/// The moves out of all tiles of a depth, each list sorted.
+MoveLists findMoves(const Positions& in_position, const VoxelLayout& in_layout, int in_depth)
+{
+    constexpr int kTilesOfPiece = 64;
+    const int num_tiles = std::min(in_position.numTiles(in_depth), in_layout.numNodes(in_depth));
+    const int num_pieces = (num_tiles + kTilesOfPiece - 1) / kTilesOfPiece;
+    std::vector<MoveLists> pieces(static_cast<std::size_t>(num_pieces));
+    tbb::parallel_for(tbb::blocked_range<int>(0, num_pieces),
+                      [&](const tbb::blocked_range<int>& in_range) {
+                          NearbyTiles nearby(in_layout);
+                          for (int piece = in_range.begin(); piece < in_range.end(); ++piece) {
+                              const int end = std::min((piece + 1) * kTilesOfPiece, num_tiles);
+                              for (int n = piece * kTilesOfPiece; n < end; ++n) {
+                                  findMoves(in_position.tile(n, in_depth),
+                                            in_layout.node(n, in_depth), nearby, pieces[piece]);
+                              }
+                          }
+                      });
+    return joined(pieces);
+}
+
+}  // namespace
+
+ReblockResult reblockByPosition(Positions& io_position, StrayParticles in_strays)
+{
+    ReblockResult result;
+    const std::shared_ptr<ParticleShape> shape = io_position.particleShapePtr();
+    const std::shared_ptr<VoxelLayout> layout = shape ? shape->layoutPtr() : nullptr;
+    if (!layout || !io_position.blockDataPtr()) {
+        return result;
+    }
+    Positions::Accessor accessor = io_position.accessor();
+    for (int depth = 0; depth < kNumDepths; ++depth) {
+        // One destination depth at a time: each step changes the places of those that stay.
+        bool is_first = true;
+        for (bool goes_on = true; goes_on; is_first = false) {
+            const MoveLists moves = findMoves(io_position, *layout, depth);
+            const bool strays_go = in_strays == eStraysGo && !moves[kStrays].empty();
+            int num_lists = 0;
+            int destination = kStrays;
+            for (int n = kNumDepths - 1; n >= 0; --n) {
+                if (!moves[n].empty()) {
+                    destination = n;
+                    ++num_lists;
+                }
+            }
+            if (is_first) {
+                result.strays += moves[kStrays].size();
+            }
+            if (destination < kStrays) {
+                accessor.reblock(&moves[destination], depth, destination);
+                result.moved += moves[destination].size();
+                goes_on = num_lists > 1 || strays_go;
+            } else {
+                if (strays_go) {
+                    accessor.remove(&moves[kStrays], depth);
+                }
+                goes_on = false;
+            }
+        }
+    }
+    return result;
+}
+
+}  // namespace Skelvar
