@@ -6,6 +6,8 @@
 #include <tbb/parallel_reduce.h>
 
 #include <cstdlib>
+#include <ostream>
+#include <utility>
 
 namespace Skelvar {
 
@@ -37,7 +39,8 @@ void checkParent(const VoxelLayout& in_layout, const VoxelLayoutNode& in_node,
 void checkChildren(const VoxelLayout& in_layout, const VoxelLayoutNode& in_node,
                    LayoutConsistency& io_counts)
 {
-    long long cells = kTileSize;
+    // Unsigned, since sizes that are read may have any value.
+    unsigned long long cells = kTileSize;
     for (int slot = 0; slot < kTileSize && in_node.hasChildSlots(); ++slot) {
         const TileIndex index = in_node.childTileIndex(slot);
         if (index.first < 0) {
@@ -47,10 +50,10 @@ void checkChildren(const VoxelLayout& in_layout, const VoxelLayoutNode& in_node,
             in_layout.node(index).id() != selectChild(in_node.id(), slot)) {
             ++io_counts.broken_children;
         } else {
-            cells += in_layout.node(index).branchSize();
+            cells += static_cast<unsigned long long>(in_layout.node(index).branchSize());
         }
     }
-    io_counts.wrong_branch_sizes += in_node.branchSize() != cells;
+    io_counts.wrong_branch_sizes += static_cast<unsigned long long>(in_node.branchSize()) != cells;
 }
 
 void checkNode(const VoxelLayout& in_layout, const TileIndex& in_place,
@@ -133,6 +136,29 @@ LayoutConsistency checkLayout(const VoxelLayout& in_layout)
     }
     counts.miscounted_nodes = std::llabs(live_nodes - in_layout.numNodes());
     return counts;
+}
+
+bool isLayoutConsistent(const VoxelLayout& in_layout, std::ostream* out_report)
+{
+    const LayoutConsistency counts = checkLayout(in_layout);
+    if (out_report != nullptr) {
+        const std::pair<long long, const char*> kinds[] = {
+            {counts.misplaced_nodes, "misplaced nodes"},
+            {counts.bad_ids, "ids that are not those of their tile"},
+            {counts.broken_parents, "broken links to parents"},
+            {counts.broken_children, "broken links to children"},
+            {counts.stray_roots, "roots that the root map lacks"},
+            {counts.bad_root_entries, "entries of the root map without a root"},
+            {counts.wrong_branch_sizes, "wrong branch sizes"},
+            {counts.miscounted_nodes, "nodes more or less than counted"}};
+        for (const auto& [count, kind] : kinds) {
+            if (count > 0) {
+                *out_report << count << " " << kind << "\n";
+            }
+        }
+        *out_report << "num_violations = " << counts.total() << "\n";
+    }
+    return counts.total() == 0;
 }
 
 }  // namespace Skelvar

@@ -2,6 +2,7 @@
 
 #include <skelvar/tree/VoxelLayoutAccessor.h>
 
+#include <optional>
 #include <vector>
 
 namespace Skelvar {
@@ -25,7 +26,14 @@ public:
     NodeIteratorBase(LayoutPtr in_layout, int in_start_depth, int in_end_depth,
                      LayoutTraversalType in_order);
     /// At the end: depth 7, index the size of its array, not valid.
-    explicit NodeIteratorBase(LayoutPtr in_layout);
+    explicit NodeIteratorBase(LayoutPtr in_layout)
+        : m_layout(in_layout),
+          m_order(VoxelLayout::BreadthFirstTopDown),
+          m_index(in_layout->numNodes(kMaxTileDepth)),
+          m_depth(kMaxTileDepth),
+          m_size(m_index)
+    {
+    }
 
     NodeIteratorBase& operator++()
     {
@@ -77,16 +85,16 @@ private:
 
     LayoutPtr m_layout;
     LayoutTraversalType m_order;
-    int m_start_depth;
-    int m_end_depth;
+    int m_start_depth = 0;
+    int m_end_depth = kMaxTileDepth;
     int m_index = -1;
     int m_depth = 0;
     int m_size = 0;  ///< of the array of this depth
     bool m_valid = false;
     std::vector<TileIndex> m_pending;      ///< nodes to come before the next root, last first
     std::size_t m_pending_after_node = 0;  ///< how many of them do not belong to this node
-    VoxelLayout::RootMap::const_iterator m_next_root;
-    VoxelLayout::ConstAccessor m_accessor;
+    VoxelLayout::RootMap::const_iterator m_next_root{};
+    std::optional<VoxelLayout::ConstAccessor> m_accessor;  ///< for neighbours, made on first use
 };
 
 extern template class NodeIteratorBase<VoxelLayoutNode&, VoxelLayout*>;

@@ -4,6 +4,7 @@
 #include <skelvar/base/VoxelOffsetType.h>
 #include <skelvar/tree/TileId.h>
 
+#include <functional>
 #include <iterator>
 #include <memory>
 #include <type_traits>
@@ -12,8 +13,26 @@
 namespace Skelvar {
 
 class VoxelLayout;
+class VoxelShape;
 
 namespace Detail {
+
+/// The cells from floor(lo) to floor(hi) on each axis, in coordinate units. Not a number anywhere
+/// means none.
+struct CellBox {
+    vec3f lo;
+    vec3f hi;
+};
+
+/// Writes the boxes from `in_begin` up to `in_end`. Called on several threads at once, for no more
+/// than a few hundred boxes at a time.
+using CellBoxes = std::function<void(long long in_begin, long long in_end, CellBox* out_boxes)>;
+
+/// Makes the tiles of a depth that meet one of `in_count` boxes, as told below. `in_label` names
+/// the collecting to the profiler.
+SKELVAR_API void refineAroundBoxes(VoxelLayout& io_layout, long long in_count,
+                                   const CellBoxes& in_boxes, int in_depth, const char* in_label,
+                                   std::vector<TileId>* out_added);
 
 SKELVAR_API void refineAroundPoints(VoxelLayout& io_layout, const vec3f* in_first,
                                     const vec3f* in_last, float in_radius,
@@ -52,6 +71,10 @@ template <typename Layout, typename Shape>
 void refineLayout(Layout* io_layout, const Layout* in_source, Shape* in_shape,
                   Shape* in_source_shape, float in_radius = 0.0f, int in_depth = kMaxTileDepth,
                   std::vector<TileId>* out_added = nullptr);
+
+extern template void refineLayout<VoxelLayout, VoxelShape>(VoxelLayout*, const VoxelLayout*,
+                                                           VoxelShape*, VoxelShape*, float, int,
+                                                           std::vector<TileId>*);
 
 /// Refines the layout of a voxel shape around the particles of a shape that lies on `in_source`.
 template <typename Layout, typename Shape, typename ParticleShape>

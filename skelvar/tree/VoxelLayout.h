@@ -192,12 +192,12 @@ public:
     void accept(ThreadVisitors& io_visitors, const TileIndex& in_start) const;
     void accept(ThreadVisitors& io_visitors, const std::vector<TileIndex>& in_starts);
     void accept(ThreadVisitors& io_visitors, const std::vector<TileIndex>& in_starts) const;
-    /// The walk of one branch by tasks, behind orders 5 and 6. A branch of at most `in_grain` cells
-    /// is walked at once; children of larger ones have tasks of their own, smaller ones share tasks
-    /// that are full at `in_max_grain` cells.
-    void acceptParallel(ThreadVisitors& io_visitors, const TileIndex& in_start,
+    /// The walk of branches by tasks, behind orders 5 and 6. A branch of at most `in_grain` cells
+    /// is walked in one go; larger ones have tasks of their own, smaller ones share tasks that are
+    /// full at `in_max_grain` cells. Returns when all is done.
+    void acceptParallel(ThreadVisitors& io_visitors, const std::vector<TileIndex>& in_starts,
                         unsigned long long in_grain, unsigned long long in_max_grain);
-    void acceptParallel(ThreadVisitors& io_visitors, const TileIndex& in_start,
+    void acceptParallel(ThreadVisitors& io_visitors, const std::vector<TileIndex>& in_starts,
                         unsigned long long in_grain, unsigned long long in_max_grain) const;
 
     /// The live nodes of the depths, both inclusive and cut to 0 to 7: in array order with
@@ -320,7 +320,7 @@ public:
 
 private:
     struct BulkInsertion;
-    friend class LayoutMerge;
+    friend class LayoutMerge;  // a private class that makes nodes in bulk
 
     /// The root that is the tile or an ancestor of it.
     TileIndex rootAbove(TileId in_id) const;

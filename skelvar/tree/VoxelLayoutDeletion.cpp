@@ -1,6 +1,7 @@
 #include <skelvar/tree/VoxelLayout.h>
 
 #include <skelvar/tree/BulkLoop.h>
+#include <skelvar/tree/VoxelLayoutNodeVisitor.h>
 
 #include <tbb/parallel_reduce.h>
 #include <tbb/parallel_sort.h>
@@ -11,17 +12,25 @@ namespace Skelvar {
 
 namespace {
 
-/// Appends a branch, children before their parent.
-void collectPostOrder(const VoxelLayout& in_layout, const TileIndex& in_start,
-                      std::vector<TileIndex>& out_indices)
-{
-    const VoxelLayoutNode& node = in_layout.node(in_start);
-    const VoxelLayoutNode::ChildIterator end(false, &node, false);
-    for (VoxelLayoutNode::ChildIterator child(true, &node, false); child != end; ++child) {
-        collectPostOrder(in_layout, *child, out_indices);
+/// Marks the nodes of a branch deleted, children before their parent.
+class BranchDeleter : public VoxelLayoutNodeVisitor {
+public:
+    explicit BranchDeleter(std::vector<TileId>* out_ids) : m_ids(out_ids) {}
+
+    void postVisit(VoxelLayoutNode* io_node, const TileIndex& in_index) override
+    {
+        io_node->invalidate();
+        m_indices.push_back(in_index);
+        if (m_ids != nullptr) {
+            m_ids->push_back(io_node->id());
+        }
     }
-    out_indices.push_back(in_start);
-}
+
+    std::vector<TileIndex> m_indices;
+
+private:
+    std::vector<TileId>* m_ids;  ///< may be null
+};
 
 void append(std::vector<TileId>& io_list, const std::vector<TileId>& in_more)
 {
@@ -101,14 +110,9 @@ void VoxelLayout::deleteNode(const TileIndex& in_index, std::vector<TileId>* out
         addToBranches(parent, -top.branchSize());
     }
 
-    std::vector<TileIndex> deleted;
-    collectPostOrder(*this, in_index, deleted);
-    for (const TileIndex& index : deleted) {
-        node(index).invalidate();
-        if (out_deleted_ids != nullptr) {
-            out_deleted_ids->push_back(node(index).id());
-        }
-    }
+    BranchDeleter deleter(out_deleted_ids);
+    accept(&deleter, in_index);
+    const std::vector<TileIndex>& deleted = deleter.m_indices;
     m_num_nodes -= static_cast<int>(deleted.size());
     if (m_compact_on_delete) {
         compactStorage(deleted);

@@ -1,6 +1,6 @@
 #include <skelvar/tree/VoxelLayout.h>
 
-#include <skelvar/tree/VoxelLayoutAccessor.h>
+#include <skelvar/tree/NodeIteratorBase.h>
 #include <skelvar/tree/VoxelLayoutNodeVisitor.h>
 
 #include <algorithm>
@@ -200,6 +200,13 @@ void VoxelLayout::addBranch(const TileIndex& in_parent, const VoxelLayoutNode& i
     const VoxelLayoutNode::ChildIterator end(false, &in_node, false);
     for (VoxelLayoutNode::ChildIterator child(true, &in_node, false); child != end; ++child) {
         addBranch(copy, in_other.node(*child), in_other);
+    }
+}
+
+void VoxelLayout::addBranch(const ConstNodeIterator& in_node, const VoxelLayout& in_other)
+{
+    if (in_node.valid() && in_node.depth() > 0) {
+        addBranch(nodeIndex<true>(parentTile((*in_node).id())), *in_node, in_other);
     }
 }
 

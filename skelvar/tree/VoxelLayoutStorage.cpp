@@ -2,6 +2,7 @@
 
 #include <skelvar/base/SkelvarProfiler.h>
 #include <skelvar/tree/BulkLoop.h>
+#include <skelvar/tree/VoxelLayoutNodeVisitor.h>
 
 #include <algorithm>
 #include <stdexcept>
@@ -23,27 +24,40 @@ void VoxelLayout::clear()
     nodesCleared();
 }
 
+namespace {
+
+/// Adds up the cells of branches, each after those below it.
+class BranchSizes : public VoxelLayoutNodeVisitor {
+public:
+    explicit BranchSizes(VoxelLayout& io_layout) : m_layout(io_layout) {}
+
+    void preVisit(VoxelLayoutNode*, const TileIndex&) override {}
+    void postVisit(VoxelLayoutNode* io_node, const TileIndex& in_index) override
+    {
+        long long cells = kTileSize;
+        if (in_index.second == kMaxTileDepth - 1) {
+            cells += static_cast<long long>(kTileSize) * io_node->numChildren();
+        } else if (io_node->hasChildSlots()) {
+            const VoxelLayout::NodeArray& below = m_layout.nodes(in_index.second + 1);
+            for (int slot = 0; slot < kTileSize; ++slot) {
+                cells += io_node->child(slot) < 0 ? 0 : below[io_node->child(slot)].branchSize();
+            }
+        }
+        io_node->setBranchSize(cells);
+    }
+
+private:
+    VoxelLayout& m_layout;
+};
+
+}  // namespace
+
 void VoxelLayout::setBranchSizes()
 {
-    // A node of depth 7 has its own cells only, from the start.
-    for (int depth = kMaxTileDepth - 1; depth >= 0; --depth) {
-        NodeArray& array = nodes(depth);
-        const NodeArray& below = nodes(depth + 1);
-        Detail::bulkLoop(array.size(), [&](long long begin, long long end) {
-            for (long long n = begin; n < end; ++n) {
-                VoxelLayoutNode& node = array[n];
-                long long cells = kTileSize;
-                if (depth == kMaxTileDepth - 1) {
-                    cells += static_cast<long long>(kTileSize) * node.numChildren();
-                } else if (node.hasChildSlots()) {
-                    for (int slot = 0; slot < kTileSize; ++slot) {
-                        cells += node.child(slot) < 0 ? 0 : below[node.child(slot)].branchSize();
-                    }
-                }
-                node.setBranchSize(cells);
-            }
-        });
-    }
+    // A node of depth 7 has its own cells only, from the start. The walk goes by depth, since one
+    // by branches would share out the work by the very sizes that are to be found.
+    BranchSizes visitor(*this);
+    accept(&visitor, ParallelByDepthBottomUp, {}, 0, kMaxTileDepth - 1);
 }
 
 void VoxelLayout::copyInto(const std::shared_ptr<TreeLayout3DBase>& io_target, bool in_deep) const

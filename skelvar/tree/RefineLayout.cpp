@@ -1,0 +1,312 @@
+#include <skelvar/tree/RefineLayout.h>
+
+#include <skelvar/base/SkelvarProfiler.h>
+#include <skelvar/tree/LayoutMerge.h>
+
+#include <tbb/blocked_range.h>
+#include <tbb/enumerable_thread_specific.h>
+#include <tbb/parallel_for.h>
+#include <tbb/parallel_sort.h>
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cmath>
+
+namespace Skelvar::Detail {
+
+namespace {
+
+using Word = unsigned long long;
+
+/// A tile whose children are wanted, with a bit for each child slot. 125 bits.
+struct Block {
+    Word key;  ///< while collecting, the tile's place on three axes; then its id
+    Word slots[2];
+};
+
+/// A set of tiles of one depth, kept as blocks: an open hash table that is at most half full.
+/// Remembers the last block, so that boxes near each other cost no search.
+class TileSet {
+public:
+    /// Adds the child in `in_slot` of the block.
+    void add(Word in_key, int in_slot)
+    {
+        if (in_key != m_last_key) {
+            m_last = find(in_key);
+            m_last_key = in_key;
+        }
+        m_table[m_last].slots[in_slot / 64] |= Word{1} << in_slot % 64;
+    }
+
+    void appendTo(std::vector<Block>& io_blocks) const
+    {
+        std::copy_if(m_table.begin(), m_table.end(), std::back_inserter(io_blocks),
+                     [](const Block& block) { return block.key != kNone; });
+    }
+
+private:
+    static constexpr Word kNone = ~Word{0};
+    static constexpr int kFirstBits = 12;
+
+    std::size_t find(Word in_key)
+    {
+        std::size_t place = placeOf(in_key);
+        if (m_table[place].key == kNone) {
+            if (2 * (m_size + 1) > m_table.size()) {
+                grow();
+                place = placeOf(in_key);
+            }
+            m_table[place].key = in_key;
+            ++m_size;
+        }
+        return place;
+    }
+    std::size_t placeOf(Word in_key) const
+    {
+        // Multiplicative hashing: the upper bits of the product depend on all bits of the key.
+        std::size_t place = in_key * 0x9E3779B97F4A7C15ULL >> (64 - m_bits);
+        while (m_table[place].key != in_key && m_table[place].key != kNone) {
+            place = (place + 1) & (m_table.size() - 1);
+        }
+        return place;
+    }
+    void grow()
+    {
+        std::vector<Block> old(std::size_t{2} << m_bits, Block{kNone, {}});
+        old.swap(m_table);
+        ++m_bits;
+        for (const Block& block : old) {
+            if (block.key != kNone) {
+                m_table[placeOf(block.key)] = block;
+            }
+        }
+    }
+
+    int m_bits = kFirstBits;  ///< binary logarithm of the size of the table
+    std::vector<Block> m_table = std::vector<Block>(std::size_t{1} << kFirstBits, Block{kNone, {}});
+    std::size_t m_size = 0;
+    Word m_last_key = kNone;
+    std::size_t m_last = 0;
+};
+
+constexpr int kAxisBits = 17;  ///< of the place of a block on an axis, 5^7 at most
+
+/// Cell that holds a coordinate, counted from the corner of the domain and cut to it.
+unsigned cellFromCorner(float in_coordinate)
+{
+    const float cut = std::clamp(in_coordinate, -static_cast<float>(kTileOrigin),
+                                 static_cast<float>(kTileOrigin));
+    const int whole = static_cast<int>(cut);
+    return static_cast<unsigned>(whole - (cut < static_cast<float>(whole)) + kTileOrigin);
+}
+
+/// The tiles of `Depth` that meet a box of cells, as children of blocks one depth above.
+template <int Depth>
+void addBox(const CellBox& in_box, TileSet& io_tiles)
+{
+    constexpr unsigned side = kTileSideLUT[Depth];
+    unsigned low[3];
+    unsigned high[3];
+    for (int axis = 0; axis < 3; ++axis) {
+        // Not a number fails, too.
+        if (!(in_box.hi[axis] >= -static_cast<float>(kTileOrigin) &&
+              in_box.lo[axis] < static_cast<float>(kTileOrigin + 1))) {
+            return;
+        }
+        low[axis] = cellFromCorner(in_box.lo[axis]) / side;
+        high[axis] = cellFromCorner(in_box.hi[axis]) / side;
+    }
+    for (unsigned z = low[2]; z <= high[2]; ++z) {
+        for (unsigned y = low[1]; y <= high[1]; ++y) {
+            const Word row = Word{z / 5} << 2 * kAxisBits | Word{y / 5} << kAxisBits;
+            const unsigned first_slot = 5 * (y % 5 + 5 * (z % 5));
+            for (unsigned x = low[0]; x <= high[0]; ++x) {
+                io_tiles.add(row | x / 5, static_cast<int>(first_slot + x % 5));
+            }
+        }
+    }
+}
+
+/// The id of a block of that depth from its place.
+TileId blockId(Word in_key, int in_depth)
+{
+    const Word mask = (Word{1} << kAxisBits) - 1;
+    const auto corner = [&](int in_axis) {
+        const int place = static_cast<int>(in_key >> in_axis * kAxisBits & mask);
+        return place * kTileSideLUT[in_depth] - kTileOrigin;
+    };
+    return tileCoordsToId(corner(0), corner(1), corner(2), in_depth);
+}
+
+/// The blocks of all threads by rising id, each once.
+template <typename TileSets>
+std::vector<Block> gatherBlocks(const TileSets& in_sets, int in_depth)
+{
+    std::vector<Block> blocks;
+    for (const TileSet& set : in_sets) {
+        set.appendTo(blocks);
+    }
+    tbb::parallel_for(std::size_t{0}, blocks.size(),
+                      [&](std::size_t n) { blocks[n].key = blockId(blocks[n].key, in_depth); });
+    tbb::parallel_sort(blocks.begin(), blocks.end(),
+                       [](const Block& a, const Block& b) { return a.key < b.key; });
+    std::size_t count = 0;
+    for (const Block& block : blocks) {
+        if (count > 0 && blocks[count - 1].key == block.key) {
+            blocks[count - 1].slots[0] |= block.slots[0];
+            blocks[count - 1].slots[1] |= block.slots[1];
+        } else {
+            blocks[count++] = block;
+        }
+    }
+    blocks.resize(count);
+    return blocks;
+}
+
+/// The tiles of the depth below the blocks.
+void listChildren(const std::vector<Block>& in_blocks, int in_block_depth,
+                  TileForest::Depth& out_tiles)
+{
+    std::vector<long long> first(in_blocks.size() + 1);
+    for (std::size_t n = 0; n < in_blocks.size(); ++n) {
+        first[n + 1] =
+            first[n] + std::popcount(in_blocks[n].slots[0]) + std::popcount(in_blocks[n].slots[1]);
+    }
+    out_tiles.ids.resize(first.back());
+    out_tiles.parents.resize(first.back());
+    const int shift = tileDigitShift(in_block_depth + 1);
+    tbb::parallel_for(std::size_t{0}, in_blocks.size(), [&](std::size_t n) {
+        long long place = first[n];
+        for (int half = 0; half < 2; ++half) {
+            for (Word slots = in_blocks[n].slots[half]; slots != 0; slots &= slots - 1) {
+                const int slot = 64 * half + std::countr_zero(slots);
+                out_tiles.ids[place] = in_blocks[n].key | static_cast<Word>(slot + 1) << shift;
+                out_tiles.parents[place] = static_cast<int>(n);
+                ++place;
+            }
+        }
+    });
+}
+
+/// The parents of the tiles of a depth, each once.
+void listParents(int in_depth, TileForest& io_forest)
+{
+    TileForest::Depth& tiles = io_forest.depths[in_depth];
+    array1<TileId>& above = io_forest.depths[in_depth - 1].ids;
+    tiles.parents.resize(tiles.ids.size());
+    for (long long n = 0; n < tiles.ids.size(); ++n) {
+        const TileId parent = ancestorTile(tiles.ids[n], in_depth - 1);
+        if (above.empty() || above.back() != parent) {
+            above.push_back(parent);
+        }
+        tiles.parents[n] = static_cast<int>(above.size()) - 1;
+    }
+}
+
+/// A tree from the root tile down to the tiles that a set of each thread holds.
+template <typename TileSets>
+TileForest makeForest(const TileSets& in_sets, int in_depth)
+{
+    const std::vector<Block> blocks = gatherBlocks(in_sets, in_depth - 1);
+    TileForest forest;
+    listChildren(blocks, in_depth - 1, forest.depths[in_depth]);
+    array1<TileId>& block_ids = forest.depths[in_depth - 1].ids;
+    block_ids.resize(static_cast<long long>(blocks.size()));
+    std::transform(blocks.begin(), blocks.end(), block_ids.begin(),
+                   [](const Block& block) { return block.key; });
+    for (int depth = in_depth - 1; depth > 0; --depth) {
+        listParents(depth, forest);
+    }
+    return forest;
+}
+
+template <int Depth>
+TileForest collectTiles(long long in_count, const CellBoxes& in_boxes, const char* in_label)
+{
+    constexpr long long kBatch = 256;
+    tbb::enumerable_thread_specific<TileSet> sets;
+    tbb::parallel_for(tbb::blocked_range<long long>(0, in_count, 4 * kBatch),
+                      [&](const tbb::blocked_range<long long>& range) {
+                          const SkelvarProfiler::Scope event(in_label);
+                          TileSet& tiles = sets.local();
+                          std::array<CellBox, kBatch> boxes;
+                          for (long long n = range.begin(); n < range.end(); n += kBatch) {
+                              const long long count = std::min(kBatch, range.end() - n);
+                              in_boxes(n, n + count, boxes.data());
+                              for (long long b = 0; b < count; ++b) {
+                                  addBox<Depth>(boxes[b], tiles);
+                              }
+                          }
+                      });
+    return makeForest(sets, Depth);
+}
+
+TileForest collectTiles(long long in_count, const CellBoxes& in_boxes, int in_depth,
+                        const char* in_label)
+{
+    switch (in_depth) {
+        case 1:
+            return collectTiles<1>(in_count, in_boxes, in_label);
+        case 2:
+            return collectTiles<2>(in_count, in_boxes, in_label);
+        case 3:
+            return collectTiles<3>(in_count, in_boxes, in_label);
+        case 4:
+            return collectTiles<4>(in_count, in_boxes, in_label);
+        case 5:
+            return collectTiles<5>(in_count, in_boxes, in_label);
+        case 6:
+            return collectTiles<6>(in_count, in_boxes, in_label);
+        case 7:
+            return collectTiles<7>(in_count, in_boxes, in_label);
+        default: {
+            // The root tile, if anything of the domain is wanted: its children tell.
+            TileForest forest = collectTiles<1>(in_count, in_boxes, in_label);
+            forest.depths[1] = {};
+            return forest;
+        }
+    }
+}
+
+}  // namespace
+
+void refineAroundBoxes(VoxelLayout& io_layout, long long in_count, const CellBoxes& in_boxes,
+                       int in_depth, const char* in_label, std::vector<TileId>* out_added)
+{
+    if (in_depth < 0 || in_depth > kMaxTileDepth || in_count <= 0) {
+        return;
+    }
+    const TileForest forest = collectTiles(in_count, in_boxes, in_depth, in_label);
+    if (forest.depths[0].ids.empty()) {
+        return;
+    }
+    const SkelvarProfiler::Scope event("VoxelLayout::refine");
+    LayoutMerge merge(io_layout, out_added);
+    merge.add(forest);
+    merge.finish();
+}
+
+void refineAroundPoints(VoxelLayout& io_layout, const vec3f* in_first, const vec3f* in_last,
+                        float in_radius, VoxelOffsetType in_offset, int in_depth,
+                        std::vector<TileId>* out_added)
+{
+    if (!(in_radius >= 0.0f) || !std::isfinite(in_radius)) {
+        return;
+    }
+    const vec3f offset = kVoxelOffset[in_offset & 7];
+    const auto boxes = [&](long long in_begin, long long in_end, CellBox* out_boxes) {
+        for (long long n = in_begin; n < in_end; ++n) {
+            CellBox& box = *out_boxes++;
+            for (int axis = 0; axis < 3; ++axis) {
+                const float p = in_first[n][axis];
+                box.lo[axis] = p - in_radius - offset[axis];
+                box.hi[axis] = p + in_radius - offset[axis];
+            }
+        }
+    };
+    refineAroundBoxes(io_layout, in_last - in_first, boxes, in_depth, "Refine::refineLayouts_1",
+                      out_added);
+}
+
+}  // namespace Skelvar::Detail
