@@ -39,6 +39,9 @@ class TileNeighbours {
 public:
     /// Index of the tile, -1 before the first `enter`.
     int index() const { return m_index; }
+    int depth() const { return m_depth; }
+    /// The tile's minimum corner, in coordinate units.
+    const vec3i& corner() const { return m_corner; }
     bool hasParent() const { return m_parent != nullptr; }
     int parentIndex() const { return m_parent->index(); }
     /// The tile's place in its parent, 0 to 4 on each axis.
@@ -106,7 +109,7 @@ private:
     }
 
     int m_index = -1;
-    int m_depth = 0;
+    int m_depth = -1;
     vec3i m_corner{};
     vec3i m_place{};
     const VoxelLayoutNode* m_parent = nullptr;  ///< null for a tile without parent

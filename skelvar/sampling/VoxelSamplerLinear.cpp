@@ -6,37 +6,20 @@
 #include <skelvar/voxel/VoxelChannel.h>
 #include <skelvar/voxel/VoxelShape.h>
 
-#include <bit>
 #include <cassert>
 
 namespace Skelvar {
 
 namespace {
 
-constexpr int kOwn = 13;  ///< place of a tile in its own block
-constexpr int kBlockStride[3] = {1, 3, 9};
-constexpr int kCellStride[3] = {1, 5, 25};
-
-/// For a stencil that reaches from a tile towards entry n of its block: the bits of the entries
-/// that it reads.
-struct TouchedTiles {
-    unsigned bits[27] = {};
-
-    constexpr TouchedTiles()
-    {
-        for (int n = 0; n < 27; ++n) {
-            const int step[3] = {n % 3 - 1, n / 3 % 3 - 1, n / 9 - 1};
-            for (int corner = 0; corner < 8; ++corner) {
-                int at = kOwn;
-                for (int a = 0; a < 3; ++a) {
-                    at += (corner >> a & 1) * step[a] * kBlockStride[a];
-                }
-                bits[n] |= 1u << at;
-            }
-        }
-    }
-};
-constexpr TouchedTiles kTouchedTiles;
+/// True if a point lies in the tile of that corner and depth.
+bool contains(const vec3i& in_corner, int in_depth, const vec3i& in_point)
+{
+    const unsigned side = kTileSideLUT[in_depth];
+    return static_cast<unsigned>(in_point[0] - in_corner[0]) < side &&
+           static_cast<unsigned>(in_point[1] - in_corner[1]) < side &&
+           static_cast<unsigned>(in_point[2] - in_corner[2]) < side;
+}
 
 /// True if all of the translation, the shear and the difference of the scales are zero.
 bool isUniformScale(const mat4f& in_map)
@@ -102,16 +85,6 @@ const TreeChannel3DBase* VoxelSamplerLinear<T, HALO>::channel() const
 }
 
 template <typename T, int HALO>
-void VoxelSamplerLinear<T, HALO>::enterTile(const TileIndex& in_index) const
-{
-    m_tile = in_index;
-    m_corner = m_accessor->layout().node(in_index).corner();
-    m_side = kTileSideLUT[in_index.second];
-    m_known = m_existing = 1u << kOwn;
-    m_block[kOwn] = m_channel->tile(in_index).data();
-}
-
-template <typename T, int HALO>
 bool VoxelSamplerLinear<T, HALO>::findStencil(const vec3f& in_position, int in_depth,
                                               Stencil& out_stencil) const
 {
@@ -123,21 +96,20 @@ bool VoxelSamplerLinear<T, HALO>::findStencil(const vec3f& in_position, int in_d
     }
     const int depth = in_depth < kMaxTileDepth ? in_depth : kMaxTileDepth;
     const vec3i q = Detail::cellCoordinates(p);
-    if (depth != m_tile.second || static_cast<unsigned>(q[0] - m_corner[0]) >= m_side ||
-        static_cast<unsigned>(q[1] - m_corner[1]) >= m_side ||
-        static_cast<unsigned>(q[2] - m_corner[2]) >= m_side) {
+    if (depth != m_neighbours.depth() || !contains(m_neighbours.corner(), depth, q)) {
         const TileIndex found = m_accessor->template nodeIndex<false>(q[0], q[1], q[2], depth);
         if (found.first < 0) {
             return false;
         }
-        if (found != m_tile) {
-            enterTile(found);
+        if (found.first != m_neighbours.index() || found.second != m_neighbours.depth()) {
+            m_neighbours.enter(found, m_accessor->layout(), *m_channel);
         }
     }
-    const float scale = kInvTileSideLUT[m_tile.second + 1];
+    const vec3i& corner = m_neighbours.corner();
+    const float scale = kInvTileSideLUT[m_neighbours.depth() + 1];
     const vec3f& offset = m_channel->VoxelChannel<T>::offset();
     for (int a = 0; a < 3; ++a) {
-        const float u = (p[a] - static_cast<float>(m_corner[a])) * scale - offset[a];
+        const float u = (p[a] - static_cast<float>(corner[a])) * scale - offset[a];
         const int cell = Detail::cellCoordinate(u);
         out_stencil.cell[a] = cell < kTileWidth - 1 ? cell : kTileWidth - 1;
         out_stencil.fraction[a] = u - static_cast<float>(out_stencil.cell[a]);
@@ -156,15 +128,15 @@ bool VoxelSamplerLinear<T, HALO>::prepareToSample(const vec3f& in_position, int 
     if (!findStencil(in_position, in_depth, stencil)) {
         return false;
     }
-    *out_scale = kInvTileSideLUT[m_tile.second + 1];
+    *out_scale = kInvTileSideLUT[m_neighbours.depth() + 1];
     *out_i = stencil.cell[0];
     *out_j = stencil.cell[1];
     *out_k = stencil.cell[2];
     *out_fx = stencil.fraction[0];
     *out_fy = stencil.fraction[1];
     *out_fz = stencil.fraction[2];
-    *out_tile_index = m_tile.first;
-    *out_tile_depth = m_tile.second;
+    *out_tile_index = m_neighbours.index();
+    *out_tile_depth = m_neighbours.depth();
     return true;
 }
 
@@ -179,57 +151,40 @@ int VoxelSamplerLinear<T, HALO>::updateCache(int in_tile_index, int in_depth) co
 }
 
 template <typename T, int HALO>
-void VoxelSamplerLinear<T, HALO>::findNeighbours(unsigned in_which) const
-{
-    const int depth = m_tile.second;
-    const int side = kTileSideLUT[depth];
-    for (unsigned rest = in_which; rest != 0; rest &= rest - 1) {
-        const int n = std::countr_zero(rest);
-        const TileIndex found = m_accessor->template nodeIndex<false>(
-            m_corner[0] + (n % 3 - 1) * side, m_corner[1] + (n / 3 % 3 - 1) * side,
-            m_corner[2] + (n / 9 - 1) * side, depth);
-        if (found.first >= 0 && found.second == depth) {
-            m_existing |= 1u << n;
-            m_block[n] = m_channel->tile(found).data();
-        }
-    }
-    m_known |= in_which;
-}
-
-template <typename T, int HALO>
 bool VoxelSamplerLinear<T, HALO>::readAcrossTiles(const Stencil& in_stencil,
                                                   T (&out_corners)[8]) const
 {
-    // Of each axis, for the low and the high value: the step to its tile and its cell there.
+    // Of each axis, for the low and the high value: the step to its tile, and its cell there.
+    constexpr int kPlaceStride[3] = {1, 3, 9};
+    constexpr int kCellStride[3] = {1, 5, 25};
     int tile[3][2];
     int cell[3][2];
-    int toward = kOwn;
-    unsigned needed = 0;
+    int toward = Detail::tilePlace(0, 0, 0);
+    Detail::TileSet needed = 0;
     for (int a = 0; a < 3; ++a) {
-        const int i = in_stencil.cell[a];
-        tile[a][0] = i < 0 ? -kBlockStride[a] : 0;
-        tile[a][1] = i < kTileWidth - 1 ? 0 : kBlockStride[a];
-        cell[a][0] = (i < 0 ? kTileWidth - 1 : i) * kCellStride[a];
-        cell[a][1] = (i < kTileWidth - 1 ? i + 1 : 0) * kCellStride[a];
+        for (int high = 0; high < 2; ++high) {
+            const Detail::AxisTap tap = Detail::axisTap(in_stencil.cell[a] + high);
+            tile[a][high] = tap.side * kPlaceStride[a];
+            cell[a][high] = tap.cell * kCellStride[a];
+        }
         toward += tile[a][0] + tile[a][1];
         // The haloed form has another first plane where a staggered axis has no low neighbour.
-        if (i == 0 && (m_channel->VoxelChannel<T>::offsetType() >> a & 1) != 0) {
-            needed |= 1u << (kOwn - kBlockStride[a]);
+        if (in_stencil.cell[a] == 0 && (m_channel->VoxelChannel<T>::offsetType() >> a & 1) != 0) {
+            needed |= 1u << (Detail::tilePlace(0, 0, 0) - kPlaceStride[a]);
         }
     }
-    needed |= kTouchedTiles.bits[toward];
-    if ((needed & ~m_known) != 0) {
-        findNeighbours(needed & ~m_known);
-    }
-    if ((needed & ~m_existing) != 0) {
+    needed |= Detail::kTilesToward[toward];
+    if (!m_neighbours.hasAll(needed, *m_accessor, *m_channel)) {
         return false;
     }
     for (int n = 0; n < 8; ++n) {
         const int x = n & 1;
         const int y = n >> 1 & 1;
         const int z = n >> 2;
-        out_corners[n] = m_block[kOwn + tile[0][x] + tile[1][y] + tile[2][z]]
-                                [cell[0][x] + cell[1][y] + cell[2][z]];
+        const auto& source =
+            *m_neighbours
+                 .block()[Detail::tilePlace(0, 0, 0) + tile[0][x] + tile[1][y] + tile[2][z]];
+        out_corners[n] = source(cell[0][x] + cell[1][y] + cell[2][z]);
     }
     return true;
 }
@@ -245,11 +200,11 @@ void VoxelSamplerLinear<T, HALO>::readCorners(const Stencil& in_stencil, T (&out
     int stride_j = 5;
     int stride_k = 25;
     if (inside) {
-        low = m_block[kOwn] + i + 5 * j + 25 * k;
+        low = &m_neighbours.tile()(i, j, k);
     } else if (readAcrossTiles(in_stencil, out_corners)) {
         return;
     } else {
-        const int slot = updateCache(m_tile.first, m_tile.second);
+        const int slot = updateCache(m_neighbours.index(), m_neighbours.depth());
         low = &m_cache->entries[slot].second(i, j, k);
         stride_j = 7;
         stride_k = 49;
@@ -282,7 +237,7 @@ T VoxelSamplerLinear<T, HALO>::sampleGradient(const vec3f& in_position,
     }
     T v[8];
     readCorners(stencil, v);
-    const float scale = kInvTileSideLUT[m_tile.second + 1];
+    const float scale = kInvTileSideLUT[m_neighbours.depth() + 1];
     for (int a = 0; a < 3; ++a) {
         const int b = a == 0 ? 1 : 0;
         const int c = a == 2 ? 1 : 2;

@@ -1,15 +1,12 @@
 #pragma once
 
 #include <skelvar/sampling/Sampler3D.h>
-#include <skelvar/tree/VoxelLayoutAccessor.h>
+#include <skelvar/sampling/TileNeighbours.h>
 
 #include <memory>
 #include <optional>
 
 namespace Skelvar {
-
-template <typename T>
-class VoxelChannel;
 
 /// Reads a voxel channel by trilinear interpolation of the eight values around a position,
 /// continuous across depths. As `BaseSampler`; the gradient is per coordinate unit of the tree,
@@ -57,27 +54,18 @@ private:
 
     /// Goes to the tile at a position and finds the stencil there.
     bool findStencil(const vec3f& in_position, int in_depth, Stencil& out_stencil) const;
-    void enterTile(const TileIndex& in_index) const;
     /// The eight values of a stencil in the current tile, x fastest.
     void readCorners(const Stencil& in_stencil, T (&out_corners)[8]) const;
     /// Reads them from the tiles around the current one. False if one of those is missing that the
     /// haloed form of the tile would be copied from.
     bool readAcrossTiles(const Stencil& in_stencil, T (&out_corners)[8]) const;
-    void findNeighbours(unsigned in_which) const;
 
     const VoxelChannel<T>* m_channel;
     mat4f m_to_tree;
     bool m_is_uniform_scale = false;
     mutable std::optional<VoxelLayout::ConstAccessor> m_accessor;  ///< none without a layout
-    mutable std::unique_ptr<Cache> m_cache;                        ///< made on first use
-
-    // The current tile: the last one that a position fell into.
-    mutable TileIndex m_tile;
-    mutable vec3i m_corner{};
-    mutable unsigned m_side = 0;      ///< 0 before the first one
-    mutable unsigned m_known = 0;     ///< bits of the entries of m_block that were looked up
-    mutable unsigned m_existing = 0;  ///< bits of those that exist
-    mutable const T* m_block[27];     ///< values of the tiles around it, as a `TileBlock`
+    mutable Detail::TileNeighbours<T> m_neighbours;  ///< of the tile that a position fell into last
+    mutable std::unique_ptr<Cache> m_cache;          ///< made on first use
 };
 
 #define SKELVAR_EXTERN(T) extern template class VoxelSamplerLinear<T, 1>;
