@@ -1,5 +1,6 @@
 #pragma once
 
+#include <skelvar/base/Kernel3D.h>
 #include <skelvar/base/TypeMeta.h>
 #include <skelvar/base/ValueTypes.h>
 #include <skelvar/voxel/TreeChannel3DBase.h>
@@ -13,6 +14,7 @@ class SKELVAR_API TreeChannel3DTyped : public TreeChannel3DBase {
 public:
     using value_type = T;
     class Iterator;
+    class Sampler;
 
     TreeChannel3DTyped() = default;
     TreeChannel3DTyped(const std::string& in_name, const T& in_background)
@@ -77,6 +79,32 @@ private:
     T* m_values = nullptr;  ///< of the tile
     unsigned long m_count = 0;
     unsigned long m_element = 0;
+};
+
+/// A reader for any channel, whatever it stands on: it gives the background value at every
+/// position. Voxel channels make samplers that read their values (`createSampler`). Borrows the
+/// channel.
+template <typename T>
+class SKELVAR_API TreeChannel3DTyped<T>::Sampler {
+public:
+    Sampler(SamplerSpace in_space, const TreeChannel3DTyped* in_channel)
+        : m_channel(in_channel), m_space(in_space)
+    {
+    }
+    virtual ~Sampler() = default;
+
+    virtual T sample(const vec3f&) const { return m_channel->backgroundValue(); }
+    virtual T sample(const vec3f&, const Kernel3D&) const { return m_channel->backgroundValue(); }
+    virtual T sample(const vec3f&, int) const { return m_channel->backgroundValue(); }
+    virtual T sample(const vec3f&, const Kernel3D&, int) const
+    {
+        return m_channel->backgroundValue();
+    }
+    SamplerSpace space() const { return m_space; }
+
+protected:
+    const TreeChannel3DTyped* m_channel;
+    SamplerSpace m_space;
 };
 
 #define SKELVAR_EXTERN(T) extern template class TreeChannel3DTyped<T>;
