@@ -7,7 +7,9 @@
 #include <tests/support/Random.h>
 #include <tests/support/VoxelTypes.h>
 
+#include <cmath>
 #include <memory>
+#include <string>
 
 namespace Skelvar::Test {
 
@@ -25,6 +27,17 @@ struct Field {
     {
         shape->setLayout(layout);
         shape->addChannel(channel);
+    }
+
+    /// Another channel on the shape.
+    template <typename U>
+    std::shared_ptr<VoxelChannel<U>> add(const std::string& in_name, const U& in_background = U{},
+                                         VoxelOffsetType in_offset = eOffsetCentre)
+    {
+        const auto added =
+            std::make_shared<VoxelChannel<U>>(in_name, nullptr, in_background, in_offset);
+        shape->addChannel(added);
+        return added;
     }
 
     /// Sets each cell of each depth to in_value(position of the value in coordinate units).

@@ -1,0 +1,284 @@
+#include <skelvar/sampling/VoxelSamplerLinear.h>
+
+#include <tests/sampling/Field.h>
+#include <tests/sampling/SlowSampler.h>
+#include <tests/support/ErrorOf.h>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+namespace Skelvar {
+namespace {
+
+using namespace Test;
+
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+
+template <typename T>
+class SamplerLinear : public ::testing::Test {
+};
+TYPED_TEST_SUITE(SamplerLinear, VoxelTypes);
+
+TYPED_TEST(SamplerLinear, EqualsTheSlowOneOnRandomTrees)
+{
+    using T = TypeParam;
+    using Gradient = orvel::Math::vec<3, T>;
+    Testing::Random random(815);
+    SCOPED_TRACE(random.seed());
+    for (int offset = 0; offset < 8; ++offset) {
+        const Field<T> field = anyField<T>(random, static_cast<VoxelOffsetType>(offset));
+        const VoxelSamplerLinear<T, 1> sampler(eTreeSpace, field.channel.get());
+        const auto slow = slowMembers(*field.channel, *field.layout);
+        vec3f position{};
+        for (int n = 0; n < 300; ++n) {
+            // Steps of a walk, which keep to a tile and come back to it, between jumps.
+            position = n % 10 == 0 ? anyPosition(random) : position + anyPosition(random) * 0.03f;
+            const int depth = n % 3 == 0 ? random.integer(0, 7) : 7;
+            const T value = sampler.sample(position, depth);
+            Gradient gradient;
+            const T beside = sampler.sampleGradient(position, &gradient);
+            for (int m = 0; m < MemberOf<T>::kCount; ++m) {
+                typename MemberOf<T>::type slow_gradient[3];
+                const auto slow_beside = slow[m].sampleGradient(position, slow_gradient);
+                ASSERT_EQ(slow[m].sample(position, depth), MemberOf<T>::get(value, m))
+                    << "offset " << offset << " step " << n;
+                ASSERT_EQ(slow_beside, MemberOf<T>::get(beside, m));
+                for (int a = 0; a < 3; ++a) {
+                    ASSERT_EQ(slow_gradient[a], MemberOf<T>::get(gradient[a], m))
+                        << "offset " << offset << " step " << n << " axis " << a;
+                }
+            }
+        }
+    }
+}
+
+/// The children of all cells of the root tile about the origin, down to the finest depth there,
+/// with a coarser surrounding.
+std::shared_ptr<VoxelLayout> steppedLayout()
+{
+    LayoutBuilder builder;
+    builder.tile({0, 0, 0}, 0);
+    for (int depth = 1; depth <= 7; ++depth) {
+        const int side = kTileSideLUT[depth];
+        builder.box({-2 * side - side / 2, -2 * side - side / 2, -2 * side - side / 2},
+                    {2 * side + side / 2 + 1, 2 * side + side / 2 + 1, 2 * side + side / 2 + 1},
+                    depth);
+    }
+    return builder.build();
+}
+
+TEST(VoxelSamplerLinear, IsExactOnConstantsAndRampsAcrossDepths)
+{
+    Testing::Random random(5);
+    SCOPED_TRACE(random.seed());
+    const auto ramp = [](const vec3f& in_p) {
+        return 0.25f * in_p[0] - 0.5f * in_p[1] + in_p[2] + 3.0f;
+    };
+    for (const VoxelOffsetType offset : {eOffsetCentre, eOffsetFaceY, eOffsetCorner}) {
+        Field<float> field(steppedLayout(), 0.0f, offset);
+        field.fill([&](const vec3f& in_place) { return ramp(in_place); });
+        const VoxelSamplerLinear<float, 1> sampler(eTreeSpace, field.channel.get());
+        for (int n = 0; n < 2000; ++n) {
+            const vec3f p = anyPosition(random) * 0.18f;
+            vec3f gradient;
+            const float value = sampler.sampleGradient(p, &gradient);
+            ASSERT_NEAR(ramp(p), value, 1e-2f) << p[0] << " " << p[1] << " " << p[2];
+            ASSERT_NEAR(0.25f, gradient[0], 1e-2f);
+            ASSERT_NEAR(-0.5f, gradient[1], 1e-2f);
+            ASSERT_NEAR(1.0f, gradient[2], 1e-2f);
+        }
+    }
+}
+
+TEST(VoxelSamplerLinear, IsContinuousAcrossAStepInDepth)
+{
+    Testing::Random random(6);
+    SCOPED_TRACE(random.seed());
+    Field<float> field(steppedLayout());
+    field.fill([&](const vec3f&) { return anyValue<float>(random); });
+    const VoxelSamplerLinear<float, 1> sampler(eTreeSpace, field.channel.get());
+    // The finest tiles end at x = 12.5, between the two outermost halves of cells.
+    const VoxelLayoutNode& node = field.layout->node(field.layout->nodeIndex<true>(10, 0, 0, 7));
+    const float face = static_cast<float>(node.i() + 5);
+    ASSERT_LT(field.layout->nodeIndex<true>(node.i() + 5, 0, 0, 7).first, 0);
+    for (int n = 0; n < 25; ++n) {
+        // At the places of the values in the plane the fine side has the parent's field.
+        const vec3f at{face, static_cast<float>(node.j() + n % 5) + 0.5f,
+                       static_cast<float>(node.k() + n / 5) + 0.5f};
+        const vec3f inside = at - vec3f{1e-4f, 0.0f, 0.0f};
+        EXPECT_NEAR(sampler.sample(at, 6), sampler.sample(inside), 0.02f) << n;
+    }
+}
+
+TEST(VoxelSamplerLinear, TheDomainEndsStrictlyAndNanIsOutside)
+{
+    Field<float> field(LayoutBuilder().tile({0, 0, 0}, 0).build(), -7.0f);
+    field.fill([](const vec3f&) { return 5.0f; });
+    const VoxelSamplerLinear<float, 1> sampler(eTreeSpace, field.channel.get());
+    const float inside = std::nextafter(195312.0f, 0.0f);
+    const float infinity = std::numeric_limits<float>::infinity();
+
+    EXPECT_NE(-7.0f, sampler.sample({inside, 0, 0}));
+    EXPECT_NE(-7.0f, sampler.sample({0, -inside, 0}));
+    for (const float out : {195312.0f, -195312.0f, kNaN, infinity, -infinity, 1e30f}) {
+        for (int a = 0; a < 3; ++a) {
+            vec3f p{1.0f, 1.0f, 1.0f};
+            p[a] = out;
+            vec3f gradient{9.0f, 9.0f, 9.0f};
+            EXPECT_EQ(-7.0f, sampler.sample(p)) << out;
+            EXPECT_EQ(-7.0f, sampler.sampleGradient(p, &gradient)) << out;
+            EXPECT_EQ((vec3f{0.0f, 0.0f, 0.0f}), gradient);
+        }
+    }
+    EXPECT_EQ(-7.0f, sampler.sample({0, 0, 0}, -1));
+    EXPECT_EQ(5.0f, sampler.sample({0, 0, 0}, 8));
+}
+
+TEST(VoxelSamplerLinear, WholeNegativeCoordinatesFallIntoTheTileBelow)
+{
+    // Tiles of depth 7 begin at multiples of 5 from -195312: at -7 and -2.
+    const auto layout = LayoutBuilder().tile({-5, 0, 0}, 7).tile({-1, 0, 0}, 7).build();
+    Field<float> field(layout, 0.0f, eOffsetCorner);
+    const VoxelSamplerLinear<float, 1> sampler(eTreeSpace, field.channel.get());
+    float scale;
+    int cell[3];
+    float fraction[3];
+    int index;
+    int depth;
+
+    ASSERT_TRUE(sampler.prepareToSample({-2.0f, 0.5f, 0.5f}, 7, &scale, &cell[0], &cell[1],
+                                        &cell[2], &fraction[0], &fraction[1], &fraction[2], &index,
+                                        &depth));
+
+    EXPECT_EQ(layout->nodeIndex<true>(-3, 0, 0, 7), (TileIndex{index, depth}));
+    EXPECT_EQ(4, cell[0]);
+    EXPECT_EQ(1.0f, fraction[0]);
+    EXPECT_EQ(1.0f, scale);
+}
+
+TEST(VoxelSamplerLinear, TheLowHalfOfATilesFirstCellReachesIntoTheHalo)
+{
+    const auto layout = LayoutBuilder().tile({0, 0, 0}, 7).build();
+    Field<float> field(layout);
+    const VoxelSamplerLinear<float, 1> sampler(eTreeSpace, field.channel.get());
+    float scale;
+    int cell[3];
+    float fraction[3];
+    int index;
+    int depth;
+
+    ASSERT_TRUE(sampler.prepareToSample({-1.75f, 0.0f, 0.0f}, 9, &scale, &cell[0], &cell[1],
+                                        &cell[2], &fraction[0], &fraction[1], &fraction[2], &index,
+                                        &depth));
+
+    EXPECT_EQ(-1, cell[0]);
+    EXPECT_EQ(0.75f, fraction[0]);
+    EXPECT_EQ(1, cell[1]);
+}
+
+TEST(VoxelSamplerLinear, ReadsTilesNoDeeperThanAsked)
+{
+    Field<float> field(steppedLayout());
+    for (int depth = 0; depth < kNumDepths; ++depth) {
+        field.channel->set(static_cast<float>(depth), depth, depth);
+    }
+    const VoxelSamplerLinear<float, 1> sampler(eTreeSpace, field.channel.get());
+
+    for (const int depth : {7, 0, 3, 7, 6, 0}) {
+        EXPECT_EQ(static_cast<float>(depth), sampler.sample({0.3f, 0.2f, 0.1f}, depth));
+    }
+}
+
+TEST(VoxelSamplerLinear, IntegersAreTruncatedInEachOfSevenSteps)
+{
+    const auto layout = LayoutBuilder().tile({0, 0, 0}, 7).build();
+    Field<int> field(layout, 0, eOffsetCorner);
+    field.fill(
+        [](const vec3f& in_place) { return static_cast<int>(in_place[0]) % 2 != 0 ? 1 : 0; });
+    const VoxelSamplerLinear<int, 1> sampler(eTreeSpace, field.channel.get());
+
+    // Half of 0 and 1 is 0 already on the first axis; of 1 and 0 it is 1 - 0.5, cut to 0 too.
+    EXPECT_EQ(0, sampler.sample({0.5f, 0.0f, 0.0f}));
+    EXPECT_EQ(1, sampler.sample({1.0f, 0.5f, 0.5f}));
+}
+
+TEST(VoxelSamplerLinear, WorldPositionsGoThroughTheShape)
+{
+    const auto layout = std::make_shared<VoxelLayout>("l", 0.5f);
+    for (int x = -40; x <= 40; x += 5) {
+        layout->addNode(x, 0, 0, 7);
+    }
+    Field<float> field(layout);
+    field.fill([](const vec3f& in_place) { return in_place[0]; });
+    Similarity similarity;
+    similarity.toWorld(3, 0) = 10.0f;  // x_world = x_object + 10
+    similarity.fromWorld(3, 0) = -10.0f;
+    field.shape->setToWorld(similarity);
+    const VoxelSamplerLinear<float, 1> moved(eWorldSpace, field.channel.get());
+    field.shape->setToWorld({});
+    const VoxelSamplerLinear<float, 1> scaled(eWorldSpace, field.channel.get());
+    vec3f gradient;
+
+    EXPECT_FLOAT_EQ(4.0f, moved.sample({12.0f, 0.25f, 0.25f}));
+    EXPECT_FLOAT_EQ(4.0f, scaled.sampleGradient({2.0f, 0.25f, 0.25f}, &gradient));
+    EXPECT_FLOAT_EQ(1.0f, gradient[0]);  // for a unit of the tree, whatever the space
+}
+
+TEST(VoxelSamplerLinear, IsMadeByItsNameAndReadWithoutItsType)
+{
+    Field<vec3f> field(LayoutBuilder().tile({0, 0, 0}, 7).build());
+    field.fill([](const vec3f& in_place) { return in_place; });
+    std::shared_ptr<BaseSampler> sampler;
+
+    field.channel->createSampler("VoxelSamplerCubicType", eTreeSpace, sampler);
+    EXPECT_EQ(nullptr, sampler);
+    field.channel->createSampler("VoxelSamplerLinearType", eTreeSpace, sampler);
+    ASSERT_NE(nullptr, sampler);
+    const BaseSampler* const first = sampler.get();
+    field.channel->createSampler("voxelSamplerLinearType", eTreeSpace, sampler);
+
+    EXPECT_EQ(first, sampler.get());
+    EXPECT_EQ("VoxelSamplerLinearType", sampler->type());
+    EXPECT_EQ(field.channel.get(), sampler->channel());
+    EXPECT_EQ(0u, sampler->dataType());
+    vec3f value;
+    sampler->sample({0.75f, 0.5f, 1.5f}, &value);
+    EXPECT_EQ((vec3f{0.75f, 0.5f, 1.5f}), value);
+    orvel::Math::vec<3, vec3f> gradient;
+    sampler->sampleGradient({0.75f, 0.5f, 1.5f}, &value, &gradient);
+    EXPECT_EQ((vec3f{0.0f, 1.0f, 0.0f}), gradient[1]);
+}
+
+/// A kind that reads no gradients.
+class ValueOnly : public Sampler3D<float> {
+public:
+    const TreeChannel3DBase* channel() const override { return nullptr; }
+    const std::string& type() const override { return kVoxelSamplerWENOType; }
+    using Sampler3D<float>::sample;
+    float sample(const vec3f&) const override { return 1.0f; }
+};
+
+TEST(Sampler3D, RefusesGradientsThatAKindDoesNotHave)
+{
+    const ValueOnly sampler;
+    vec3f gradient;
+
+    EXPECT_EQ("Method not implemented in subclass!", errorOf([&] {
+                  sampler.sampleGradient({0, 0, 0}, &gradient);
+              }));
+}
+
+TEST(TypedChannelSampler, GivesTheBackgroundEverywhere)
+{
+    Field<int> field(LayoutBuilder().tile({0, 0, 0}, 7).build(), 6);
+    field.fill([](const vec3f&) { return 1; });
+    const TreeChannel3DTyped<int>::Sampler sampler(eTreeSpace, field.channel.get());
+
+    EXPECT_EQ(6, sampler.sample({0, 0, 0}));
+    EXPECT_EQ(6, sampler.sample({0, 0, 0}, Kernel3D{}, 7));
+}
+
+}  // namespace
+}  // namespace Skelvar
