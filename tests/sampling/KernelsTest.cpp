@@ -9,21 +9,14 @@
 
 #include <gtest/gtest.h>
 
-#include <tbb/parallel_for.h>
-
 namespace Skelvar {
 namespace {
 
 using namespace Test;
 
-/// Every node of the deeper depths before any of the shallower ones.
 void walkBottomUp(const VoxelLayout& in_layout, VoxelLayoutNodeVisitor& io_kernel)
 {
-    for (int depth = kMaxTileDepth; depth >= 0; --depth) {
-        tbb::parallel_for(0, in_layout.numNodes(depth), [&](int in_index) {
-            io_kernel.preVisit(&in_layout.node(in_index, depth), TileIndex{in_index, depth});
-        });
-    }
+    in_layout.accept(&io_kernel, VoxelLayout::ParallelByDepthBottomUp);
 }
 
 /// Two tiles of depth 7 side by side in a tile of depth 6, of 1 and 4; the cells above hold 100.
