@@ -34,6 +34,9 @@ BEGIN {
         "file.load.float/inflate-q1/2t", 0.85)
     row("load vec3, quality 0, against inflate", "file.load.vec3/skelvar-q0/2t",
         "file.load.vec3/inflate-q0/2t", 0.85)
+    row("orient3d of random points against the plain one", "orient3d.random/skelvar/1t",
+        "orient3d.random/plain/1t", 0.67)
+    row("orient3d of points near a plane", "orient3d.flat/skelvar/1t", "orient3d.flat/cgal/1t", 1)
     bound("bytes a cell of the band, channel", "tree.memory.bytespercell/skelvar-channel/1t", 9.4)
     bound("bytes a cell of the band, with nodes", "tree.memory.bytespercell/skelvar/1t", 13)
 }

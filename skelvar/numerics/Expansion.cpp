@@ -1,5 +1,7 @@
 #include <skelvar/numerics/Expansion.h>
 
+#include <cmath>
+
 namespace Skelvar {
 
 namespace {
@@ -36,8 +38,7 @@ int fast_expansion_sum_zeroelim(int in_elen, double* in_e, int in_flen, double* 
     int e = 0;
     int f = 0;
     const auto next = [&] {  // the term of least magnitude that is left
-        if (f == in_flen ||
-            (e < in_elen && Detail::magnitude(in_e[e]) < Detail::magnitude(in_f[f]))) {
+        if (f == in_flen || (e < in_elen && std::fabs(in_e[e]) < std::fabs(in_f[f]))) {
             return in_e[e++];
         }
         return in_f[f++];

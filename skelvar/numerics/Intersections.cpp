@@ -2,6 +2,7 @@
 
 #include <skelvar/numerics/Predicates.h>
 
+#include <cmath>
 #include <limits>
 
 namespace Skelvar {
@@ -23,7 +24,7 @@ int side(const Corner& in_a, const Corner& in_b, const Corner& in_c, const Corne
 /// Six times the volume, never negative.
 double volume(const Corner& in_a, const Corner& in_b, const Corner& in_c, const Corner& in_d)
 {
-    return Detail::magnitude(orient3d(in_a.x.e, in_b.x.e, in_c.x.e, in_d.x.e));
+    return std::fabs(orient3d(in_a.x.e, in_b.x.e, in_c.x.e, in_d.x.e));
 }
 
 /// The weights in proportion to `in_parts`.

@@ -1,15 +1,12 @@
 #pragma once
 
+#include <cmath>
+
 namespace Skelvar::Detail {
 
 // The determinants behind the predicates, each written once for every arithmetic that evaluates it:
 // rounded with its permanent, to first order, and exact. They fix the order of the operations, on
 // which the error bounds rest.
-
-inline double magnitude(double in_value)
-{
-    return in_value < 0 ? -in_value : in_value;
-}
 
 /// A rounded value and its permanent: what it would be if nothing cancelled.
 struct Filtered {
@@ -36,12 +33,12 @@ inline Filtered operator*(Filtered in_a, Filtered in_b)
 }
 inline Filtered operator*(Rounded in_a, Filtered in_b)
 {
-    return {in_a.value * in_b.value, magnitude(in_a.value) * in_b.permanent};
+    return {in_a.value * in_b.value, std::fabs(in_a.value) * in_b.permanent};
 }
 inline Filtered operator*(Rounded in_a, Rounded in_b)
 {
     const double product = in_a.value * in_b.value;
-    return {product, magnitude(product)};
+    return {product, std::fabs(product)};
 }
 
 /// | a0 a1 |

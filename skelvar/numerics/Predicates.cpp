@@ -1,6 +1,9 @@
 #include <skelvar/numerics/Predicates.h>
 
 #include <skelvar/numerics/Expansion.h>
+#include <skelvar/numerics/PredicateDeterminants.h>
+
+#include <cmath>
 
 namespace Skelvar {
 
@@ -81,7 +84,6 @@ using Detail::determinant3;
 using Detail::Expansion;
 using Detail::Filtered;
 using Detail::HeadTail;
-using Detail::magnitude;
 using Detail::Rounded;
 
 /// A value and the part of it that is linear in the tails, which rounding took from the input.
@@ -145,12 +147,12 @@ double refine(const Differences& in_d, double in_permanent, double in_bound_b, d
               Heads in_heads, Correction in_correction, Exact in_exact)
 {
     double det = in_heads();
-    if (magnitude(det) >= in_bound_b * in_permanent || in_d.areExact()) {
+    if (std::fabs(det) >= in_bound_b * in_permanent || in_d.areExact()) {
         return det;
     }
-    const double bound = in_bound_c * in_permanent + resulterrbound * magnitude(det);
+    const double bound = in_bound_c * in_permanent + resulterrbound * std::fabs(det);
     det += in_correction();
-    return magnitude(det) >= bound ? det : in_exact();
+    return std::fabs(det) >= bound ? det : in_exact();
 }
 
 template <typename Number>
@@ -269,26 +271,19 @@ double orient2dadapt(const double* in_pa, const double* in_pb, const double* in_
         [&] { return orient2dOf(d, kExact).largest(); });
 }
 
-double orient3dadapt(const double* in_pa, const double* in_pb, const double* in_pc,
-                     const double* in_pd, double in_permanent)
+double orient3dStaged(const double* in_pa, const double* in_pb, const double* in_pc,
+                      const double* in_pd)
 {
     const Differences<3, 3> d({in_pa, in_pb, in_pc}, in_pd);
+    const Filtered det = orient3dOf(d, kRounded);
+    if (std::fabs(det.value) > o3derrboundA * det.permanent) {
+        return det.value;
+    }
     return refine(
-        d, in_permanent, o3derrboundB, o3derrboundC,
+        d, det.permanent, o3derrboundB, o3derrboundC,
         [&] { return orient3dOf(d, kHead).estimate(); },
         [&] { return orient3dOf(d, kFirstOrder).tail; },
         [&] { return orient3dOf(d, kExact).largest(); });
-}
-
-double incircleadapt(const double* in_pa, const double* in_pb, const double* in_pc,
-                     const double* in_pd, double in_permanent)
-{
-    const Differences<3, 2> d({in_pa, in_pb, in_pc}, in_pd);
-    return refine(
-        d, in_permanent, iccerrboundB, iccerrboundC,
-        [&] { return incircleOf(d, kHead).estimate(); },
-        [&] { return incircleOf(d, kFirstOrder).tail; },
-        [&] { return incircleOf(d, kExact).largest(); });
 }
 
 double insphereadapt(const double* in_pa, const double* in_pb, const double* in_pc,
@@ -319,10 +314,14 @@ double incircle(const double* in_pa, const double* in_pb, const double* in_pc, c
 {
     const Differences<3, 2> d({in_pa, in_pb, in_pc}, in_pd);
     const Filtered det = incircleOf(d, kRounded);
-    if (magnitude(det.value) > iccerrboundA * det.permanent) {
+    if (std::fabs(det.value) > iccerrboundA * det.permanent) {
         return det.value;
     }
-    return incircleadapt(in_pa, in_pb, in_pc, in_pd, det.permanent);
+    return refine(
+        d, det.permanent, iccerrboundB, iccerrboundC,
+        [&] { return incircleOf(d, kHead).estimate(); },
+        [&] { return incircleOf(d, kFirstOrder).tail; },
+        [&] { return incircleOf(d, kExact).largest(); });
 }
 
 double insphere(const double* in_pa, const double* in_pb, const double* in_pc, const double* in_pd,
@@ -330,7 +329,7 @@ double insphere(const double* in_pa, const double* in_pb, const double* in_pc, c
 {
     const Differences<4, 3> d({in_pa, in_pb, in_pc, in_pd}, in_pe);
     const Filtered det = insphereOf(d, planeMinors(d, kRounded), kRounded);
-    if (magnitude(det.value) > isperrboundA * det.permanent) {
+    if (std::fabs(det.value) > isperrboundA * det.permanent) {
         return det.value;
     }
     return insphereadapt(in_pa, in_pb, in_pc, in_pd, in_pe, det.permanent);

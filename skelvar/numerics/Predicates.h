@@ -2,9 +2,28 @@
 
 #include <skelvar/base/Api.h>
 #include <skelvar/base/ValueTypes.h>
-#include <skelvar/numerics/PredicateDeterminants.h>
+
+#include <cmath>
 
 namespace Skelvar {
+
+namespace Detail {
+
+/// Two doubles that one instruction handles.
+using Pair = double __attribute__((vector_size(16)));
+using PairBits = long long __attribute__((vector_size(16)));
+
+inline Pair magnitudes(Pair in_pair)
+{
+    constexpr long long kAllButSign = 0x7fffffffffffffff;
+    return reinterpret_cast<Pair>(reinterpret_cast<PairBits>(in_pair) &
+                                  PairBits{kAllButSign, kAllButSign});
+}
+
+/// Above `o3derrboundA` and the rounding of the product that it multiplies.
+constexpr double kLooseBound = 7.01 * 0x1p-53;
+
+}  // namespace Detail
 
 // Geometric predicates on double coordinates whose signs are always right. A filter answers where
 // the rounding errors cannot change the sign; the other cases go through ever more exact stages,
@@ -40,14 +59,15 @@ SKELVAR_API int fast_expansion_sum_zeroelim(int in_elen, double* in_e, int in_fl
 /// is not the operand; else as above.
 SKELVAR_API int scale_expansion_zeroelim(int in_elen, double* in_e, double in_b, double* out_h);
 
-/// The stages behind the filters. `in_permanent` is the determinant's permanent, which the filter
-/// has found.
+/// The stages behind the filter of `orient2d`. `in_permanent` is the sum of the magnitudes of the
+/// two products of the determinant.
 SKELVAR_API double orient2dadapt(const double* in_pa, const double* in_pb, const double* in_pc,
                                  double in_permanent);
-SKELVAR_API double orient3dadapt(const double* in_pa, const double* in_pb, const double* in_pc,
-                                 const double* in_pd, double in_permanent);
-SKELVAR_API double incircleadapt(const double* in_pa, const double* in_pb, const double* in_pc,
-                                 const double* in_pd, double in_permanent);
+/// The stages behind the first filter of `orient3d`: a tighter one, and those that follow it.
+SKELVAR_API double orient3dStaged(const double* in_pa, const double* in_pb, const double* in_pc,
+                                  const double* in_pd);
+/// The stages behind the filter of `insphere`. `in_permanent` is the determinant with all its
+/// terms taken as positive.
 SKELVAR_API double insphereadapt(const double* in_pa, const double* in_pb, const double* in_pc,
                                  const double* in_pd, const double* in_pe, double in_permanent);
 
@@ -55,12 +75,14 @@ SKELVAR_API double insphereadapt(const double* in_pa, const double* in_pb, const
 /// one line: 0. Twice the signed area of the triangle.
 inline double orient2d(const double* in_pa, const double* in_pb, const double* in_pc)
 {
-    const Detail::Filtered det = Detail::determinant2<Detail::Rounded>(
-        {in_pa[0] - in_pc[0]}, {in_pa[1] - in_pc[1]}, {in_pb[0] - in_pc[0]}, {in_pb[1] - in_pc[1]});
-    if (Detail::magnitude(det.value) >= ccwerrboundA * det.permanent) {
-        return det.value;
+    const double left = (in_pa[0] - in_pc[0]) * (in_pb[1] - in_pc[1]);
+    const double right = (in_pa[1] - in_pc[1]) * (in_pb[0] - in_pc[0]);
+    const double det = left - right;
+    const double permanent = std::fabs(left) + std::fabs(right);
+    if (std::fabs(det) >= ccwerrboundA * permanent) [[likely]] {
+        return det;
     }
-    return orient2dadapt(in_pa, in_pb, in_pc, det.permanent);
+    return orient2dadapt(in_pa, in_pb, in_pc, permanent);
 }
 
 /// Whether d (3 coordinates each) lies below the plane of a, b, c: positive; above: negative; on
@@ -69,15 +91,23 @@ inline double orient2d(const double* in_pa, const double* in_pb, const double* i
 inline double orient3d(const double* in_pa, const double* in_pb, const double* in_pc,
                        const double* in_pd)
 {
-    using Detail::Rounded;
-    const Detail::Filtered det = Detail::determinant3<Rounded, Rounded>(
-        {{in_pa[0] - in_pd[0]}, {in_pa[1] - in_pd[1]}}, {in_pa[2] - in_pd[2]},
-        {{in_pb[0] - in_pd[0]}, {in_pb[1] - in_pd[1]}}, {in_pb[2] - in_pd[2]},
-        {{in_pc[0] - in_pd[0]}, {in_pc[1] - in_pd[1]}}, {in_pc[2] - in_pd[2]});
-    if (Detail::magnitude(det.value) > o3derrboundA * det.permanent) {
-        return det.value;
+    // x and y side by side; the sums of magnitudes bound the permanent for fewer instructions
+    using Detail::Pair;
+    const Pair d = {in_pd[0], in_pd[1]};
+    const Pair a = Pair{in_pa[0], in_pa[1]} - d;
+    const Pair b = Pair{in_pb[0], in_pb[1]} - d;
+    const Pair c = Pair{in_pc[0], in_pc[1]} - d;
+    const double az = in_pa[2] - in_pd[2];
+    const double bz = in_pb[2] - in_pd[2];
+    const double cz = in_pc[2] - in_pd[2];
+    const double det = az * (b[0] * c[1] - c[0] * b[1]) + bz * (c[0] * a[1] - a[0] * c[1]) +
+                       cz * (a[0] * b[1] - b[0] * a[1]);
+    const Pair xy = Detail::magnitudes(a) + Detail::magnitudes(b) + Detail::magnitudes(c);
+    const double z = std::fabs(az) + std::fabs(bz) + std::fabs(cz);
+    if (std::fabs(det) > Detail::kLooseBound * (xy[0] * xy[1] * z)) [[likely]] {
+        return det;
     }
-    return orient3dadapt(in_pa, in_pb, in_pc, in_pd, det.permanent);
+    return orient3dStaged(in_pa, in_pb, in_pc, in_pd);
 }
 
 /// Whether d (2 coordinates each) lies inside the circle through a, b, c: positive; outside:
