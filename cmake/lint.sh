@@ -68,7 +68,6 @@ check "layers" cmake/check-layers.sh .
 check "no paths of a machine" no_machine_paths
 check "clang without warnings" compile lint
 check "each header compiles alone" headers
-check "g++ without warnings" compile lint-gcc
 check "patterns of faults (clang-tidy)" patterns
 
 if [ ${#failed[@]} -gt 0 ]; then
