@@ -26,6 +26,8 @@ public:
     }
 
     using ConstAccessor::layout;
+    /// Stands at the tile last found.
+    const VoxelLayout::ConstAccessor& accessor() const { return *this; }
 
     /// The deepest tile not deeper than `in_depth`. False, with nothing delivered, outside the tree
     /// and for NaN.

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <bit>
+#include <cstddef>
 
 namespace Skelvar::Detail {
 
@@ -31,6 +32,18 @@ inline constexpr std::array<TileSet, 27> kTilesToward = [] {
     }
     return sets;
 }();
+
+/// Has the values of a small tile on their way while its neighbours are looked up: for stencils
+/// that read most of its lines.
+template <typename T>
+inline void fetchTile(const VoxelTile<T, 0, 5>& in_tile)
+{
+    if constexpr (sizeof(in_tile) <= 512) {
+        for (std::size_t n = 0; n < sizeof(in_tile); n += 64) {
+            __builtin_prefetch(reinterpret_cast<const char*>(&in_tile) + n);
+        }
+    }
+}
 
 /// One tile and those around it, each looked up when it is first asked for. A tile without parent
 /// counts as having no neighbours. Stale after an edit of the layout. Belongs to one thread.
@@ -68,23 +81,22 @@ public:
     }
 
     const VoxelTile<T, 0, 5>& tile() const { return *m_block[13]; }
-    /// True if all these tiles exist.
-    bool hasAll(TileSet in_tiles, VoxelLayout::ConstAccessor& io_accessor,
+    /// True if all these tiles exist. `in_near` stands somewhere near them.
+    bool hasAll(TileSet in_tiles, const VoxelLayout::ConstAccessor& in_near,
                 const VoxelChannel<T>& in_channel)
     {
         for (TileSet unknown = in_tiles & ~m_known; unknown != 0; unknown &= unknown - 1) {
-            lookUp(std::countr_zero(unknown), io_accessor, in_channel);
+            lookUp(std::countr_zero(unknown), in_near, in_channel);
         }
         return (m_present & in_tiles) == in_tiles;
     }
-    bool has(int in_place) const { return (m_present >> in_place & 1) != 0; }
     /// Valid where `hasAll` said so.
     const TileBlock<T>& block() const { return m_block; }
 
 private:
     static constexpr TileSet kMiddle = 1U << 13;
 
-    void lookUp(int in_place, VoxelLayout::ConstAccessor& io_accessor,
+    void lookUp(int in_place, const VoxelLayout::ConstAccessor& in_near,
                 const VoxelChannel<T>& in_channel)
     {
         const int d[3] = {in_place % 3 - 1, in_place / 3 % 3 - 1, in_place / 9 - 1};
@@ -95,7 +107,8 @@ private:
             found = m_parent->child(place[0] + 5 * (place[1] + 5 * place[2]));
         } else {
             const int side = kTileSideLUT[m_depth];
-            found = io_accessor
+            VoxelLayout::ConstAccessor accessor = in_near;
+            found = accessor
                         .nodeIndex<true>(m_corner[0] + d[0] * side, m_corner[1] + d[1] * side,
                                          m_corner[2] + d[2] * side, m_depth)
                         .first;

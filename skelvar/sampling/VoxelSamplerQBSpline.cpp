@@ -11,6 +11,23 @@
 
 namespace Skelvar {
 
+template <typename T>
+struct VoxelSamplerQBSpline<T>::Stencil {
+    TileIndex tile{-1, -1};
+    float scale = 0.0f;
+    int cell[3] = {};
+    float fraction[3] = {};
+
+    bool isInterior() const
+    {
+        return std::all_of(cell, cell + 3, [](int c) { return c >= 1 && c <= 3; });
+    }
+    bool isOfSameCell(const Stencil& in_other) const
+    {
+        return tile == in_other.tile && std::equal(cell, cell + 3, in_other.cell);
+    }
+};
+
 /// What the sampler looked up, and what it holds: the tile of each depth whose haloed form it
 /// reads, -1 for none. `halos` keeps the values, made as they are needed, of tiles of its own
 /// choice.
@@ -18,7 +35,7 @@ template <typename T>
 struct VoxelSamplerQBSpline<T>::Cache {
     Cache(SamplerSpace in_space, const VoxelShape& in_shape, const VoxelLayout& in_layout,
           const VoxelChannel<T>& in_channel)
-        : finder(in_space, in_shape, in_layout), halos(in_layout, in_channel)
+        : finder(in_space, in_shape, in_layout), halos(finder.accessor(), in_channel)
     {
         std::fill_n(held, kNumDepths, -1);
     }
@@ -26,19 +43,8 @@ struct VoxelSamplerQBSpline<T>::Cache {
     Detail::TileFinder finder;
     Detail::QBSplineHalos<T> halos;
     int held[kNumDepths];
-};
-
-template <typename T>
-struct VoxelSamplerQBSpline<T>::Stencil {
-    TileIndex tile;
-    float scale;
-    int cell[3];
-    float fraction[3];
-
-    bool isInterior() const
-    {
-        return std::all_of(cell, cell + 3, [](int c) { return c >= 1 && c <= 3; });
-    }
+    Stencil last;  ///< whose values stand in `block`
+    Detail::QBSplineBlock<T> block{};
 };
 
 template <typename T>
@@ -108,6 +114,7 @@ int VoxelSamplerQBSpline<T>::updateCache(int in_tile_index, int in_depth) const
 {
     const VoxelLayout& layout = m_cache->finder.layout();
     int index = in_tile_index;
+    m_cache->last = Stencil{};
     for (int depth = in_depth; depth >= 0 && index >= 0 && m_cache->held[depth] != index; --depth) {
         m_cache->held[depth] = index;
         index = layout.node(index, depth).parent();
@@ -119,13 +126,13 @@ namespace {
 
 /// The values around a cell from a tile that holds them all, `in_at` the cell's own.
 template <int SJ, int SK, typename T>
-void readBlock(const T* in_at, T (&out_values)[27])
+void readBlock(const T* in_at, Detail::QBSplineBlock<T>& out_block)
 {
-    T* out = out_values;
-    for (int k = -1; k <= 1; ++k) {
-        for (int j = -1; j <= 1; ++j) {
-            for (int i = -1; i <= 1; ++i) {
-                *out++ = in_at[i + SJ * j + SK * k];
+    for (int k = 0; k < 3; ++k) {
+        for (int j = 0; j < 3; ++j) {
+            const T* const row = in_at + SJ * (j - 1) + SK * (k - 1);
+            for (int i = 0; i < 3; ++i) {
+                out_block.values[12 * i + 4 * j + k] = row[i - 1];
             }
         }
     }
@@ -133,67 +140,58 @@ void readBlock(const T* in_at, T (&out_values)[27])
 
 /// The values around a cell from a tile and those around it.
 template <typename T>
-void readAcross(const TileBlock<T>& in_block, const int (&in_cell)[3], T (&out_values)[27])
+void readAcross(const TileBlock<T>& in_block, const int (&in_cell)[3],
+                Detail::QBSplineBlock<T>& out_block)
 {
-    T* out = out_values;
     const Detail::AxisTap x[3] = {Detail::axisTap(in_cell[0] - 1), Detail::axisTap(in_cell[0]),
                                   Detail::axisTap(in_cell[0] + 1)};
-    for (int k = -1; k <= 1; ++k) {
-        const Detail::AxisTap z = Detail::axisTap(in_cell[2] + k);
-        for (int j = -1; j <= 1; ++j) {
-            const Detail::AxisTap y = Detail::axisTap(in_cell[1] + j);
+    for (int k = 0; k < 3; ++k) {
+        const Detail::AxisTap z = Detail::axisTap(in_cell[2] - 1 + k);
+        for (int j = 0; j < 3; ++j) {
+            const Detail::AxisTap y = Detail::axisTap(in_cell[1] - 1 + j);
             const int row = 5 * y.cell + 25 * z.cell;
             const VoxelTile<T, 0, 5>* const* const tiles =
                 &in_block[Detail::tilePlace(0, y.side, z.side)];
             for (int i = 0; i < 3; ++i) {
-                *out++ = (*tiles[x[i].side])(row + x[i].cell);
+                out_block.values[12 * i + 4 * j + k] = (*tiles[x[i].side])(row + x[i].cell);
             }
         }
     }
 }
 
-/// The spline, or a derivative of it, by the weights on each axis: x first, then y, then z.
-template <typename T>
-T weighBlock(const T (&in_values)[27], const Detail::QBSplineWeights& in_x,
-             const Detail::QBSplineWeights& in_y, const Detail::QBSplineWeights& in_z)
-{
-    T planes[3];
-    for (int k = 0; k < 3; ++k) {
-        T rows[3];
-        for (int j = 0; j < 3; ++j) {
-            rows[j] = Detail::weighAlong(in_x, in_values + 3 * j + 9 * k, 1);
-        }
-        planes[k] = Detail::weighAlong(in_y, rows, 1);
-    }
-    return Detail::weighAlong(in_z, planes, 1);
-}
-
 }  // namespace
 
 template <typename T>
-void VoxelSamplerQBSpline<T>::readValues(const Stencil& in_stencil, T (&out_values)[27]) const
+const Detail::QBSplineBlock<T>& VoxelSamplerQBSpline<T>::readBlockOf(
+    const Stencil& in_stencil) const
 {
+    Cache& cache = *m_cache;
+    if (in_stencil.isOfSameCell(cache.last)) {
+        return cache.block;
+    }
     const int(&cell)[3] = in_stencil.cell;
     const int place = cell[0] + 5 * cell[1] + 25 * cell[2];
-    if (m_cache->held[in_stencil.tile.second] != in_stencil.tile.first) {
+    if (cache.held[in_stencil.tile.second] != in_stencil.tile.first) {
         if (in_stencil.isInterior()) {
-            readBlock<5, 25>(m_channel->tile(in_stencil.tile).data() + place, out_values);
-            return;
+            readBlock<5, 25>(m_channel->tile(in_stencil.tile).data() + place, cache.block);
+            cache.last = in_stencil;
+            return cache.block;
         }
         updateCache(in_stencil.tile.first, in_stencil.tile.second);
     }
-    Detail::QBSplineHalos<T>& halos = m_cache->halos;
-    Detail::TileNeighbours<T>& around = halos.neighbours(in_stencil.tile);
+    Detail::TileNeighbours<T>& around = cache.halos.neighbours(in_stencil.tile);
     const Detail::RegionSet touched =
         Detail::kTilesToward[Detail::regionOfCell(cell[0], cell[1], cell[2])];
-    if (!halos.hasAll(around, touched)) {
-        const VoxelTile<T, 1, 5>& tile = halos.fill(in_stencil.tile, touched);
-        readBlock<7, 49>(&tile(cell[0], cell[1], cell[2]), out_values);
+    if (!cache.halos.hasAll(around, touched)) {
+        const VoxelTile<T, 1, 5>& tile = cache.halos.fill(in_stencil.tile, touched);
+        readBlock<7, 49>(&tile(cell[0], cell[1], cell[2]), cache.block);
     } else if (in_stencil.isInterior()) {
-        readBlock<5, 25>(around.tile().data() + place, out_values);
+        readBlock<5, 25>(around.tile().data() + place, cache.block);
     } else {
-        readAcross(around.block(), cell, out_values);
+        readAcross(around.block(), cell, cache.block);
     }
+    cache.last = in_stencil;
+    return cache.block;
 }
 
 template <typename T>
@@ -203,11 +201,10 @@ T VoxelSamplerQBSpline<T>::sample(const vec3f& in_position, int in_depth) const
     if (!findStencil(in_position, in_depth, stencil)) {
         return m_channel->backgroundValue();
     }
-    T values[27];
-    readValues(stencil, values);
-    return weighBlock(values, Detail::qbSplineWeights(stencil.fraction[0]),
-                      Detail::qbSplineWeights(stencil.fraction[1]),
-                      Detail::qbSplineWeights(stencil.fraction[2]));
+    const Detail::QBSplineBlock<T>& block = readBlockOf(stencil);
+    const auto rows = block.alongX(Detail::qbSplineWeights(stencil.fraction[0]));
+    const auto planes = rows.alongY(Detail::qbSplineWeights(stencil.fraction[1]));
+    return planes.alongZ(Detail::qbSplineWeights(stencil.fraction[2]));
 }
 
 template <typename T>
@@ -218,18 +215,18 @@ T VoxelSamplerQBSpline<T>::sampleGradient(const vec3f& in_position, Gradient* ou
         *out_gradient = Gradient{};
         return m_channel->backgroundValue();
     }
-    T values[27];
-    readValues(stencil, values);
     Detail::QBSplineWeights weights[3];
     Detail::QBSplineWeights slopes[3];
     for (int axis = 0; axis < 3; ++axis) {
         weights[axis] = Detail::qbSplineWeights(stencil.fraction[axis]);
         slopes[axis] = Detail::qbSplineDerivative(stencil.fraction[axis]);
     }
-    *out_gradient = {weighBlock(values, slopes[0], weights[1], weights[2]),
-                     weighBlock(values, weights[0], slopes[1], weights[2]),
-                     weighBlock(values, weights[0], weights[1], slopes[2])};
-    return weighBlock(values, weights[0], weights[1], weights[2]);
+    const Detail::QBSplineBlock<T>& block = readBlockOf(stencil);
+    const auto rows = block.alongX(weights[0]);
+    const auto planes = rows.alongY(weights[1]);
+    *out_gradient = {block.alongX(slopes[0]).alongY(weights[1]).alongZ(weights[2]),
+                     rows.alongY(slopes[1]).alongZ(weights[2]), planes.alongZ(slopes[2])};
+    return planes.alongZ(weights[2]);
 }
 
 #define SKELVAR_INSTANTIATE(T) template class VoxelSamplerQBSpline<T>;

@@ -10,6 +10,11 @@ namespace Skelvar {
 template <typename T>
 class VoxelChannel;
 
+namespace Detail {
+template <typename T>
+struct QBSplineBlock;
+}
+
 /// Reads a voxel channel by a quadratic B-spline over 27 values: smooth, and not through the values
 /// themselves. As `BaseSampler`. The values count as standing at cell centres, whatever the
 /// channel's offset. The gradient is per cell of the tile that is read.
@@ -55,8 +60,8 @@ private:
     struct Cache;
     struct Stencil;
     bool findStencil(const vec3f& in_position, int in_depth, Stencil& out_stencil) const;
-    /// The 27 values around a stencil's cell, x fastest.
-    void readValues(const Stencil& in_stencil, T (&out_values)[27]) const;
+    /// The 27 values around a stencil's cell.
+    const Detail::QBSplineBlock<T>& readBlockOf(const Stencil& in_stencil) const;
 
     const VoxelChannel<T>* m_channel;
     std::unique_ptr<Cache> m_cache;  ///< null without a layout

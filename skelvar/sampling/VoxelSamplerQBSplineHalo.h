@@ -36,8 +36,9 @@ void fillQBSplineRootRegion(int in_region, const T& in_background,
 template <typename T>
 class QBSplineHalos {
 public:
-    QBSplineHalos(const VoxelLayout& in_layout, const VoxelChannel<T>& in_channel)
-        : m_layout(&in_layout), m_channel(&in_channel), m_accessor(in_layout)
+    /// Borrows both. `in_near` is to stand near the tiles that are asked for.
+    QBSplineHalos(const VoxelLayout::ConstAccessor& in_near, const VoxelChannel<T>& in_channel)
+        : m_near(&in_near), m_channel(&in_channel)
     {
     }
 
@@ -46,14 +47,15 @@ public:
     {
         Entry& entry = m_entries[in_tile.second];
         if (entry.around.index() != in_tile.first) {
-            entry.around.enter(in_tile, *m_layout, *m_channel);
+            fetchTile(m_channel->tile(in_tile));
+            entry.around.enter(in_tile, m_near->layout(), *m_channel);
             entry.filled = 0;
         }
         return entry.around;
     }
     bool hasAll(TileNeighbours<T>& io_neighbours, TileSet in_tiles)
     {
-        return io_neighbours.hasAll(in_tiles, m_accessor, *m_channel);
+        return io_neighbours.hasAll(in_tiles, *m_near, *m_channel);
     }
     /// The haloed form of a tile with these regions filled; the others hold anything.
     const VoxelTile<T, 1, 5>& fill(const TileIndex& in_tile, RegionSet in_regions);
@@ -65,9 +67,8 @@ private:
         VoxelTile<T, 1, 5> values;
     };
 
-    const VoxelLayout* m_layout;
+    const VoxelLayout::ConstAccessor* m_near;
     const VoxelChannel<T>* m_channel;
-    VoxelLayout::ConstAccessor m_accessor;  ///< of the neighbours
     Entry m_entries[kNumDepths];
 };
 

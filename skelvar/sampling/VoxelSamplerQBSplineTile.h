@@ -70,6 +70,43 @@ inline T weighAlong(const QBSplineWeights& in_weights, const T* in_values, int i
                     in_weights.after, in_values[2 * in_stride]);
 }
 
+/// The values of a stencil, laid out for one pass over an axis at a time: by y, four places each of
+/// which the fourth counts for nothing, then by z.
+template <typename T>
+struct QBSplinePlanes {
+    T values[4];
+
+    T alongZ(const QBSplineWeights& in_weights) const { return weighAlong(in_weights, values, 1); }
+};
+
+template <typename T>
+struct QBSplineRows {
+    T values[12];
+
+    QBSplinePlanes<T> alongY(const QBSplineWeights& in_weights) const
+    {
+        QBSplinePlanes<T> planes;
+        for (int k = 0; k < 4; ++k) {
+            planes.values[k] = weighAlong(in_weights, values + k, 4);
+        }
+        return planes;
+    }
+};
+
+template <typename T>
+struct QBSplineBlock {
+    T values[36];  ///< by x, then as in the rows
+
+    QBSplineRows<T> alongX(const QBSplineWeights& in_weights) const
+    {
+        QBSplineRows<T> rows;
+        for (int n = 0; n < 12; ++n) {
+            rows.values[n] = weighAlong(in_weights, values + n, 12);
+        }
+        return rows;
+    }
+};
+
 /// What members are averaged in: integers as C++ adds them, with wrapping instead of overflow.
 template <typename M>
 using BlockNumber = std::conditional_t<std::is_same_v<M, bool>, float, decltype(M{} + M{})>;

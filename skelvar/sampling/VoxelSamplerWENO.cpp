@@ -12,17 +12,30 @@
 namespace Skelvar {
 
 template <typename T>
-struct VoxelSamplerWENO<T>::Cache {
-    Detail::TileFinder finder;
-    Detail::HalosWENO<T> halos;
+struct VoxelSamplerWENO<T>::Stencil {
+    TileIndex tile{-1, -1};
+    float scale = 0.0f;
+    int cell[3] = {};
+    float fraction[3] = {};
+
+    bool isOfSameCell(const Stencil& in_other) const
+    {
+        return tile == in_other.tile && std::equal(cell, cell + 3, in_other.cell);
+    }
 };
 
 template <typename T>
-struct VoxelSamplerWENO<T>::Stencil {
-    TileIndex tile;
-    float scale;
-    int cell[3];
-    float fraction[3];
+struct VoxelSamplerWENO<T>::Cache {
+    Cache(SamplerSpace in_space, const VoxelShape& in_shape, const VoxelLayout& in_layout,
+          const VoxelChannel<T>& in_channel)
+        : finder(in_space, in_shape, in_layout), halos(finder.accessor(), in_channel)
+    {
+    }
+
+    Detail::TileFinder finder;
+    Detail::HalosWENO<T> halos;
+    Stencil last;  ///< whose values stand in `block`
+    Detail::BlockWENO block;
 };
 
 template <typename T>
@@ -32,7 +45,7 @@ VoxelSamplerWENO<T>::VoxelSamplerWENO(SamplerSpace in_space, const VoxelChannel<
     const std::shared_ptr<VoxelShape> shape = in_channel ? in_channel->voxelShapePtr() : nullptr;
     const std::shared_ptr<VoxelLayout> layout = shape ? shape->layoutPtr() : nullptr;
     if (layout && in_channel->blockDataPtr()) {
-        m_cache.reset(new Cache{{in_space, *shape, *layout}, {*layout, *in_channel}});
+        m_cache = std::make_unique<Cache>(in_space, *shape, *layout, *in_channel);
     }
 }
 
@@ -101,9 +114,11 @@ T VoxelSamplerWENO<T>::sample(const vec3f& in_position, int in_depth) const
     if (!findStencil(in_position, in_depth, stencil)) {
         return m_channel->backgroundValue();
     }
-    Detail::BlockWENO block;
-    m_cache->halos.readBlock(stencil.tile, stencil.cell, block);
-    return Detail::interpolateBlockWENO3(block, stencil.fraction[0], stencil.fraction[1],
+    if (!stencil.isOfSameCell(m_cache->last)) {
+        m_cache->halos.readBlock(stencil.tile, stencil.cell, m_cache->block);
+        m_cache->last = stencil;
+    }
+    return Detail::interpolateBlockWENO3(m_cache->block, stencil.fraction[0], stencil.fraction[1],
                                          stencil.fraction[2]);
 }
 

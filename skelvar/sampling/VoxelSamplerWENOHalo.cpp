@@ -5,11 +5,9 @@
 namespace Skelvar::Detail {
 
 template <typename T>
-HalosWENO<T>::HalosWENO(const VoxelLayout& in_layout, const VoxelChannel<T>& in_channel)
-    : m_layout(&in_layout),
-      m_channel(&in_channel),
-      m_offset(in_channel.offsetType()),
-      m_accessor(in_layout)
+HalosWENO<T>::HalosWENO(const VoxelLayout::ConstAccessor& in_near,
+                        const VoxelChannel<T>& in_channel)
+    : m_near(&in_near), m_channel(&in_channel), m_offset(in_channel.offsetType())
 {
 }
 
@@ -18,7 +16,8 @@ TileNeighbours<T>& HalosWENO<T>::neighbours(const TileIndex& in_tile)
 {
     Entry& entry = m_entries[in_tile.second];
     if (entry.around.index() != in_tile.first) {
-        entry.around.enter(in_tile, *m_layout, *m_channel);
+        fetchTile(m_channel->tile(in_tile));
+        entry.around.enter(in_tile, m_near->layout(), *m_channel);
         entry.made.reset();
     }
     return entry.around;
@@ -44,7 +43,7 @@ void HalosWENO<T>::readBlock(const TileIndex& in_tile, const int (&in_cell)[3],
 {
     TileNeighbours<T>& around = neighbours(in_tile);
     const auto is_inside = [](int in_c) { return in_c == 1 || in_c == 2; };
-    if (!around.hasAll(tilesOfStencil(in_cell), m_accessor, *m_channel)) {
+    if (!around.hasAll(tilesOfStencil(in_cell), *m_near, *m_channel)) {
         readMixed(in_tile, in_cell, out_block);
     } else if (is_inside(in_cell[0]) && is_inside(in_cell[1]) && is_inside(in_cell[2])) {
         readBlockWENO<5, 25>(&around.tile()(in_cell[0] - 1, in_cell[1] - 1, in_cell[2] - 1),
@@ -89,7 +88,7 @@ void HalosWENO<T>::readMixed(const TileIndex& in_tile, const int (&in_cell)[3],
             for (int i = 0; i < 4; ++i) {
                 const int x = in_cell[0] - 1 + i;
                 const TileSet tiles = tilesForValueWENO(m_offset, x, y, z);
-                if (entry.around.hasAll(tiles, m_accessor, *m_channel)) {
+                if (entry.around.hasAll(tiles, *m_near, *m_channel)) {
                     const AxisTap at[3] = {axisTap(x), axisTap(y), axisTap(z)};
                     const int holder = tilePlace(at[0].side, at[1].side, at[2].side);
                     out_block[i][row] =

@@ -26,7 +26,8 @@ TileSet tilesForValueWENO(VoxelOffsetType in_offset, int in_x, int in_y, int in_
 template <typename T>
 class HalosWENO {
 public:
-    HalosWENO(const VoxelLayout& in_layout, const VoxelChannel<T>& in_channel);
+    /// Borrows both. `in_near` is to stand near the tiles that are asked for.
+    HalosWENO(const VoxelLayout::ConstAccessor& in_near, const VoxelChannel<T>& in_channel);
 
     /// The neighbours of a tile.
     TileNeighbours<T>& neighbours(const TileIndex& in_tile);
@@ -56,10 +57,9 @@ private:
     /// Makes those that do not stand in the tile's entry yet.
     void makeValues(const TileIndex& in_tile, const Missing& in_missing);
 
-    const VoxelLayout* m_layout;
+    const VoxelLayout::ConstAccessor* m_near;
     const VoxelChannel<T>* m_channel;
     VoxelOffsetType m_offset;
-    VoxelLayout::ConstAccessor m_accessor;  ///< of the neighbours
     Entry m_entries[kNumDepths];
 };
 
