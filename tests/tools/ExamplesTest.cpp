@@ -44,7 +44,9 @@ TEST(Examples, DemoBringsEveryBitBackAndDrawsIt)
     EXPECT_EQ(0, outcome.status) << outcome.error;
     EXPECT_NE(std::string::npos, outcome.output.find("all 8 files came back")) << outcome.output;
     EXPECT_TRUE(std::filesystem::exists(folder.path("out/demo.0003.kvf")));
-    EXPECT_GT(std::filesystem::file_size(folder.path("out/demo.png")), 10000u);
+    for (const char* picture : {"out/demo.png", "out/demo-surface.png", "out/demo-graded.png"}) {
+        EXPECT_GT(std::filesystem::file_size(folder.path(picture)), 10000u) << picture;
+    }
     EXPECT_NE(0, runProgram(folder, DEMO_PROGRAM + std::string(" --mesh absent.obj")).status);
 }
 

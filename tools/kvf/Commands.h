@@ -17,6 +17,8 @@ void addCheckCommand(CLI::App& io_app, ExitStatus& out_status);
 void addConvertCommand(CLI::App& io_app, ExitStatus& out_status);
 void addStatsCommand(CLI::App& io_app, ExitStatus& out_status);
 void addSliceCommand(CLI::App& io_app, ExitStatus& out_status);
+void addSampleCommand(CLI::App& io_app, ExitStatus& out_status);
+void addRenderCommand(CLI::App& io_app, ExitStatus& out_status);
 
 /// The whole program: parses, runs, prints one line "kvf: ..." on standard error for a failure, and
 /// gives the exit status.

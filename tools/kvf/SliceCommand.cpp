@@ -3,6 +3,7 @@
 #include <skelvar/voxel/VoxelShape.h>
 
 #include <tools/kvf/Commands.h>
+#include <tools/kvf/SamplerKind.h>
 #include <tools/kvf/ShapeFile.h>
 #include <tools/kvf/SliceRequest.h>
 
@@ -44,13 +45,15 @@ void addSliceCommand(CLI::App& io_app, ExitStatus& out_status)
     SliceRequest& request = arguments->request;
     CLI::App* command = io_app.add_subcommand(
         "slice",
-        "Draws a plane through a channel: finest values, outlines of tiles, the zero line");
+        "Draws a plane through a channel: finest values (or with --kind a smooth field), outlines "
+        "of tiles, the zero line");
     command->add_option("FILE", arguments->file, "file to read")->required();
     command->add_option("--channel", request.channel, "channel to show")->required();
     command->add_option("--axis", arguments->axis, "axis across which the plane lies")
         ->check(CLI::IsMember({"x", "y", "z"}))
         ->capture_default_str();
     command->add_option("--at", request.at, "world coordinate of the plane (the middle)");
+    addKindOption(*command, request.kind);
     command->add_option("-o", request.output, "picture to write (FILE's name with .png)");
     command->add_option("--size", request.width, "width of the picture in pixels")
         ->check(CLI::Range(kLeastSliceWidth, kGreatestSliceWidth))

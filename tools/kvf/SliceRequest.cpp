@@ -44,7 +44,7 @@ void writeSlice(const ShapeFile& in_file, const SliceRequest& in_request)
         chooseSlicePlane(*shape, in_request.axis, in_request.at ? &*in_request.at : nullptr);
     checkMeets(*shape, plane);
     const SliceFrame frame(in_request.width);
-    const SliceField field = sampleSlice(*shape, *channel, plane, frame.plot_side);
+    const SliceField field = sampleSlice(*shape, *channel, plane, frame.plot_side, in_request.kind);
     SliceCaption caption;
     caption.title = channel->name();
     caption.subtitle = in_file.path + "   frame " + std::to_string(in_file.info.frame) + "   " +

@@ -15,6 +15,7 @@ struct SliceRequest {
     std::string channel;      ///< in full, or the part behind the last "/"
     int axis = 2;             ///< across which the plane lies: 0 x, 1 y, 2 z
     std::optional<float> at;  ///< world coordinate of the plane; the middle of the finest tiles
+    std::string kind;         ///< of sampler; empty: the finest values as they are
     int width = 1100;         ///< of the picture in pixels
     std::string output;       ///< the file to write, a PNG
 };

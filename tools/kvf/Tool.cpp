@@ -55,6 +55,8 @@ int runTool(int in_argc, const char* const* in_argv)
     addConvertCommand(app, status);
     addStatsCommand(app, status);
     addSliceCommand(app, status);
+    addSampleCommand(app, status);
+    addRenderCommand(app, status);
     try {
         checkCommand(app, in_argc, in_argv);
         app.parse(in_argc, in_argv);

@@ -5,6 +5,7 @@
 #include <skelvar/voxel/VoxelShape.h>
 
 #include <tools/kvf/ChannelValues.h>
+#include <tools/kvf/SamplerKind.h>
 
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
@@ -113,8 +114,18 @@ private:
 };
 
 template <typename T>
-void sampleRow(const VoxelShape& in_shape, PointReader<T>& io_reader, int in_y,
-               SliceField& io_field)
+void setValue(const T& in_value, SliceField& io_field, SlicePixel& out_pixel)
+{
+    for (int c = 0; c < io_field.components; ++c) {
+        out_pixel.value[static_cast<std::size_t>(c)] = ValueComponents<T>::get(in_value, c);
+    }
+    out_pixel.smooth = static_cast<float>(out_pixel.value[0]);
+}
+
+/// `io_sampler` may be null.
+template <typename T>
+void sampleRow(const VoxelShape& in_shape, PointReader<T>& io_reader, const BaseSampler* io_sampler,
+               int in_y, SliceField& io_field)
 {
     const SlicePlane& plane = io_field.plane;
     const float step = plane.side / static_cast<float>(io_field.size);
@@ -130,12 +141,17 @@ void sampleRow(const VoxelShape& in_shape, PointReader<T>& io_reader, int in_y,
         world[plane.right] += along(x);
         world[plane.up] -= along(in_y);
         const vec3f point = in_shape.tsx(world);
-        if (const T* value = io_reader.finest(point, pixel.depth)) {
-            pixel.cell = floorOf(point);
-            for (int c = 0; c < io_field.components; ++c) {
-                pixel.value[static_cast<std::size_t>(c)] = ValueComponents<T>::get(*value, c);
-            }
-            pixel.smooth = static_cast<float>(pixel.value[0]);
+        const T* const value = io_reader.finest(point, pixel.depth);
+        if (value == nullptr) {
+            continue;
+        }
+        pixel.cell = floorOf(point);
+        if (io_sampler != nullptr) {
+            T sampled;
+            io_sampler->sample(point, &sampled);
+            setValue(sampled, io_field, pixel);
+        } else {
+            setValue(*value, io_field, pixel);
             if (io_field.components == 1) {
                 pixel.smooth = io_reader.smooth(point, pixel.depth, pixel.smooth);
             }
@@ -145,19 +161,24 @@ void sampleRow(const VoxelShape& in_shape, PointReader<T>& io_reader, int in_y,
 
 }  // namespace
 
-SlicePlane chooseSlicePlane(const VoxelShape& in_shape, int in_axis, const float* in_at)
+void finestWorldBounds(const VoxelShape& in_shape, vec3f& out_lo, vec3f& out_hi)
 {
-    static constexpr int kRight[3] = {2, 0, 0};
-    static constexpr int kUp[3] = {1, 2, 1};
     const VoxelLayout& layout = in_shape.layout();
     int depth = layout.maxDepth();
     while (depth > 0 && layout.numNodes(depth) == 0) {
         --depth;
     }
-    vec3i tile_lo{}, tile_hi{};
-    layout.bounds(depth, tile_lo, tile_hi);
+    vec3i lo{}, hi{};
+    layout.bounds(depth, lo, hi);
+    worldBox(in_shape, lo, hi, out_lo, out_hi);
+}
+
+SlicePlane chooseSlicePlane(const VoxelShape& in_shape, int in_axis, const float* in_at)
+{
+    static constexpr int kRight[3] = {2, 0, 0};
+    static constexpr int kUp[3] = {1, 2, 1};
     vec3f lo, hi;
-    worldBox(in_shape, tile_lo, tile_hi, lo, hi);
+    finestWorldBounds(in_shape, lo, hi);
 
     SlicePlane plane;
     plane.axis = in_axis;
@@ -173,7 +194,7 @@ SlicePlane chooseSlicePlane(const VoxelShape& in_shape, int in_axis, const float
 }
 
 SliceField sampleSlice(const VoxelShape& in_shape, const TreeChannel3DBase& in_channel,
-                       const SlicePlane& in_plane, int in_size)
+                       const SlicePlane& in_plane, int in_size, const std::string& in_kind)
 {
     SliceField field;
     field.plane = in_plane;
@@ -185,7 +206,11 @@ SliceField sampleSlice(const VoxelShape& in_shape, const TreeChannel3DBase& in_c
         tbb::parallel_for(tbb::blocked_range<int>(0, in_size), [&](const auto& in_rows) {
             PointReader<T> reader(layout, in_typed);
             for (int y = in_rows.begin(); y != in_rows.end(); ++y) {
-                sampleRow(in_shape, reader, y, field);
+                // A new one for each row: what it gives may depend on what it gave before, and the
+                // picture must not depend on how the rows were shared out.
+                const auto sampler =
+                    in_kind.empty() ? nullptr : makeSampler(in_channel, in_kind, eTreeSpace);
+                sampleRow(in_shape, reader, sampler.get(), y, field);
             }
         });
     });

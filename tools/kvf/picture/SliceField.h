@@ -5,6 +5,7 @@
 
 #include <array>
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace Skelvar {
@@ -32,7 +33,7 @@ SlicePlane chooseSlicePlane(const VoxelShape& in_shape, int in_axis, const float
 struct SlicePixel {
     vec3i cell{};                   ///< finest coordinates of the point
     int depth = -1;                 ///< of the finest tile there, -1 where there is none
-    std::array<double, 4> value{};  ///< the value of the point's cell in that tile, by component
+    std::array<double, 4> value{};  ///< of the point's cell in that tile, or sampled, by component
     float smooth = 0.0f;  ///< first component, interpolated between cells; for lines of equal value
 };
 
@@ -51,9 +52,14 @@ struct SliceField {
     }
 };
 
-/// Samples the channel. Parallel. The channel must be one of voxels, on the shape.
+/// Box in the world around the finest tiles of the shape. The layout must have a node.
+void finestWorldBounds(const VoxelShape& in_shape, vec3f& out_lo, vec3f& out_hi);
+
+/// Samples the channel. Parallel. The channel must be one of voxels, on the shape. With a kind of
+/// sampler each pixel has the value that it gives, inside of the tree. Throws `ToolError` if the
+/// channel has no such sampler.
 SliceField sampleSlice(const VoxelShape& in_shape, const TreeChannel3DBase& in_channel,
-                       const SlicePlane& in_plane, int in_size);
+                       const SlicePlane& in_plane, int in_size, const std::string& in_kind = {});
 
 }  // namespace Tool
 }  // namespace Skelvar

@@ -1,0 +1,251 @@
+#include <tools/kvf/Points.h>
+#include <tools/kvf/ToolError.h>
+#include <tools/kvf/picture/SurfaceTracer.h>
+
+#include <tests/sampling/Field.h>
+#include <tests/tools/RunProgram.h>
+
+#include <gtest/gtest.h>
+#include <png.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <sstream>
+
+namespace Skelvar::Tool::Test {
+
+namespace {
+
+constexpr const char* kCube =
+    "v -1 -1 -1\nv 1 -1 -1\nv -1 1 -1\nv 1 1 -1\nv -1 -1 1\nv 1 -1 1\nv -1 1 1\nv 1 1 1\n"
+    "f 1 3 4 2\nf 5 6 8 7\nf 1 2 6 5\nf 3 7 8 4\nf 1 5 7 3\nf 2 4 8 6\n";
+
+/// A folder with a cube from -1 to 1 in voxels of 0.1, and the program at hand.
+class SamplingCommands : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        folder.write("cube.obj", kCube);
+        ASSERT_EQ(0, kvf("voxelize cube.obj cube.kvf --voxel-size 0.1").status);
+    }
+    Outcome kvf(const std::string& in_arguments) const
+    {
+        return runProgram(folder, std::string("'") + KVF_PROGRAM + "' " + in_arguments);
+    }
+    /// The numbers that a sampling prints, row by row.
+    std::vector<std::vector<double>> sample(const std::string& in_arguments) const
+    {
+        const Outcome outcome = kvf("sample cube.kvf --channel " + in_arguments);
+        EXPECT_EQ(0, outcome.status) << outcome.error;
+        std::vector<std::vector<double>> rows;
+        std::istringstream lines(outcome.output);
+        for (std::string line; std::getline(lines, line);) {
+            std::istringstream columns(line);
+            rows.emplace_back();
+            for (std::string column; std::getline(columns, column, ',');) {
+                rows.back().push_back(std::stod(column));
+            }
+        }
+        return rows;
+    }
+    void expectFailure(int in_status, const std::string& in_arguments, const std::string& in_words)
+    {
+        const Outcome outcome = kvf(in_arguments);
+        EXPECT_EQ(in_status, outcome.status) << in_arguments;
+        EXPECT_EQ("", outcome.output) << in_arguments;
+        EXPECT_NE(std::string::npos, outcome.error.find(in_words)) << outcome.error;
+    }
+
+    TemporaryFolder folder;
+};
+
+struct Pixels {
+    int width = 0;
+    int height = 0;
+    std::vector<unsigned char> rgb;
+
+    int brightness(int in_x, int in_y) const
+    {
+        const unsigned char* const at = &rgb[std::size_t(3 * (in_y * width + in_x))];
+        return at[0] + at[1] + at[2];
+    }
+};
+
+Pixels readPng(const std::string& in_path)
+{
+    png_image image{};
+    image.version = PNG_IMAGE_VERSION;
+    Pixels pixels;
+    EXPECT_NE(0, png_image_begin_read_from_file(&image, in_path.c_str())) << in_path;
+    image.format = PNG_FORMAT_RGB;
+    pixels.width = int(image.width);
+    pixels.height = int(image.height);
+    pixels.rgb.resize(PNG_IMAGE_SIZE(image));
+    EXPECT_NE(0, png_image_finish_read(&image, nullptr, pixels.rgb.data(), 0, nullptr));
+    return pixels;
+}
+
+}  // namespace
+
+TEST_F(SamplingCommands, SampleTellsTheDistanceOfAPlaneByEveryKind)
+{
+    // Beside the middle of the face x = 1 the field is x - 1, a ramp.
+    for (const std::string kind : {"linear", "qbspline", "weno"}) {
+        const auto rows = sample("distance --at 1.07,0.03,-0.02 --kind " + kind);
+        ASSERT_EQ(1u, rows.size());
+        ASSERT_EQ(4u, rows[0].size());
+        EXPECT_NEAR(1.07, rows[0][0], 1e-6);
+        EXPECT_NEAR(0.07, rows[0][3], 1e-5) << kind;
+    }
+    // The same point in units of the tree, which are voxels.
+    EXPECT_NEAR(0.07, sample("distance --at 10.7,0.3,-0.2 --space tree")[0][3], 1e-5);
+    for (const std::string kind : {"linear", "qbspline"}) {
+        const auto rows = sample("distance --gradient --at 1.07,0.03,-0.02 --kind " + kind);
+        ASSERT_EQ(7u, rows[0].size());
+        EXPECT_NEAR(0.1, rows[0][4], 1e-5) << "a cell is 0.1 wide, " << kind;
+        EXPECT_NEAR(0.0, rows[0][5], 1e-5);
+        EXPECT_NEAR(0.0, rows[0][6], 1e-5);
+    }
+    EXPECT_EQ(6u, sample("normal --at 1.07,0.03,-0.02")[0].size());
+}
+
+TEST_F(SamplingCommands, SampleReadsPointsFromLinesAndFiles)
+{
+    const auto line = sample("distance --line 0.9,0,0,1.1,0,0 --count 5");
+    ASSERT_EQ(5u, line.size());
+    for (int n = 0; n < 5; ++n) {
+        EXPECT_NEAR(0.9 + 0.05 * n, line[std::size_t(n)][0], 1e-6);
+        EXPECT_NEAR(-0.1 + 0.05 * n, line[std::size_t(n)][3], 1e-5);
+    }
+    folder.write("points.csv", "x,y,z\n# a remark\n1.05, 0, 0\n\n -1.05,0,0,extra\r\n");
+    const auto rows = sample("distance --points points.csv");
+    ASSERT_EQ(2u, rows.size());
+    EXPECT_NEAR(0.05, rows[1][3], 1e-5);
+    EXPECT_TRUE(sample("distance --points /dev/null").empty());
+}
+
+TEST_F(SamplingCommands, SampleTellsWhatIsWrong)
+{
+    const std::string sample = "sample cube.kvf --channel ";
+    folder.write("broken.csv", "1,2,3\n4,5,6\n7,8\n");
+    expectFailure(3, sample + "distance --points broken.csv", "broken.csv, line 3");
+    folder.write("broken.csv", "a,b,c\n");
+    expectFailure(3, sample + "distance --points broken.csv", "line 1");
+    expectFailure(3, sample + "distance --points absent.csv", "absent.csv");
+    expectFailure(2, sample + "distance", "--at");
+    expectFailure(2, sample + "distance --at 1,2,3 --line 1,2,3,4,5,6", "one of");
+    expectFailure(2, sample + "distance --at 1,2", "--at wants 3 numbers");
+    expectFailure(2, sample + "distance --at 1,2,3 --count 4", "--count");
+    expectFailure(2, sample + "distance --at 1,2,3 --kind cubic", "cubic");
+    expectFailure(2, sample + "distance --at 1,2,3 --kind weno --gradient", "weno");
+    expectFailure(1, sample + "normal --at 1,2,3 --kind weno", "weno");
+    expectFailure(1, sample + "heat --at 1,2,3", "heat");
+}
+
+TEST_F(SamplingCommands, SliceDrawsASmoothFieldInsteadOfCells)
+{
+    ASSERT_EQ(0, kvf("slice cube.kvf --channel distance -o cells.png --size 900").status);
+    ASSERT_EQ(
+        0, kvf("slice cube.kvf --channel distance -o smooth.png --size 900 --kind linear").status);
+    const Pixels cells = readPng(folder.path("cells.png"));
+    const Pixels smooth = readPng(folder.path("smooth.png"));
+    ASSERT_EQ(cells.rgb.size(), smooth.rgb.size());
+    // Along a row of cells most neighbouring pixels have equal colours, on a ramp fewer have.
+    const auto equal_neighbours = [](const Pixels& in_pixels) {
+        int count = 0;
+        for (int y = 100; y < in_pixels.height - 100; ++y) {
+            for (int x = 100; x < in_pixels.width / 2; ++x) {
+                count += in_pixels.brightness(x, y) == in_pixels.brightness(x + 1, y);
+            }
+        }
+        return count;
+    };
+    EXPECT_LT(equal_neighbours(smooth), equal_neighbours(cells));
+    expectFailure(1, "slice cube.kvf --channel normal --kind weno", "weno");
+}
+
+TEST_F(SamplingCommands, RenderShowsTheCubeBeforeTheBackdrop)
+{
+    for (const std::string kind : {"linear", "qbspline", "weno"}) {
+        const Outcome outcome = kvf("render cube.kvf --channel distance --size 120x90 -o " + kind +
+                                    ".png --camera 0,0,1 --kind " + kind);
+        ASSERT_EQ(0, outcome.status) << outcome.error;
+        EXPECT_EQ(kind + ".png\n", outcome.output);
+        const Pixels pixels = readPng(folder.path(kind + ".png"));
+        ASSERT_EQ(120, pixels.width);
+        ASSERT_EQ(90, pixels.height);
+        // Seen straight on, one flat face: no holes, no specks.
+        int least = 1000, greatest = 0;
+        for (int y = 30; y < 60; ++y) {
+            for (int x = 45; x < 75; ++x) {
+                least = std::min(least, pixels.brightness(x, y));
+                greatest = std::max(greatest, pixels.brightness(x, y));
+            }
+        }
+        EXPECT_LT(greatest - least, 60) << kind;
+        EXPECT_GT(std::abs(pixels.brightness(2, 45) - pixels.brightness(60, 45)), 30) << kind;
+    }
+}
+
+TEST_F(SamplingCommands, RenderTellsWhatIsWrong)
+{
+    const std::string render = "render cube.kvf --channel ";
+    expectFailure(2, render + "distance --size 10", "--size");
+    expectFailure(2, render + "distance --size 4x90", "--size");
+    expectFailure(2, render + "distance --camera 1,2", "--camera");
+    expectFailure(2, render + "distance --camera 1,2,0", "zoom");
+    expectFailure(1, render + "normal", "distances");
+    expectFailure(3, render + "distance --size 32x32 -o absent/a.png", "absent/a.png");
+}
+
+TEST(SurfaceTracer, MeetsABallAndItsNormalByEveryKind)
+{
+    // A ball of radius 20 about (1, 2, 3), fine near its surface and coarse elsewhere.
+    const vec3f centre{1.0f, 2.0f, 3.0f};
+    const auto distance = [&](const vec3f& in_point) {
+        return std::sqrt(dot(in_point - centre, in_point - centre)) - 20.0f;
+    };
+    Skelvar::Test::LayoutBuilder builder;
+    builder.tile({0, 0, 0}, 4);
+    for (float z = -27.0f; z < 34.0f; z += 5.0f) {
+        for (float y = -27.0f; y < 34.0f; y += 5.0f) {
+            for (float x = -27.0f; x < 34.0f; x += 5.0f) {
+                if (std::abs(distance({x + 2.5f, y + 2.5f, z + 2.5f})) < 8.0f) {
+                    builder.tile({int(x), int(y), int(z)}, 7);
+                }
+            }
+        }
+    }
+    Skelvar::Test::Field<float> field(builder.build(), 100.0f);
+    field.fill(distance);
+    Testing::Random random(3);
+    SCOPED_TRACE(random.seed());
+
+    for (const std::string kind : {"linear", "qbspline", "weno"}) {
+        SurfaceTracer tracer(*field.shape, *field.channel, kind, 1.0f);
+        for (int n = 0; n < 200; ++n) {
+            const auto any = [&] { return float(random.real(-1.0, 1.0)); };
+            const vec3f to_eye = vec3f{any(), any(), any()};
+            const vec3f eye = to_eye * (80.0f / std::sqrt(dot(to_eye, to_eye)));
+            const vec3f way = centre + 12.0f * vec3f{any(), any(), any()} - eye;
+            const vec3f direction = way / std::sqrt(dot(way, way));
+            const vec3f past = centre - eye - dot(centre - eye, direction) * direction;
+            const float reach = std::sqrt(dot(past, past));
+            vec3f hit;
+            if (reach > 20.5f) {
+                ASSERT_FALSE(tracer.trace(eye, direction, hit)) << kind;
+            } else if (reach < 19.0f) {
+                ASSERT_TRUE(tracer.trace(eye, direction, hit)) << kind;
+                ASSERT_NEAR(0.0f, distance(hit), 0.06f) << kind;
+                const vec3f normal = (hit - centre) / std::sqrt(dot(hit - centre, hit - centre));
+                ASSERT_GT(dot(tracer.normal(hit), normal), 0.99f) << kind;
+                ASSERT_GT(tracer.openness(hit, normal), 0.6f) << kind;
+            }
+        }
+        vec3f hit;
+        EXPECT_FALSE(tracer.trace({100.0f, 0.0f, 0.0f}, {1.0f, 0.0f, 0.0f}, hit));
+    }
+}
+
+}  // namespace Skelvar::Tool::Test

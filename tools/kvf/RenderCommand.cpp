@@ -1,0 +1,85 @@
+#include <tools/kvf/Commands.h>
+#include <tools/kvf/Points.h>
+#include <tools/kvf/RenderRequest.h>
+#include <tools/kvf/SamplerKind.h>
+#include <tools/kvf/ShapeFile.h>
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <optional>
+
+namespace Skelvar::Tool {
+
+namespace {
+
+struct Arguments {
+    std::string file;
+    std::optional<int> frame;
+    std::string size;
+    std::string camera;
+    RenderRequest request;
+};
+
+/// Reads "960x720".
+void parseSize(const std::string& in_text, RenderRequest& io_request)
+{
+    int used = 0;
+    if (std::sscanf(in_text.c_str(), "%5dx%5d%n", &io_request.width, &io_request.height, &used) !=
+            2 ||
+        std::size_t(used) != in_text.size() || std::min(io_request.width, io_request.height) < 16 ||
+        std::max(io_request.width, io_request.height) > 8000) {
+        throw ToolError(eMisuse,
+                        "--size wants WxH, each 16 to 8000 pixels, not \"" + in_text + "\"");
+    }
+}
+
+void run(Arguments& io_arguments)
+{
+    RenderRequest& request = io_arguments.request;
+    if (!io_arguments.size.empty()) {
+        parseSize(io_arguments.size, request);
+    }
+    if (!io_arguments.camera.empty()) {
+        const std::vector<float> camera = parseNumbers(io_arguments.camera, 3, "--camera");
+        request.azimuth = camera[0];
+        request.elevation = camera[1];
+        request.zoom = camera[2];
+    }
+    const ShapeFile file = loadShapeFile(framePath(io_arguments.file, io_arguments.frame));
+    if (request.output.empty()) {
+        request.output = std::filesystem::path(file.path).stem().string() + "-render.png";
+    }
+    writeRender(file, request);
+    std::cout << request.output << "\n";
+}
+
+}  // namespace
+
+void addRenderCommand(CLI::App& io_app, ExitStatus& out_status)
+{
+    const auto arguments = std::make_shared<Arguments>();
+    RenderRequest& request = arguments->request;
+    CLI::App* command = io_app.add_subcommand(
+        "render", "Draws the surface where a signed distance is zero, shaded by its gradient");
+    command->add_option("FILE", arguments->file, "file to read")->required();
+    command->add_option("--channel", request.channel, "channel of distances, in world units")
+        ->required();
+    addKindOption(*command, request.kind)->capture_default_str();
+    command->add_option("--size", arguments->size, "pixels, as WxH (960x720)");
+    command->add_option("--camera", arguments->camera,
+                        "from where to look, as AZIMUTH,ELEVATION,ZOOM: degrees about the upright "
+                        "axis y and above the ground, and 1 to see all (35,20,1)");
+    command->add_option("-o", request.output, "picture to write (FILE's name with -render.png)");
+    command->add_option("--frame", arguments->frame, "frame of a path with a frame pattern");
+    command->callback([arguments, &out_status] {
+        run(*arguments);
+        out_status = eDone;
+    });
+}
+
+}  // namespace Skelvar::Tool

@@ -1,0 +1,48 @@
+#include <tools/kvf/RenderRequest.h>
+
+#include <skelvar/tree/VoxelLayout.h>
+#include <skelvar/voxel/VoxelChannel.h>
+#include <skelvar/voxel/VoxelShape.h>
+
+#include <tools/kvf/Progress.h>
+#include <tools/kvf/ShapeFile.h>
+#include <tools/kvf/ToolError.h>
+#include <tools/kvf/picture/SurfacePicture.h>
+
+namespace Skelvar::Tool {
+
+void writeRender(const ShapeFile& in_file, const RenderRequest& in_request)
+{
+    const auto shape = in_file.voxelShape();
+    const auto channel = in_file.channel(in_request.channel);
+    if (!channel->isCastableTo(VoxelChannel<float>::typeName())) {
+        throw ToolError(eDataSaysNo, "channel " + channel->name() + " holds no distances: it is " +
+                                         channel->typeMeta()->typeName());
+    }
+    if (shape->layout().empty() || !channel->blockDataPtr()) {
+        throw ToolError(eDataSaysNo, in_file.path + ": the layout has no tiles");
+    }
+    if (!(in_request.zoom > 0.0f)) {
+        throw ToolError(eMisuse, "the zoom of the camera must be above 0");
+    }
+    const SurfaceView view =
+        chooseSurfaceView(*shape, in_request.azimuth, in_request.elevation, in_request.zoom,
+                          float(in_request.width) / float(in_request.height));
+    bool found = false;
+    Progress progress("Tracing", 2LL * in_request.height);
+    const Canvas canvas = drawSurface(
+        *shape, static_cast<const VoxelChannel<float>&>(*channel), in_request.kind, view,
+        in_request.width, in_request.height, [&] { progress.advance(1); }, found);
+    if (!found) {
+        throw ToolError(eDataSaysNo, "channel " + channel->name() +
+                                         " has no surface in sight: nowhere on the way does its "
+                                         "sign change");
+    }
+    std::string reason;
+    if (!canvas.writePng(in_request.output, reason)) {
+        throw ToolError(eFileUnreadable,
+                        "picture " + in_request.output + " cannot be written: " + reason);
+    }
+}
+
+}  // namespace Skelvar::Tool

@@ -1,0 +1,144 @@
+#include <skelvar/voxel/TreeChannel3DBase.h>
+#include <skelvar/voxel/TreeShape3DBase.h>
+
+#include <tools/kvf/ChannelValues.h>
+#include <tools/kvf/Commands.h>
+#include <tools/kvf/Points.h>
+#include <tools/kvf/SamplerKind.h>
+#include <tools/kvf/ShapeFile.h>
+
+#include <CLI/CLI.hpp>
+
+#include <charconv>
+#include <iostream>
+#include <memory>
+#include <optional>
+
+namespace Skelvar::Tool {
+
+namespace {
+
+struct Arguments {
+    std::string file;
+    std::optional<int> frame;
+    std::string channel;
+    std::string at;
+    std::string points;
+    std::string line;
+    std::optional<int> count;
+    std::string kind = "linear";
+    std::string space = "world";
+    bool gradient = false;
+};
+
+std::vector<vec3f> pointsOf(const Arguments& in_arguments)
+{
+    const int ways = int(!in_arguments.at.empty()) + int(!in_arguments.points.empty()) +
+                     int(!in_arguments.line.empty());
+    if (ways != 1) {
+        throw ToolError(eMisuse, "tell where to sample by one of --at, --points and --line");
+    }
+    if (in_arguments.count && in_arguments.line.empty()) {
+        throw ToolError(eMisuse, "--count goes with --line");
+    }
+    if (!in_arguments.points.empty()) {
+        return readPoints(in_arguments.points);
+    }
+    if (!in_arguments.at.empty()) {
+        const std::vector<float> x = parseNumbers(in_arguments.at, 3, "--at");
+        return {{x[0], x[1], x[2]}};
+    }
+    const std::vector<float> x = parseNumbers(in_arguments.line, 6, "--line");
+    return pointsOnLine({x[0], x[1], x[2]}, {x[3], x[4], x[5]}, in_arguments.count.value_or(100));
+}
+
+/// Numbers with commas between them, each in the fewest digits that give it back.
+class Row {
+public:
+    template <typename T>
+    void add(const T& in_value)
+    {
+        if constexpr (ValueComponents<T>::kCount > 1) {
+            for (int c = 0; c < ValueComponents<T>::kCount; ++c) {
+                add(in_value[c]);
+            }
+        } else {
+            char text[32];
+            char* end = text;
+            if constexpr (std::is_same_v<T, bool> || std::is_same_v<T, unsigned char>) {
+                end = std::to_chars(text, text + sizeof(text), static_cast<int>(in_value)).ptr;
+            } else {
+                end = std::to_chars(text, text + sizeof(text), in_value).ptr;
+            }
+            m_text += m_text.empty() ? "" : ",";
+            m_text.append(text, end);
+        }
+    }
+    const std::string& text() const { return m_text; }
+
+private:
+    std::string m_text;
+};
+
+void run(const Arguments& in_arguments)
+{
+    const std::vector<vec3f> points = pointsOf(in_arguments);
+    if (in_arguments.gradient && in_arguments.kind == "weno") {
+        throw ToolError(eMisuse, "the kind weno has no gradient");
+    }
+    const ShapeFile file = loadShapeFile(framePath(in_arguments.file, in_arguments.frame));
+    file.voxelShape();
+    const auto channel = file.channel(in_arguments.channel);
+    const auto sampler = makeSampler(*channel, in_arguments.kind,
+                                     in_arguments.space == "world" ? eWorldSpace : eTreeSpace);
+    visitVoxelChannel(*channel, [&]<typename T>(const VoxelChannel<T>&) {
+        for (const vec3f& point : points) {
+            Row row;
+            row.add(point);
+            T value;
+            if (in_arguments.gradient) {
+                orvel::Math::vec<3, T> gradient;
+                sampler->sampleGradient(point, &value, &gradient);
+                row.add(value);
+                for (int axis = 0; axis < 3; ++axis) {
+                    row.add(gradient[axis]);
+                }
+            } else {
+                sampler->sample(point, &value);
+                row.add(value);
+            }
+            std::cout << row.text() << '\n';
+        }
+    });
+}
+
+}  // namespace
+
+void addSampleCommand(CLI::App& io_app, ExitStatus& out_status)
+{
+    const auto arguments = std::make_shared<Arguments>();
+    CLI::App* command = io_app.add_subcommand(
+        "sample", "Reads a channel at points, and prints rows x,y,z,value[,gradient]");
+    command->add_option("FILE", arguments->file, "file to read")->required();
+    command->add_option("--channel", arguments->channel, "channel to read")->required();
+    command->add_option("--at", arguments->at, "one point, as x,y,z");
+    command->add_option("--points", arguments->points,
+                        "file of points: the first three columns of its rows");
+    command->add_option("--line", arguments->line, "points on a line, as x0,y0,z0,x1,y1,z1");
+    command->add_option("--count", arguments->count, "how many points on the line (100)")
+        ->check(CLI::Range(1, 100000000));
+    addKindOption(*command, arguments->kind)->capture_default_str();
+    command->add_flag("--gradient", arguments->gradient,
+                      "print the gradient too: by linear per finest cell, by qbspline per cell of "
+                      "the tile");
+    command->add_option("--space", arguments->space, "space of the points")
+        ->check(CLI::IsMember({"world", "tree"}))
+        ->capture_default_str();
+    command->add_option("--frame", arguments->frame, "frame of a path with a frame pattern");
+    command->callback([arguments, &out_status] {
+        run(*arguments);
+        out_status = eDone;
+    });
+}
+
+}  // namespace Skelvar::Tool

@@ -1,0 +1,39 @@
+#include <tools/kvf/SamplerKind.h>
+
+#include <skelvar/voxel/TreeChannel3DBase.h>
+#include <skelvar/voxel/TreeShape3DBase.h>
+
+#include <tools/kvf/ToolError.h>
+
+#include <CLI/CLI.hpp>
+
+namespace Skelvar::Tool {
+
+CLI::Option* addKindOption(CLI::App& io_command, std::string& io_kind)
+{
+    return io_command
+        .add_option("--kind", io_kind,
+                    "how to read between the values: linear, qbspline (smooth) or weno (sharp, "
+                    "for channels of float)")
+        ->check(CLI::IsMember({"linear", "qbspline", "weno"}));
+}
+
+std::shared_ptr<BaseSampler> makeSampler(const TreeChannel3DBase& in_channel,
+                                         const std::string& in_kind, SamplerSpace in_space)
+{
+    std::shared_ptr<BaseSampler> sampler;
+    if (in_channel.shapePtr() && in_channel.shapePtr()->layoutPtr()) {
+        const std::string& type = in_kind == "linear"     ? kVoxelSamplerLinearType
+                                  : in_kind == "qbspline" ? kVoxelSamplerQBSplineType
+                                                          : kVoxelSamplerWENOType;
+        in_channel.createSampler(type, in_space, sampler);
+    }
+    if (!sampler) {
+        throw ToolError(eDataSaysNo, "channel " + in_channel.name() + " (" +
+                                         in_channel.typeMeta()->typeName() +
+                                         ") cannot be sampled by kind " + in_kind);
+    }
+    return sampler;
+}
+
+}  // namespace Skelvar::Tool

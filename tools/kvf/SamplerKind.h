@@ -1,0 +1,25 @@
+#pragma once
+
+#include <skelvar/base/SamplerSpace.h>
+#include <skelvar/sampling/BaseSampler.h>
+
+#include <memory>
+#include <string>
+
+namespace CLI {
+class App;
+class Option;
+}  // namespace CLI
+
+namespace Skelvar::Tool {
+
+/// Adds --kind, one of linear, qbspline and weno, to a command. The text must live until the
+/// command has run; it is the default.
+CLI::Option* addKindOption(CLI::App& io_command, std::string& io_kind);
+
+/// A sampler of a kind. Throws `ToolError` with `eDataSaysNo` if the channel has none of it, or no
+/// layout.
+std::shared_ptr<BaseSampler> makeSampler(const TreeChannel3DBase& in_channel,
+                                         const std::string& in_kind, SamplerSpace in_space);
+
+}  // namespace Skelvar::Tool
