@@ -24,6 +24,34 @@ BEGIN {
         "access.random/openvdb-accessor/1t access.random/openvdb-unsafeaccessor/1t " \
         "access.random/openvdb-noaccessor/1t access.random/nanovdb-accessor/1t " \
         "access.random/nanovdb-noaccessor/1t", 1.2)
+    row("linear samples, random", "sample.linear.random/skelvar/2t",
+        "sample.linear.random/openvdb/2t sample.linear.random/nanovdb/2t", 1.5)
+    row("quadratic samples, random", "sample.quadratic.random/skelvar/2t",
+        "sample.quadratic.random/openvdb/2t sample.quadratic.random/nanovdb/2t", 2)
+    row("linear samples with gradient, random", "sample.gradient.random/skelvar/2t",
+        "sample.gradient.random/openvdb/2t sample.gradient.random/nanovdb/2t", 1.5)
+    row("WENO samples against a 64-point cubic, random", "sample.weno.random/skelvar/2t",
+        "sample.cubic64.random/nanovdb/2t", 6)
+    row("linear samples, walk", "sample.linear.walk/skelvar/2t",
+        "sample.linear.walk/openvdb/2t sample.linear.walk/nanovdb/2t", 1.3)
+    row("quadratic samples, walk", "sample.quadratic.walk/skelvar/2t",
+        "sample.quadratic.walk/openvdb/2t sample.quadratic.walk/nanovdb/2t", 1.5)
+    row("linear samples with gradient, walk", "sample.gradient.walk/skelvar/2t",
+        "sample.gradient.walk/openvdb/2t sample.gradient.walk/nanovdb/2t", 1.3)
+    row("WENO samples against a 64-point cubic, walk", "sample.weno.walk/skelvar/2t",
+        "sample.cubic64.walk/nanovdb/2t", 6)
+    row("two threads against one, linear random", "sample.linear.random/skelvar/2t",
+        "sample.linear.random/skelvar/1t", 1.8)
+    row("two threads against one, linear walk", "sample.linear.walk/skelvar/2t",
+        "sample.linear.walk/skelvar/1t", 1.8)
+    row("two threads against one, quadratic random", "sample.quadratic.random/skelvar/2t",
+        "sample.quadratic.random/skelvar/1t", 1.8)
+    row("two threads against one, quadratic walk", "sample.quadratic.walk/skelvar/2t",
+        "sample.quadratic.walk/skelvar/1t", 1.8)
+    row("two threads against one, weno random", "sample.weno.random/skelvar/2t",
+        "sample.weno.random/skelvar/1t", 1.8)
+    row("two threads against one, weno walk", "sample.weno.walk/skelvar/2t",
+        "sample.weno.walk/skelvar/1t", 1.8)
     row("deleteNodes of a tenth against memcpy of the moves", "tree.delete/skelvar-channel/2t",
         "tree.delete/memcpy/2t", 0.25)
     row("save float, quality 1, against zlib", "file.save.float/skelvar-q1/2t",

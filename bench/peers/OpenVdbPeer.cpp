@@ -4,17 +4,21 @@
 #include <bench/support/Harness.h>
 #include <bench/support/Inputs.h>
 
+#include <openvdb/math/Stencils.h>
 #include <openvdb/openvdb.h>
+#include <openvdb/tools/Interpolation.h>
 #include <openvdb/tree/LeafManager.h>
 
 #ifdef SKELVAR_BENCH_HAS_NANOVDB
 #include <nanovdb/NanoVDB.h>
 #include <nanovdb/util/OpenToNanoVDB.h>
+#include <nanovdb/util/SampleFromVoxels.h>
 #endif
 
 #include <tbb/blocked_range.h>
 #include <tbb/enumerable_thread_specific.h>
 #include <tbb/parallel_for.h>
+#include <tbb/parallel_reduce.h>
 
 #include <cmath>
 #include <memory>
@@ -281,6 +285,99 @@ void addReadJobs()
     }
 }
 
+// Reading between the values.
+
+const Points& positions(bool in_walk)
+{
+    static const Points s_random = Bench::bandRandomPositions();
+    static const Points s_walk = Bench::bandWalkPositions();
+    return in_walk ? s_walk : s_random;
+}
+
+/// `make_reader()` gives a function of an index coordinate, made anew for each piece of the work.
+template <typename MakeReader>
+void addSampleJobs(const std::string& in_job, const std::string& in_system,
+                   const MakeReader& in_make_reader, const std::function<void()>& in_prepare)
+{
+    using Range = tbb::blocked_range<std::size_t>;
+    for (const bool walk : {false, true}) {
+        const auto sum_of = [=](const Range& in_range, double io_sum) {
+            auto read = in_make_reader();
+            const vec3f* const at = positions(walk).data();
+            for (std::size_t n = in_range.begin(); n != in_range.end(); ++n) {
+                io_sum += read(at[n] - vec3f{0.5f, 0.5f, 0.5f});
+            }
+            return io_sum;
+        };
+        for (const int threads : {1, 2}) {
+            Bench::add({in_job + (walk ? ".walk/" : ".random/") + in_system, threads, "Msamples/s",
+                        [=] { return positions(walk).size() * 1e-6; },
+                        [=] {
+                            Bench::keep(
+                                tbb::parallel_reduce(Range(0, positions(walk).size(), 50000), 0.0,
+                                                     sum_of, std::plus<double>()));
+                        },
+                        [=] { in_prepare(), positions(walk); }});
+        }
+    }
+}
+
+template <typename Sampler>
+auto openvdbReader()
+{
+    return [accessor = band().getConstUnsafeAccessor()](const vec3f& in_at) mutable {
+        float value;
+        Sampler::sample(accessor, openvdb::Vec3R(in_at[0], in_at[1], in_at[2]), value);
+        return value;
+    };
+}
+
+auto openvdbGradientReader()
+{
+    return [stencil =
+                openvdb::math::BoxStencil<openvdb::FloatGrid>(band())](const vec3f& in_at) mutable {
+        const openvdb::math::Vec3<float> at(in_at[0], in_at[1], in_at[2]);
+        stencil.moveTo(openvdb::Coord::floor(at));
+        const auto gradient = stencil.gradient(at);
+        return stencil.interpolation(at) + gradient[0] + gradient[1] + gradient[2];
+    };
+}
+
+#ifdef SKELVAR_BENCH_HAS_NANOVDB
+template <int Order, bool Gradient>
+auto nanovdbReader()
+{
+    // The sampler keeps a reference to the accessor.
+    const auto accessor =
+        std::make_shared<nanovdb::DefaultReadAccessor<float>>(nanoBand().getAccessor());
+    return [accessor, sampler = nanovdb::createSampler<Order>(*accessor)](const vec3f& in_at) {
+        const nanovdb::Vec3f at(in_at[0], in_at[1], in_at[2]);
+        if constexpr (Gradient) {
+            const auto gradient = sampler.gradient(at);
+            return sampler(at) + gradient[0] + gradient[1] + gradient[2];
+        } else {
+            return sampler(at);
+        }
+    };
+}
+#endif
+
+void addSampleJobs()
+{
+    const auto prepare = [] { band(); };
+    addSampleJobs("sample.linear", "openvdb", &openvdbReader<openvdb::tools::BoxSampler>, prepare);
+    addSampleJobs("sample.quadratic", "openvdb", &openvdbReader<openvdb::tools::QuadraticSampler>,
+                  prepare);
+    addSampleJobs("sample.gradient", "openvdb", &openvdbGradientReader, prepare);
+#ifdef SKELVAR_BENCH_HAS_NANOVDB
+    const auto prepare_nano = [] { nanoBand(); };
+    addSampleJobs("sample.linear", "nanovdb", &nanovdbReader<1, false>, prepare_nano);
+    addSampleJobs("sample.quadratic", "nanovdb", &nanovdbReader<2, false>, prepare_nano);
+    addSampleJobs("sample.gradient", "nanovdb", &nanovdbReader<1, true>, prepare_nano);
+    addSampleJobs("sample.cubic64", "nanovdb", &nanovdbReader<3, false>, prepare_nano);
+#endif
+}
+
 // Bulk work on the values of the band; bytes count active cells, once.
 
 void addBulkJobs()
@@ -327,6 +424,7 @@ int main(int in_argc, char** in_argv)
     addTopologyJobs<MaskTree>("/openvdb-mask");
     addTopologyJobs<FloatTree>("/openvdb-float");
     addReadJobs();
+    addSampleJobs();
     addBulkJobs();
     return Bench::runAll(in_argc, in_argv);
 }
