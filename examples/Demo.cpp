@@ -1,15 +1,19 @@
-// From a mesh to voxels on the adaptive tree, to files and back, and to a picture. Frame by frame:
-// the mesh turns, is voxelised anew, saved in two ways, loaded again and compared bit by bit.
+// From a mesh to voxels on the adaptive tree, to files and back, and to pictures. Frame by frame:
+// the mesh turns, is voxelised anew, saved in two ways, loaded again and compared bit by bit. Then
+// the tree of the first frame is graded, and its field is drawn as cells, smoothly, and as a
+// surface.
 
 #include <skelvar/io/FileUtils.h>
 #include <skelvar/io/Kvf.h>
 #include <skelvar/state/VoxelState.h>
+#include <skelvar/tree/Grading.h>
 #include <skelvar/tree/VoxelLayout.h>
 #include <skelvar/voxel/VoxelChannel.h>
 #include <skelvar/voxel/VoxelShape.h>
 
 #include <tools/kvf/Format.h>
 #include <tools/kvf/Progress.h>
+#include <tools/kvf/RenderRequest.h>
 #include <tools/kvf/ShapeFile.h>
 #include <tools/kvf/SliceRequest.h>
 #include <tools/kvf/ToolError.h>
@@ -26,6 +30,8 @@
 #include <iostream>
 #include <numbers>
 #include <optional>
+#include <string>
+#include <vector>
 
 using namespace Skelvar;
 using namespace Skelvar::Tool;
@@ -102,7 +108,7 @@ bool sameTree(const VoxelLayout& in_a, const VoxelLayout& in_b)
 }
 
 struct Totals {
-    double voxelize = 0.0, save = 0.0, load = 0.0, compare = 0.0;
+    double voxelize = 0.0, save = 0.0, load = 0.0, compare = 0.0, grade = 0.0, draw = 0.0;
     double bytes[2] = {0.0, 0.0};  ///< on disk, by quality
     double memory = 0.0;           ///< of the channels' values
     long long tiles = 0;
@@ -128,6 +134,49 @@ void roundTrip(VoxelState& in_state, const VoxelizeResult& in_voxels, const std:
         throw ToolError(eDataSaysNo, path + " did not come back as it was saved");
     }
     io_totals.bytes[in_quality] += double(std::filesystem::file_size(path));
+}
+
+struct Pictures {
+    std::size_t added_tiles = 0;
+    std::vector<std::string> paths;
+};
+
+/// Draws the distance as the cells that there are, then, after the tree has been graded, smoothly,
+/// and the surface where it is zero.
+Pictures drawPictures(const ShapeFile& in_file, int in_axis, const std::string& in_folder,
+                      Totals& io_totals)
+{
+    Pictures pictures;
+    SliceRequest slice;
+    slice.channel = "distance";
+    slice.axis = in_axis;
+    slice.output = in_folder + "/demo.png";
+    timed(io_totals.draw, [&] { return writeSlice(in_file, slice), 0; });
+    pictures.paths.push_back(slice.output);
+
+    RenderRequest render;
+    render.channel = "distance";
+    render.azimuth = 215.0f;  // the sample looks to where z falls
+    render.zoom = 1.2f;
+    render.output = in_folder + "/demo-surface.png";
+    timed(io_totals.draw, [&] { return writeRender(in_file, render), 0; });
+    pictures.paths.push_back(render.output);
+
+    // New tiles take the field of the tiles above them.
+    const auto shape = in_file.voxelShape();
+    for (const auto& [name, channel] : shape->channels()) {
+        if (auto* const voxels = dynamic_cast<VoxelChannelBase*>(channel.get())) {
+            voxels->setTileInitializer(eTileInitializerLinear);
+        }
+    }
+    std::vector<TileId> added;
+    timed(io_totals.grade, [&] { return computeGradedTree(&shape->layout(), &added), 0; });
+    pictures.added_tiles = added.size();
+    slice.kind = "qbspline";
+    slice.output = in_folder + "/demo-graded.png";
+    timed(io_totals.draw, [&] { return writeSlice(in_file, slice), 0; });
+    pictures.paths.push_back(slice.output);
+    return pictures;
 }
 
 void run(const std::string& in_mesh_path, const std::string& in_folder)
@@ -163,11 +212,8 @@ void run(const std::string& in_mesh_path, const std::string& in_folder)
     if (!kvfInfo(path, report)) {
         throw ToolError(eFileUnreadable, kvfLastError());
     }
-    SliceRequest slice;
-    slice.channel = "distance";
-    slice.axis = thinnestAxis(mesh);
-    slice.output = in_folder + "/demo.png";
-    writeSlice(loadShapeFile(path), slice);
+    const Pictures pictures =
+        drawPictures(loadShapeFile(path), thinnestAxis(mesh), in_folder, totals);
 
     std::cout << "\n" << path << "\n" << report << "\n";
     std::cout << "frames    " << kFrames << ", the mesh turned by " << kTurnPerFrame
@@ -179,10 +225,16 @@ void run(const std::string& in_mesh_path, const std::string& in_folder)
     }
     std::cout << "times     voxelize " << shortNumber(totals.voxelize, 3) << " s, save "
               << shortNumber(totals.save, 3) << " s, load " << shortNumber(totals.load, 3)
-              << " s, compare " << shortNumber(totals.compare, 3) << " s\n";
+              << " s, compare " << shortNumber(totals.compare, 3) << " s, grade "
+              << shortNumber(totals.grade, 3) << " s, draw " << shortNumber(totals.draw, 3)
+              << " s\n";
     std::cout << "all " << 2 * kFrames
               << " files came back with every bit of layout and channels\n";
-    std::cout << "picture   " << slice.output << "\n";
+    std::cout << "graded    " << pictures.added_tiles << " tiles more, so that tiles that touch "
+              << "differ by one depth at most\n";
+    for (const std::string& picture : pictures.paths) {
+        std::cout << "picture   " << picture << "\n";
+    }
 }
 
 }  // namespace
