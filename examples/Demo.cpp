@@ -172,7 +172,7 @@ Pictures drawPictures(const ShapeFile& in_file, int in_axis, const std::string& 
     std::vector<TileId> added;
     timed(io_totals.grade, [&] { return computeGradedTree(&shape->layout(), &added), 0; });
     pictures.added_tiles = added.size();
-    slice.kind = "qbspline";
+    slice.kind = "linear";
     slice.output = in_folder + "/demo-graded.png";
     timed(io_totals.draw, [&] { return writeSlice(in_file, slice), 0; });
     pictures.paths.push_back(slice.output);

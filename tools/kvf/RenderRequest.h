@@ -9,7 +9,7 @@ struct ShapeFile;
 /// Which surface to draw, from where, and where to.
 struct RenderRequest {
     std::string channel;  ///< in full, or the part behind the last "/"
-    std::string kind = "qbspline";
+    std::string kind = "linear";
     int width = 960;  ///< of the picture in pixels
     int height = 720;
     float azimuth = 35.0f;    ///< of the eye about the axis y, degrees from z toward x

@@ -12,9 +12,10 @@ namespace Skelvar::Tool {
 CLI::Option* addKindOption(CLI::App& io_command, std::string& io_kind)
 {
     return io_command
-        .add_option("--kind", io_kind,
-                    "how to read between the values: linear, qbspline (smooth) or weno (sharp, "
-                    "for channels of float)")
+        .add_option(
+            "--kind", io_kind,
+            "how to read between the values: linear, qbspline (smooth, but of the background "
+            "value in the outermost cells of a root) or weno (sharp, for float)")
         ->check(CLI::IsMember({"linear", "qbspline", "weno"}));
 }
 
