@@ -73,4 +73,9 @@ bool isInBall(double in_radius, const vec3i& in_cell);
 /// and white noise of 2^-12, which makes the low bits of each mantissa incompressible.
 float ballDensity(const vec3i& in_cell, unsigned long long in_seed);
 
+constexpr double kPoissonRadius = 62.04;  ///< 1,000,611 cells
+
+/// The right-hand side at a cell of that ball: noise of spacing 16 and a tenth of white noise.
+float poissonSource(const vec3i& in_cell);
+
 }  // namespace Bench
