@@ -52,7 +52,8 @@ protected:
 
 TEST_F(KvfProgram, HelpsAndStatesItsVersion)
 {
-    for (const char* command : {"", "voxelize", "info", "check", "convert", "stats", "slice"}) {
+    for (const char* command :
+         {"", "voxelize", "info", "check", "convert", "stats", "slice", "solve", "solve poisson"}) {
         const Outcome outcome = kvf(std::string(command) + " --help");
         EXPECT_EQ(0, outcome.status);
         EXPECT_NE(std::string::npos, outcome.output.find("Usage:")) << outcome.output;
@@ -183,6 +184,38 @@ TEST_F(KvfProgram, PathsMayHoldAFramePattern)
     EXPECT_EQ(0, kvf("stats 'f.#.kvf' --frame 12").status);
     EXPECT_EQ(0, kvf("slice 'f.#.kvf' --frame 12 --channel distance -o f.png").status);
     expectFailure(3, "info 'f.#.kvf' --frame 13", "f.0013.kvf");
+}
+
+TEST_F(KvfProgram, SolveAddsTheResultAndDrawsTheResiduals)
+{
+    const std::string before = folder.read("cube.kvf");
+    expectFailure(2, "solve", "subcommand");
+    expectFailure(2, "solve poisson cube.kvf --rhs distance", "--out");
+    expectFailure(2, "solve poisson cube.kvf --rhs distance --out 'a b'", "a b");
+    expectFailure(2, "solve poisson cube.kvf --rhs distance --out u -o cube.obj", "-f");
+    expectFailure(1, "solve poisson cube.kvf --rhs normal --out u", "normal");
+    expectFailure(1, "solve poisson cube.kvf --rhs density --out u", "distance");
+    const Outcome capped = kvf("solve poisson cube.kvf --rhs distance --out u --max-iterations 1");
+    EXPECT_EQ(1, capped.status);
+    EXPECT_NE(std::string::npos, capped.error.find("not solved")) << capped.error;
+    EXPECT_TRUE(before == folder.read("cube.kvf"));
+
+    const Outcome outcome =
+        kvf("solve poisson cube.kvf --rhs distance --out u -o u.kvf --plot u.png");
+
+    EXPECT_EQ(0, outcome.status) << outcome.error;
+    EXPECT_EQ("", outcome.error);
+    EXPECT_NE(std::string::npos, outcome.output.find("\nu.png\n")) << outcome.output;
+    EXPECT_NE(std::string::npos, outcome.output.find("     1  ")) << outcome.output;
+    EXPECT_GT(folder.read("u.png").size(), 1000u);
+    EXPECT_TRUE(before == folder.read("cube.kvf"));
+    const json channels = json::parse(kvf("info --json u.kvf").output)[0]["channels"];
+    ASSERT_EQ(3u, channels.size());
+    EXPECT_EQ("cube-volume/u", channels[2]["name"]);
+    // Into the file itself, over the channel of the last time; without sides it is singular.
+    EXPECT_EQ(0, kvf("solve poisson u.kvf --rhs u --out u --sides neumann").status);
+    EXPECT_EQ(3u, json::parse(kvf("info --json u.kvf").output)[0]["channels"].size());
+    EXPECT_FALSE(before == folder.read("u.kvf"));
 }
 
 TEST_F(KvfProgram, SliceDrawsByFullOrShortName)

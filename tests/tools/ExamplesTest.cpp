@@ -31,6 +31,19 @@ TEST(Examples, TreeGrowsAndShrinks)
         outcome.output);
 }
 
+TEST(Examples, PoissonIsSolvedAcrossDepths)
+{
+    const TemporaryFolder folder;
+
+    const Outcome outcome = runProgram(folder, EXAMPLE_POISSON_PROGRAM);
+
+    EXPECT_EQ(0, outcome.status) << outcome.error;
+    EXPECT_NE(std::string::npos, outcome.output.find("\nsolved, ")) << outcome.output;
+    // 0.0562 is the value in the middle of the cube, whose walls stand half a cell farther out
+    // here.
+    EXPECT_NE(std::string::npos, outcome.output.find("u in the middle 0.06")) << outcome.output;
+}
+
 TEST(Examples, DemoBringsEveryBitBackAndDrawsIt)
 {
     const TemporaryFolder folder;

@@ -1,0 +1,227 @@
+#include <skelvar/numerics/NullSpace.h>
+#include <skelvar/numerics/PoissonMatrix.h>
+#include <skelvar/numerics/SolvePCG.h>
+#include <skelvar/state/VoxelState.h>
+#include <skelvar/tree/VoxelLayout.h>
+#include <skelvar/voxel/VoxelChannel.h>
+#include <skelvar/voxel/VoxelShape.h>
+
+#include <tools/kvf/Commands.h>
+#include <tools/kvf/Format.h>
+#include <tools/kvf/ShapeFile.h>
+#include <tools/kvf/picture/ResidualPlot.h>
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace Skelvar::Tool {
+
+namespace {
+
+using FloatChannel = VoxelChannel<float>;
+
+struct Arguments {
+    std::string file;
+    std::optional<int> frame;
+    std::string rhs;
+    std::string result;
+    std::string sides = "dirichlet";
+    float tolerance = 1e-5f;
+    int max_iterations = 1000;
+    std::string plot;
+    std::string output;
+    bool force = false;
+};
+
+/// The channel as one of float. Throws `ToolError` if it is another.
+std::shared_ptr<FloatChannel> floatChannel(const std::shared_ptr<TreeChannel3DBase>& in_channel)
+{
+    if (!in_channel->isCastableTo(FloatChannel::typeName())) {
+        throw ToolError(eDataSaysNo, in_channel->name() + " is a " +
+                                         in_channel->typeMeta()->typeName() + ", not a " +
+                                         FloatChannel::typeName());
+    }
+    return std::static_pointer_cast<FloatChannel>(in_channel);
+}
+
+/// The channel for the result: a new one, or the one of that name.
+std::shared_ptr<FloatChannel> resultChannel(const ShapeFile& in_file, const std::string& in_name)
+{
+    const std::string name =
+        in_name.find('/') == std::string::npos ? in_file.shape->name() + "/" + in_name : in_name;
+    if (!in_file.shape->hasChannel(name)) {
+        const QuietOutput quiet;
+        in_file.state->newVoxelChannel<float>(name, in_file.shape->name(), eOffsetCentre, 0.0f);
+    }
+    if (!in_file.shape->hasChannel(name)) {
+        throw ToolError(eMisuse, "no channel can be named " + name);
+    }
+    return floatChannel(in_file.shape->channelBasePtr(name));
+}
+
+/// Calls `in_body(values of the tile, depth, tile)` for all tiles.
+template <typename Body>
+void forTiles(const VoxelLayout& in_layout, const Body& in_body)
+{
+    for (int depth = 0; depth <= kMaxTileDepth; ++depth) {
+        for (int tile = 0; tile < in_layout.numNodes(depth); ++tile) {
+            in_body(depth, tile);
+        }
+    }
+}
+
+/// Gives each cell with a tile below it the mean of that tile.
+void averageUpwards(const VoxelLayout& in_layout, FloatChannel& io_channel)
+{
+    for (int depth = kMaxTileDepth - 1; depth >= 0; --depth) {
+        for (int tile = 0; tile < in_layout.numNodes(depth); ++tile) {
+            const VoxelLayoutNode& node = in_layout.node(tile, depth);
+            for (int cell = 0; cell < kTileSize; ++cell) {
+                if (node.childExists(cell)) {
+                    const float* const fine = io_channel.tile(node.child(cell), depth + 1).data();
+                    double sum = 0.0;
+                    for (int n = 0; n < kTileSize; ++n) {
+                        sum += double(fine[n]);
+                    }
+                    io_channel.tile(tile, depth).data()[cell] = float(sum / kTileSize);
+                }
+            }
+        }
+    }
+}
+
+struct Solution {
+    bool solved = false;
+    float residual = 0.0f;
+    std::vector<float> residuals;  ///< after each pass
+};
+
+Solution solvePoisson(const VoxelLayout& in_layout, const FloatChannel& in_source,
+                      const Arguments& in_arguments, FloatChannel& out_result)
+{
+    PoissonDomain domain;
+    const bool closed = in_arguments.sides == "neumann";
+    std::fill_n(domain.sides, 6, closed ? ePoissonNeumann : ePoissonDirichlet);
+    SparseMatrix<float> A;
+    makePoissonMatrix(in_layout, domain, &A);
+    GenericDenseVector<float> b(in_layout, 0.0f);
+    GenericDenseVector<float> x(in_layout, 0.0f);
+    forTiles(in_layout, [&](int in_depth, int in_tile) {
+        const double width = VoxelLayout::cellWidth(in_depth);
+        const double scale = width * width * width * double(in_layout.MVS() * in_layout.MVS());
+        const float* const source = in_source.tile(in_tile, in_depth).data();
+        std::transform(source, source + kTileSize, b.tileData(in_tile, in_depth),
+                       [&](float in_value) { return float(scale * double(in_value)); });
+    });
+    GenericDenseVector<int> ids(in_layout, -1);
+    array1<std::pair<int, int>> pairs;
+    const int parts = closed ? findUnitNullSpace(A, &ids, &pairs) : 0;
+
+    Solution solution;
+    array1<float> history;
+    int iterations = 0;
+    solution.solved = solvePCG(A, b, &x, parts, &ids, &pairs, nullptr, in_arguments.max_iterations,
+                               in_arguments.tolerance, &iterations, &solution.residual, history);
+    solution.residuals.assign(history.begin(), history.end());
+    forTiles(in_layout, [&](int in_depth, int in_tile) {
+        std::copy_n(x.tileData(in_tile, in_depth), kTileSize,
+                    out_result.tile(in_tile, in_depth).data());
+    });
+    averageUpwards(in_layout, out_result);
+    return solution;
+}
+
+void writePlot(const Arguments& in_arguments, const Solution& in_solution)
+{
+    const Canvas canvas = drawResiduals(
+        in_solution.residuals, in_arguments.tolerance,
+        "Relative residual by pass, " + in_arguments.rhs + " of " + in_arguments.file);
+    std::string reason;
+    if (!canvas.writePng(in_arguments.plot, reason)) {
+        throw ToolError(eFileUnreadable, in_arguments.plot + ": " + reason);
+    }
+    std::cout << in_arguments.plot << "\n";
+}
+
+void run(const Arguments& in_arguments)
+{
+    const std::string path = framePath(in_arguments.file, in_arguments.frame);
+    const ShapeFile file = loadShapeFile(path);
+    const std::string target =
+        in_arguments.output.empty() ? path : framePath(in_arguments.output, file.info.frame);
+    std::error_code error;
+    if (target != path && !in_arguments.force && std::filesystem::exists(target, error)) {
+        throw ToolError(eMisuse, target + " exists; -f overwrites it");
+    }
+    const VoxelLayout& layout = file.voxelShape()->layout();
+    const auto source = floatChannel(file.channel(in_arguments.rhs));
+    const auto result = resultChannel(file, in_arguments.result);
+    const Solution solution = solvePoisson(layout, *source, in_arguments, *result);
+
+    for (std::size_t n = 0; n < solution.residuals.size(); ++n) {
+        std::cout << padLeft(std::to_string(n + 1), 6) << "  "
+                  << shortNumber(double(solution.residuals[n])) << "\n";
+    }
+    if (!in_arguments.plot.empty()) {
+        writePlot(in_arguments, solution);
+    }
+    if (!solution.solved) {
+        throw ToolError(eDataSaysNo, "not solved: the relative residual is " +
+                                         shortNumber(double(solution.residual)) + " after " +
+                                         std::to_string(solution.residuals.size()) +
+                                         " passes; nothing was saved");
+    }
+    const std::string written =
+        saveShapeFile(*file.state, target, file.shape->name(), file.channelNames(), file.info.frame,
+                      static_cast<int>(file.info.quality % 4));
+    std::cout << written << ": " << result->name() << "\n";
+}
+
+void addPoisson(CLI::App& io_command, ExitStatus& out_status)
+{
+    const auto arguments = std::make_shared<Arguments>();
+    CLI::App* command = io_command.add_subcommand(
+        "poisson",
+        "Solves -div grad u = f on the finest cells, in world units, with u = 0 one "
+        "cell beyond the tree or nothing flowing out of it");
+    command->add_option("FILE", arguments->file, "file to read, and to add u to")->required();
+    command->add_option("--rhs", arguments->rhs, "channel with f")->required();
+    command->add_option("--out", arguments->result, "channel for u, made if it is not there")
+        ->required();
+    command->add_option("--tolerance", arguments->tolerance, "relative residual to reach")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
+    command->add_option("--max-iterations", arguments->max_iterations, "most passes")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
+    command->add_option("--sides", arguments->sides, "what the tree ends with")
+        ->check(CLI::IsMember({"dirichlet", "neumann"}))
+        ->capture_default_str();
+    command->add_option("--plot", arguments->plot, "picture of the residuals to write");
+    command->add_option("-o", arguments->output, "file to write instead of FILE");
+    command->add_flag("-f,--force", arguments->force, "overwrite the file of -o if it is there");
+    command->add_option("--frame", arguments->frame, "frame of a path with a frame pattern");
+    command->callback([arguments, &out_status] {
+        run(*arguments);
+        out_status = eDone;
+    });
+}
+
+}  // namespace
+
+void addSolveCommand(CLI::App& io_app, ExitStatus& out_status)
+{
+    CLI::App* command =
+        io_app.add_subcommand("solve", "Solves an equation and adds the result to the file");
+    command->require_subcommand(1);
+    addPoisson(*command, out_status);
+}
+
+}  // namespace Skelvar::Tool
