@@ -65,6 +65,15 @@ BEGIN {
     row("orient3d of random points against the plain one", "orient3d.random/skelvar/1t",
         "orient3d.random/plain/1t", 0.67)
     row("orient3d of points near a plane", "orient3d.flat/skelvar/1t", "orient3d.flat/cgal/1t", 1)
+    row("Poisson, a million unknowns to 1e-5, Eigen's diagonal", "poisson.solve/skelvar/2t",
+        "poisson.solve/eigen-diagonal/2t", 1.5)
+    row("the same, multigrid in one process", "poisson.solve/skelvar/2t",
+        "poisson.solve/hypre-boomeramg/1t", 1.4)
+    row("the same, two threads against one", "poisson.solve/skelvar/2t", "poisson.solve/skelvar/1t",
+        1.8)
+    row("matrix times vector, a row", "spmv.rows/skelvar/2t", "spmv.rows/eigen/2t", 1.2)
+    row("preconditioner against its plain loop", "precond.rows/skelvar/2t", "precond.rows/plain/2t", 7)
+    bound("bytes a row of the 7-point matrix", "poisson.memory.bytesperrow/skelvar/2t", 64)
     bound("bytes a cell of the band, channel", "tree.memory.bytespercell/skelvar-channel/1t", 9.4)
     bound("bytes a cell of the band, with nodes", "tree.memory.bytespercell/skelvar/1t", 13)
 }

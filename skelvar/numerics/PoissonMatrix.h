@@ -41,9 +41,9 @@ constexpr float poissonWeight(int in_width, int in_other_width)
 /// f times the cell's volume in coordinate units times the square of `VoxelLayout::MVS()`, plus for
 /// each Dirichlet neighbour its value times `poissonWeight`.
 ///
-/// The depths need not be graded: a fine cell couples with the one coarser cell beyond its face. In
-/// the interior of a depth the error falls with the square of the cell size. Where depths meet,
-/// centres do not face each other, and the error next to the seam falls with the cell size.
+/// The depths need not be graded: a fine cell couples with the one coarser cell beyond its face. On
+/// one depth the error falls with the square of the cell size. Where depths meet, centres do not
+/// face each other, and with such a seam it falls with the cell size, being largest next to it.
 /// Source: finite volumes with two-point fluxes, Eymard, Gallouet and Herbin, "Finite Volume
 /// Methods", 2000.
 SKELVAR_API void makePoissonMatrix(const VoxelLayout& in_layout, const PoissonDomain& in_domain,

@@ -1,3 +1,4 @@
+#include <skelvar/base/NameFunctions.h>
 #include <skelvar/numerics/NullSpace.h>
 #include <skelvar/numerics/PoissonMatrix.h>
 #include <skelvar/numerics/SolvePCG.h>
@@ -56,12 +57,15 @@ std::shared_ptr<FloatChannel> resultChannel(const ShapeFile& in_file, const std:
 {
     const std::string name =
         in_name.find('/') == std::string::npos ? in_file.shape->name() + "/" + in_name : in_name;
+    if (NS::substitueBadChars(name, '_') != name) {
+        throw ToolError(eMisuse, "no channel can be named " + name);
+    }
     if (!in_file.shape->hasChannel(name)) {
         const QuietOutput quiet;
         in_file.state->newVoxelChannel<float>(name, in_file.shape->name(), eOffsetCentre, 0.0f);
     }
     if (!in_file.shape->hasChannel(name)) {
-        throw ToolError(eMisuse, "no channel can be named " + name);
+        throw ToolError(eDataSaysNo, "the channel " + name + " cannot be made");
     }
     return floatChannel(in_file.shape->channelBasePtr(name));
 }
