@@ -70,6 +70,9 @@ inline constexpr SidePattern kSidePatterns[6] = {
     makeSidePattern(0, false), makeSidePattern(0, true),  makeSidePattern(1, false),
     makeSidePattern(1, true),  makeSidePattern(2, false), makeSidePattern(2, true)};
 
+/// Where a cell stands in its tile along an axis.
+enum Place { eFirst, eInner, eLast };
+
 template <int Rows, int Entries>
 constexpr SparseMatrixPattern view(const StencilPattern<Rows, Entries>& in_pattern)
 {
