@@ -30,9 +30,9 @@ SurfaceView chooseSurfaceView(const VoxelShape& in_shape, float in_azimuth, floa
 
 /// Draws the surface where a channel of signed distances, in world units, is zero: rays are traced
 /// by the distance through the finest tiles' bounds, and what they meet is shaded by the gradient
-/// of a sampler of the kind (of weno, by differences). Parallel by rows, in two passes, one ray a
-/// pixel and then some more on edges; `in_row_done` is called for each row of both, from any
-/// thread. `out_found`: whether any ray met the surface.
+/// of a sampler of the kind (of linear and weno, by its mean over a cell). Parallel by rows, in two
+/// passes, one ray a pixel and then some more on edges; `in_row_done` is called for each row of
+/// both, from any thread. `out_found`: whether any ray met the surface.
 Canvas drawSurface(const VoxelShape& in_shape, const VoxelChannel<float>& in_channel,
                    const std::string& in_kind, const SurfaceView& in_view, int in_width,
                    int in_height, const std::function<void()>& in_row_done, bool& out_found);

@@ -39,7 +39,7 @@ private:
 
     VoxelLayout::ConstAccessor m_accessor;
     std::shared_ptr<BaseSampler> m_sampler;
-    bool m_has_gradient;
+    bool m_is_smooth;  ///< whether the sampler's gradient is continuous
     float m_cells_per_world;
     vec3f m_lo;  ///< of the box of the finest tiles
     vec3f m_hi;
