@@ -52,8 +52,8 @@ protected:
 
 TEST_F(KvfProgram, HelpsAndStatesItsVersion)
 {
-    for (const char* command :
-         {"", "voxelize", "info", "check", "convert", "stats", "slice", "solve", "solve poisson"}) {
+    for (const char* command : {"", "voxelize", "info", "check", "convert", "stats", "slice",
+                                "tree", "solve", "solve poisson"}) {
         const Outcome outcome = kvf(std::string(command) + " --help");
         EXPECT_EQ(0, outcome.status);
         EXPECT_NE(std::string::npos, outcome.output.find("Usage:")) << outcome.output;

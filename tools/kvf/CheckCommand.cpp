@@ -1,4 +1,5 @@
 #include <skelvar/io/Kvf.h>
+#include <skelvar/tree/LayoutConsistency.h>
 #include <skelvar/tree/VoxelLayout.h>
 #include <skelvar/voxel/TreeChannel3DBase.h>
 #include <skelvar/voxel/VoxelShape.h>
@@ -14,6 +15,7 @@
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <sstream>
 
 namespace Skelvar::Tool {
 
@@ -54,6 +56,12 @@ void checkContents(const ShapeFile& in_file)
     const auto layout = std::dynamic_pointer_cast<VoxelLayout>(in_file.shape->layoutPtr());
     if (!layout) {
         complain("the shape has no layout");
+    }
+    std::ostringstream violations;
+    if (!isLayoutConsistent(*layout, &violations)) {
+        std::string text = violations.str();
+        std::replace(text.begin(), text.end(), '\n', ' ');
+        complain("the tree is not consistent: " + text);
     }
     for (const KVFInfo::ChannelInfo& stated : in_file.info.channels) {
         const auto names = in_file.channelNames();

@@ -25,6 +25,7 @@ struct Arguments {
     std::string name;
     int frame = 0;
     int quality = 0;
+    bool graded = false;
 };
 
 /// What is out of the ordinary about the mesh, in words; nothing for a closed, consistent one.
@@ -53,6 +54,7 @@ void run(const Arguments& in_arguments)
     VoxelizeOptions options;
     options.voxel_size = in_arguments.voxel_size.value_or(0.0f);
     options.band = in_arguments.band;
+    options.graded = in_arguments.graded;
     options.name = in_arguments.name.empty()
                        ? objectNameFrom(std::filesystem::path(in_arguments.mesh).stem().string())
                        : in_arguments.name;
@@ -89,6 +91,8 @@ void addVoxelizeCommand(CLI::App& io_app, ExitStatus& out_status)
                         "side of a finest cell in world units (longest side of the mesh / 100)");
     command->add_option("--band", arguments->band, "finest cells on each side of the surface")
         ->capture_default_str();
+    command->add_flag("--graded", arguments->graded,
+                      "add tiles until those that touch differ by at most one depth");
     command->add_option("--name", arguments->name, "name of the object (the mesh file's name)");
     command->add_option("--frame", arguments->frame, "frame number")->capture_default_str();
     command->add_option("--quality", arguments->quality, "0 plain, 1 byte planes for floats")

@@ -1,6 +1,7 @@
 #include <tools/kvf/geometry/Voxelizer.h>
 
 #include <skelvar/state/VoxelState.h>
+#include <skelvar/tree/Grading.h>
 #include <skelvar/tree/VoxelLayout.h>
 #include <skelvar/voxel/VoxelChannel.h>
 #include <skelvar/voxel/VoxelShape.h>
@@ -122,7 +123,7 @@ std::shared_ptr<VoxelChannel<T>> makeChannel(VoxelState& io_state, const std::st
 }
 
 Items makeItems(VoxelState& io_state, std::string in_name, float in_voxel_size,
-                const TilesByDepth& in_tiles)
+                const TilesByDepth& in_tiles, bool in_graded)
 {
     Items items;
     const std::string shape_name = in_name + "-volume";
@@ -132,6 +133,9 @@ Items makeItems(VoxelState& io_state, std::string in_name, float in_voxel_size,
     require(io_state.newLayout(layout_name, in_voxel_size, layout), layout_name);
     items.layout = std::static_pointer_cast<VoxelLayout>(layout);
     items.layout->addNodes(in_tiles, nullptr);
+    if (in_graded) {
+        computeGradedTree(items.layout.get());
+    }
     require(io_state.newVoxelShape(shape_name, layout_name, &in_name, items.shape), shape_name);
     // What lies outside of the tree is on the outer side, as far away as the root is wide.
     const float far = in_voxel_size * static_cast<float>(rootSide(in_tiles));
@@ -205,7 +209,9 @@ VoxelizeResult voxelize(VoxelState& io_state, TriangleMesh in_mesh,
     const TilesByDepth tiles = findSurfaceTiles(tree, result.voxel_size, in_options.band);
     result.tiles = countTiles(tiles);
     checkMemory(double(result.tiles), result.voxel_size);
-    const Items items = makeItems(io_state, in_options.name, result.voxel_size, tiles);
+    const Items items =
+        makeItems(io_state, in_options.name, result.voxel_size, tiles, in_options.graded);
+    result.tiles = items.layout->numNodes();
     fillChannels(items, SignedDistance(tree, closed));
 
     result.shape_name = items.shape->name();
