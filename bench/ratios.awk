@@ -18,6 +18,19 @@ BEGIN {
         "topology.ordered.tiles/openvdb-mask/2t", 1.2)
     row("ordered points to tree, per point", "topology.ordered.points/skelvar/2t",
         "topology.ordered.points/openvdb-mask/2t", 1.2)
+    row("random points to tree by refineLayout", "topology.random.points/skelvar-refine/2t",
+        "topology.random.points/openvdb-mask/2t", 1.5)
+    row("the same with a channel", "topology.random.points/skelvar-refine-channel/2t",
+        "topology.random.points/openvdb-float/2t", 4)
+    row("ordered points to tree by refineLayout", "topology.ordered.points/skelvar-refine/2t",
+        "topology.ordered.points/openvdb-mask/2t", 1.2)
+    row("the same with a channel", "topology.ordered.points/skelvar-refine-channel/2t",
+        "topology.ordered.points/openvdb-float/2t", 3)
+    row("refine by another layout, per tile", "topology.union/skelvar/2t",
+        "topology.union/openvdb-mask/2t", 2)
+    row("computeGradedTree, tiles of the result", "tree.grade/skelvar/2t", "tree.grade/p4est/2p", 3)
+    row("an empty visitor by depth", "tree.visitnodes/skelvar/2t", "tree.visitnodes/openvdb/2t",
+        1.5)
     row("single addNode in random order", "topology.single/skelvar/1t",
         "topology.single/openvdb-mask/1t topology.single/openvdb-float/1t", 1)
     row("random lookup by position, then the value", "access.random/skelvar-accessor/1t",

@@ -8,6 +8,7 @@
 #include <openvdb/openvdb.h>
 #include <openvdb/tools/Interpolation.h>
 #include <openvdb/tree/LeafManager.h>
+#include <openvdb/tree/NodeManager.h>
 
 #ifdef SKELVAR_BENCH_HAS_NANOVDB
 #include <nanovdb/NanoVDB.h>
@@ -20,6 +21,7 @@
 #include <tbb/parallel_for.h>
 #include <tbb/parallel_reduce.h>
 
+#include <atomic>
 #include <cmath>
 #include <memory>
 #include <random>
@@ -220,6 +222,45 @@ void addTopologyJobs(const std::string& in_system)
                         }
                     }
                 }});
+}
+
+/// Joins the leaves of the shell with those of the shell moved along x.
+void addUnionJob()
+{
+    static std::unique_ptr<MaskTree> s_shell;
+    static std::unique_ptr<MaskTree> s_moved;
+    static std::unique_ptr<MaskTree> s_union;
+    Bench::add({"topology.union/openvdb-mask", 2, "Mtiles/s",
+                [] { return s_moved->leafCount() * 1e-6; },
+                [] { s_union->topologyUnion(*s_moved); },
+                [] {
+                    if (!s_shell) {
+                        s_shell = std::make_unique<MaskTree>();
+                        s_moved = std::make_unique<MaskTree>();
+                        openvdb::tree::ValueAccessor<MaskTree> shell(*s_shell);
+                        openvdb::tree::ValueAccessor<MaskTree> moved(*s_moved);
+                        for (vec3f point : randomPoints()) {
+                            touchBox(shell, point);
+                            point[0] += 40.0f;
+                            touchBox(moved, point);
+                        }
+                    }
+                    s_union = std::make_unique<MaskTree>(*s_shell);
+                }});
+}
+
+/// Calls a function at each node of the band, shallow depths first.
+void addVisitJob()
+{
+    Bench::add(
+        {"tree.visitnodes/openvdb", 2, "Mnodes/s", [] { return band().tree().leafCount() * 1e-6; },
+         [] {
+             openvdb::tree::NodeManager<FloatTree> nodes(band().tree());
+             std::atomic<std::size_t> count{0};
+             nodes.foreachTopDown([&](auto&) { count.fetch_add(1, std::memory_order_relaxed); });
+             Bench::keep(static_cast<double>(count.load()));
+         },
+         [] { band(); }, 15});
 }
 
 // Reading of values.
@@ -423,6 +464,8 @@ int main(int in_argc, char** in_argv)
     openvdb::initialize();
     addTopologyJobs<MaskTree>("/openvdb-mask");
     addTopologyJobs<FloatTree>("/openvdb-float");
+    addUnionJob();
+    addVisitJob();
     addReadJobs();
     addSampleJobs();
     addBulkJobs();
