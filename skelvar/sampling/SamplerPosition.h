@@ -34,6 +34,20 @@ inline vec3i cellCoordinates(const vec3f& in_position)
             cellCoordinate(in_position[2])};
 }
 
+/// Minimum corner of the tile of a depth that holds a point in range.
+inline vec3i tileCorner(const vec3i& in_point, int in_depth)
+{
+    vec3i corner;
+    for (int a = 0; a < 3; ++a) {
+        const unsigned place = in_point[a] + kTileOrigin;
+        // A constant divisor where it matters.
+        const unsigned above =
+            in_depth == kMaxTileDepth ? place % kTileWidth : place % kTileSideLUT[in_depth];
+        corner[a] = in_point[a] - static_cast<int>(above);
+    }
+    return corner;
+}
+
 }  // namespace Detail
 
 }  // namespace Skelvar

@@ -62,7 +62,7 @@ VoxelSamplerLinear<T, HALO>::VoxelSamplerLinear(SamplerSpace in_space,
 {
     const auto shape = in_channel != nullptr ? in_channel->voxelShapePtr() : nullptr;
     const auto layout = shape ? shape->layoutPtr() : nullptr;
-    if (layout) {
+    if (layout && in_channel->blockDataPtr()) {
         m_accessor = std::as_const(*layout).accessor();
     }
     if (shape && in_space == eWorldSpace) {
@@ -85,6 +85,12 @@ const TreeChannel3DBase* VoxelSamplerLinear<T, HALO>::channel() const
 }
 
 template <typename T, int HALO>
+T VoxelSamplerLinear<T, HALO>::outside() const
+{
+    return m_channel != nullptr ? m_channel->backgroundValue() : T{};
+}
+
+template <typename T, int HALO>
 bool VoxelSamplerLinear<T, HALO>::findStencil(const vec3f& in_position, int in_depth,
                                               Stencil& out_stencil) const
 {
@@ -96,20 +102,20 @@ bool VoxelSamplerLinear<T, HALO>::findStencil(const vec3f& in_position, int in_d
     }
     const int depth = in_depth < kMaxTileDepth ? in_depth : kMaxTileDepth;
     const vec3i q = Detail::cellCoordinates(p);
-    if (depth != m_neighbours.depth() || !contains(m_neighbours.corner(), depth, q)) {
+    if (depth != m_neighbours.depth() || !contains(m_corner, depth, q)) {
         const TileIndex found = m_accessor->template nodeIndex<false>(q[0], q[1], q[2], depth);
         if (found.first < 0) {
             return false;
         }
         if (found.first != m_neighbours.index() || found.second != m_neighbours.depth()) {
             m_neighbours.enter(found, m_accessor->layout(), *m_channel);
+            m_corner = Detail::tileCorner(q, found.second);
         }
     }
-    const vec3i& corner = m_neighbours.corner();
     const float scale = kInvTileSideLUT[m_neighbours.depth() + 1];
     const vec3f& offset = m_channel->VoxelChannel<T>::offset();
     for (int a = 0; a < 3; ++a) {
-        const float u = (p[a] - static_cast<float>(corner[a])) * scale - offset[a];
+        const float u = (p[a] - static_cast<float>(m_corner[a])) * scale - offset[a];
         const int cell = Detail::cellCoordinate(u);
         out_stencil.cell[a] = cell < kTileWidth - 1 ? cell : kTileWidth - 1;
         out_stencil.fraction[a] = u - static_cast<float>(out_stencil.cell[a]);
@@ -193,13 +199,16 @@ template <typename T, int HALO>
 void VoxelSamplerLinear<T, HALO>::readCorners(const Stencil& in_stencil, T (&out_corners)[8]) const
 {
     const auto [i, j, k] = in_stencil.cell;
-    // From cells 1 to 3 on each axis the values are the tile's own, whatever the offset type.
-    const bool inside = static_cast<unsigned>(i - 1) < 3 && static_cast<unsigned>(j - 1) < 3 &&
-                        static_cast<unsigned>(k - 1) < 3;
+    // Inside the values are the tile's own; in cell 0 of a staggered axis only if it has a low
+    // neighbour.
+    const int offset = m_channel->VoxelChannel<T>::offsetType();
+    const auto is_inside = [offset](int in_cell, int in_axis) {
+        return in_cell >= (offset >> in_axis & 1) && in_cell < kTileWidth - 1;
+    };
     const T* low = nullptr;
     int stride_j = 5;
     int stride_k = 25;
-    if (inside) {
+    if (is_inside(i, 0) && is_inside(j, 1) && is_inside(k, 2)) {
         low = &m_neighbours.tile()(i, j, k);
     } else if (readAcrossTiles(in_stencil, out_corners)) {
         return;
@@ -219,7 +228,7 @@ T VoxelSamplerLinear<T, HALO>::sample(const vec3f& in_position, int in_depth) co
 {
     Stencil stencil;
     if (!findStencil(in_position, in_depth, stencil)) {
-        return m_channel->backgroundValue();
+        return outside();
     }
     T corners[8];
     readCorners(stencil, corners);
@@ -233,7 +242,7 @@ T VoxelSamplerLinear<T, HALO>::sampleGradient(const vec3f& in_position,
     Stencil stencil;
     if (!findStencil(in_position, kMaxTileDepth, stencil)) {
         *out_gradient = Gradient{};
-        return m_channel->backgroundValue();
+        return outside();
     }
     T v[8];
     readCorners(stencil, v);

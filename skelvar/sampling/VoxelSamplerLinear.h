@@ -52,6 +52,8 @@ private:
         float fraction[3];  ///< from there
     };
 
+    /// What stands for values outside the tree.
+    T outside() const;
     /// Goes to the tile at a position and finds the stencil there.
     bool findStencil(const vec3f& in_position, int in_depth, Stencil& out_stencil) const;
     /// The eight values of a stencil in the current tile, x fastest.
@@ -65,6 +67,7 @@ private:
     bool m_is_uniform_scale = false;
     mutable std::optional<VoxelLayout::ConstAccessor> m_accessor;  ///< none without a layout
     mutable Detail::TileNeighbours<T> m_neighbours;  ///< of the tile that a position fell into last
+    mutable vec3i m_corner{};                        ///< of that tile
     mutable std::unique_ptr<Cache> m_cache;          ///< made on first use
 };
 

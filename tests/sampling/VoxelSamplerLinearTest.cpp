@@ -191,6 +191,30 @@ TEST(VoxelSamplerLinear, ReadsTilesNoDeeperThanAsked)
     }
 }
 
+TEST(VoxelSamplerLinear, ARootEndsAtTheBackgroundEvenBesideAnother)
+{
+    const auto layout = LayoutBuilder().tile({0, 0, 0}, 7).tile({5, 0, 0}, 7).build();
+    Field<float> field(layout, 1.0f);
+    field.channel->set(4.0f, 7, 7);
+    const VoxelSamplerLinear<float, 1> sampler(eTreeSpace, field.channel.get());
+
+    EXPECT_EQ(2, layout->numRoots());
+    EXPECT_EQ(4.0f, sampler.sample({3.5f, 0.5f, 0.5f}));
+    EXPECT_EQ(1.0f, sampler.sample({3.0f, 0.5f, 0.5f}));
+}
+
+#ifdef NDEBUG
+TEST(VoxelSamplerLinear, GivesTheBackgroundWithoutALiveShape)
+{
+    VoxelChannel<int> channel("c", nullptr, 6, eOffsetCentre);
+    const VoxelSamplerLinear<int, 1> alone(eWorldSpace, &channel);
+    const VoxelSamplerLinear<int, 1> without(eTreeSpace, nullptr);
+
+    EXPECT_EQ(6, alone.sample({0, 0, 0}));
+    EXPECT_EQ(0, without.sample({0, 0, 0}));
+}
+#endif
+
 TEST(VoxelSamplerLinear, IntegersAreTruncatedInEachOfSevenSteps)
 {
     const auto layout = LayoutBuilder().tile({0, 0, 0}, 7).build();
