@@ -89,7 +89,7 @@ VoxelLayout& ParticleShape::layout() const
 
 void ParticleShape::setLayout(const std::shared_ptr<TreeLayout3DBase>& in_layout)
 {
-    if (in_layout && in_layout->typeMeta().typeName() != VoxelLayout::typeName()) {
+    if (in_layout && in_layout->typeMeta()->typeName() != VoxelLayout::typeName()) {
         throw std::runtime_error("ParticleShape::setLayout() : in_layout is not a VoxelLayout");
     }
     TreeShape3DBase::setLayout(in_layout);

@@ -127,7 +127,7 @@ VoxelStateResult VoxelStateSMP::typeMeta(const std::string& in_name, TypeMetaBas
     } else if (const auto object = m_maps->findObject(in_name)) {
         *out_type = object->typeMeta()->newInstance();
     } else if (const auto layout = m_maps->findLayout(in_name)) {
-        *out_type = layout->typeMeta().newInstance();
+        *out_type = layout->typeMeta()->newInstance();
     } else if (const auto mesh = m_maps->findMesh(in_name)) {
         *out_type = mesh->typeMeta()->newInstance();
     } else {

@@ -100,9 +100,9 @@ void TreeLayout3DBase::removeObserver(TreeLayout3DObserver* in_observer)
     }
 }
 
-const TypeMetaBase& TreeLayout3DBase::typeMeta() const
+const TypeMetaBase* TreeLayout3DBase::typeMeta() const
 {
-    return m_typeMeta;
+    return &m_typeMeta;
 }
 
 bool TreeLayout3DBase::save(OutputStream& io_stream) const

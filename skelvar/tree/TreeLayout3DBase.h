@@ -56,7 +56,7 @@ public:
     virtual void removeObserver(TreeLayout3DObserver* in_observer);
     /// Address of the nodes' storage: equal for layouts that share it.
     virtual const void* nodeDataPtr() const = 0;
-    virtual const TypeMetaBase& typeMeta() const;
+    virtual const TypeMetaBase* typeMeta() const;
     /// The two values that all layouts have: size of a unit and name.
     bool save(OutputStream& io_stream) const override;
     bool load(InputStream& io_stream) override;
