@@ -1,82 +1,98 @@
 #pragma once
 
-#include <skelvar/tree/VoxelLayout.h>
+#include <skelvar/tree/NodeArray.h>
+#include <skelvar/tree/TileId.h>
+#include <skelvar/tree/TileIndex.h>
+
+#include <array>
 
 namespace Skelvar::Detail {
 
-/// The walk of every lookup: from a node of depth `Depth` down to the tile of `in_depth` that holds
-/// a point. The coordinates count from the node's corner and lie inside it. The divisors are
-/// constants, and a step is one indexed load.
-template <bool exact, int Depth>
-inline TileIndex descendFrom(const VoxelLayout::NodeData& in_nodes, int in_index, unsigned in_x,
-                             unsigned in_y, unsigned in_z, int in_depth)
-{
-    if (Depth == in_depth) {
-        return {in_index, Depth};
+/// The nodes by depth.
+using NodeArrays = NodeArray[kNumDepths];
+
+/// The slot that holds a point in its tile of each depth 1 to 7, and the cell in the tile of depth
+/// 7 in place of depth 8. One byte each, so that the weights 1, 5 and 25 of the axes act on all of
+/// them at once, and no digit waits for another.
+class PointPath {
+public:
+    static constexpr int kHalfDepth = 4;  ///< the lower half starts below this depth
+    static constexpr unsigned kHalfSide = kTileSideLUT[kHalfDepth];
+
+    PointPath() = default;
+    /// The lower half of a point, from its place in its tile of `kHalfDepth`.
+    PointPath(unsigned in_x, unsigned in_y, unsigned in_z) : m_lower(slots(in_x, in_y, in_z)) {}
+    /// Of a point whose coordinates are in range.
+    static PointPath ofPoint(int in_i, int in_j, int in_k)
+    {
+        const unsigned x = in_i + kTileOrigin;
+        const unsigned y = in_j + kTileOrigin;
+        const unsigned z = in_k + kTileOrigin;
+        PointPath path(x % kHalfSide, y % kHalfSide, z % kHalfSide);
+        path.m_upper = slots(x / kHalfSide, y / kHalfSide, z / kHalfSide);
+        return path;
     }
+
+    template <int Depth>
+    unsigned slot() const
+    {
+        return slot(Depth);
+    }
+    unsigned slot(int in_depth) const
+    {
+        return in_depth > kHalfDepth ? m_lower >> 8 * (in_depth - kHalfDepth - 1) & 0xFF
+                                     : m_upper >> 8 * (in_depth - 1) & 0xFF;
+    }
+
+private:
+    /// The four digits of numbers to the base 5, the highest in the lowest byte.
+    static constexpr std::array<unsigned, kHalfSide> kDigits = [] {
+        std::array<unsigned, kHalfSide> digits{};
+        for (unsigned n = 0; n < kHalfSide; ++n) {
+            digits[n] = n / 125 | n / 25 % 5 << 8 | n / 5 % 5 << 16 | n % 5 << 24;
+        }
+        return digits;
+    }();
+
+    static unsigned slots(unsigned in_x, unsigned in_y, unsigned in_z)
+    {
+        return kDigits[in_x] + 5 * (kDigits[in_y] + 5 * kDigits[in_z]);
+    }
+
+    unsigned m_upper = 0;
+    unsigned m_lower = 0;
+};
+
+/// The walk of every lookup of a point: from a node of depth `Depth` that holds it down to its tile
+/// of `in_depth`, which is no less. A step is two indexed loads.
+template <bool exact, int Depth>
+inline TileIndex descendFrom(const NodeArrays& in_nodes, int in_index, const PointPath& in_path,
+                             int in_depth)
+{
     if constexpr (Depth < kMaxTileDepth) {
-        const VoxelLayoutNode& node = in_nodes.depths[Depth][in_index];
-        if (node.hasChildSlots()) {
-            constexpr unsigned side = kTileSideLUT[Depth + 1];
-            const unsigned ci = in_x / side;
-            const unsigned cj = in_y / side;
-            const unsigned ck = in_z / side;
-            const int child = node.child(static_cast<int>(ci + 5 * (cj + 5 * ck)));
+        if (Depth < in_depth) {
+            const int child = in_nodes[Depth].childSlots(in_index)[in_path.slot<Depth + 1>()];
             if (child >= 0) {
-                return descendFrom<exact, Depth + 1>(in_nodes, child, in_x - ci * side,
-                                                     in_y - cj * side, in_z - ck * side, in_depth);
+                return descendFrom<exact, Depth + 1>(in_nodes, child, in_path, in_depth);
             }
-            if (exact) {
-                return {child, -1};
-            }
+            return exact ? TileIndex{child, -1} : TileIndex{in_index, Depth};
         }
     }
-    return exact ? kNoTileIndex : TileIndex{in_index, Depth};
-}
-
-/// The walk from a node that holds the point, at a depth of at most `in_depth`.
-template <bool exact>
-inline TileIndex descend(const VoxelLayout::NodeData& in_nodes, const TileIndex& in_start, int in_i,
-                         int in_j, int in_k, int in_depth)
-{
-    const VoxelLayoutNode& start = in_nodes.depths[in_start.second][in_start.first];
-    const unsigned x = in_i - start.i();
-    const unsigned y = in_j - start.j();
-    const unsigned z = in_k - start.k();
-    switch (in_start.second) {
-        case 0:
-            return descendFrom<exact, 0>(in_nodes, in_start.first, x, y, z, in_depth);
-        case 1:
-            return descendFrom<exact, 1>(in_nodes, in_start.first, x, y, z, in_depth);
-        case 2:
-            return descendFrom<exact, 2>(in_nodes, in_start.first, x, y, z, in_depth);
-        case 3:
-            return descendFrom<exact, 3>(in_nodes, in_start.first, x, y, z, in_depth);
-        case 4:
-            return descendFrom<exact, 4>(in_nodes, in_start.first, x, y, z, in_depth);
-        case 5:
-            return descendFrom<exact, 5>(in_nodes, in_start.first, x, y, z, in_depth);
-        case 6:
-            return descendFrom<exact, 6>(in_nodes, in_start.first, x, y, z, in_depth);
-        default:
-            return descendFrom<exact, 7>(in_nodes, in_start.first, x, y, z, in_depth);
-    }
+    return exact && Depth != in_depth ? kNoTileIndex : TileIndex{in_index, Depth};
 }
 
 /// The walk by the digits of an id, from a node that is the tile or an ancestor of it.
 template <bool exact>
-inline TileIndex descend(const VoxelLayout::NodeData& in_nodes, const TileIndex& in_start,
-                         TileId in_id)
+inline TileIndex descend(const NodeArrays& in_nodes, const TileIndex& in_start, TileId in_id)
 {
     const int tile_depth = depthFromId(in_id);
     int index = in_start.first;
     for (int depth = in_start.second; depth < tile_depth; ++depth) {
-        const VoxelLayoutNode& node = in_nodes.depths[depth][index];
         const int slot = tileDigit(in_id, depth + 1) - 1;
-        if (!node.hasChildSlots() || slot < 0 || slot >= kTileSize) {
+        if (slot < 0 || slot >= kTileSize) {
             return exact ? kNoTileIndex : TileIndex{index, depth};
         }
-        const int child = node.child(slot);
+        const int child = in_nodes[depth].childSlots(index)[slot];
         if (child < 0) {
             return exact ? TileIndex{child, -1} : TileIndex{index, depth};
         }

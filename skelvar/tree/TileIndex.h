@@ -17,4 +17,12 @@ struct TileIndex {
 /// What a lookup gives that found no tile. Failed lookups are told by `first < 0`.
 inline constexpr TileIndex kNoTileIndex{-2, -1};
 
+/// A cell: its tile, and its place in the tile, x fastest. `tile.first < 0` if there is none.
+struct CellIndex {
+    TileIndex tile = kNoTileIndex;
+    int cell = 0;
+
+    friend constexpr bool operator==(const CellIndex&, const CellIndex&) = default;
+};
+
 }  // namespace Skelvar

@@ -1,9 +1,9 @@
 #include <skelvar/tree/VoxelLayout.h>
 
-#include <skelvar/tree/Descent.h>
 #include <skelvar/tree/VoxelLayoutAccessor.h>
 
 #include <algorithm>
+#include <type_traits>
 
 namespace Skelvar {
 
@@ -22,11 +22,6 @@ VoxelLayout::VoxelLayout(const std::string& in_name, float in_mvs)
 
 VoxelLayout::~VoxelLayout() = default;
 
-const TypeMetaBase& VoxelLayout::typeMeta() const
-{
-    return m_typeMeta;
-}
-
 // Lookup
 
 TileIndex VoxelLayout::rootAbove(TileId in_id) const
@@ -44,35 +39,68 @@ TileIndex VoxelLayout::nodeIndex(TileId in_id) const
     }
     const TileId id = in_id & ~kTileIdLowBits;
     const TileIndex root = rootAbove(id);
-    return root.first < 0 ? kNoTileIndex : Detail::descend<exact>(*m_node_data, root, id);
+    return root.first < 0 ? kNoTileIndex : Detail::descend<exact>(m_node_data->depths, root, id);
 }
 
 template <bool exact>
-TileIndex VoxelLayout::nodeIndex(int in_i, int in_j, int in_k, int in_depth) const
+TileIndex VoxelLayout::findTileFromRoot(int in_i, int in_j, int in_k, int in_depth,
+                                        Detail::PointPath& out_path) const
 {
-    TileIndex root = kNoTileIndex;
-    if (m_roots.size() == 1) {
-        // One root, which is the common case, needs no id and no search.
-        const TileIndex only = m_roots.begin()->second;
-        const VoxelLayoutNode& root_node = node(only);
-        if (only.second <= in_depth && root_node.contains(in_i, in_j, in_k)) {
-            root = only;
-        }
-    } else {
+    TileIndex start = m_trunk.index;
+    if (in_depth < start.second || !m_trunk.covers(in_i, in_j, in_k)) {
         const TileId id =
             tileCoordsToFinestId(in_i, in_j, in_k, std::min(m_finest_root_depth, in_depth));
-        if (id != kNoTile) {
-            root = rootAbove(id);
+        start = id == kNoTile ? kNoTileIndex : rootAbove(id);
+        if (start.first < 0) {
+            return kNoTileIndex;
         }
     }
-    return root.first < 0 ? kNoTileIndex
-                          : Detail::descend<exact>(*m_node_data, root, in_i, in_j, in_k, in_depth);
+    out_path = Detail::PointPath::ofPoint(in_i, in_j, in_k);
+    const auto from = [&]<int Depth>(std::integral_constant<int, Depth>) {
+        return Detail::descendFrom<exact, Depth>(m_node_data->depths, start.first, out_path,
+                                                 in_depth);
+    };
+    switch (start.second) {
+        case 0:
+            return from(std::integral_constant<int, 0>{});
+        case 1:
+            return from(std::integral_constant<int, 1>{});
+        case 2:
+            return from(std::integral_constant<int, 2>{});
+        case 3:
+            return from(std::integral_constant<int, 3>{});
+        case 4:
+            return from(std::integral_constant<int, 4>{});
+        case 5:
+            return from(std::integral_constant<int, 5>{});
+        case 6:
+            return from(std::integral_constant<int, 6>{});
+        default:
+            return from(std::integral_constant<int, 7>{});
+    }
 }
 
 template SKELVAR_API TileIndex VoxelLayout::nodeIndex<true>(TileId) const;
 template SKELVAR_API TileIndex VoxelLayout::nodeIndex<false>(TileId) const;
-template SKELVAR_API TileIndex VoxelLayout::nodeIndex<true>(int, int, int, int) const;
-template SKELVAR_API TileIndex VoxelLayout::nodeIndex<false>(int, int, int, int) const;
+template SKELVAR_API TileIndex VoxelLayout::findTileFromRoot<true>(int, int, int, int,
+                                                                   Detail::PointPath&) const;
+template SKELVAR_API TileIndex VoxelLayout::findTileFromRoot<false>(int, int, int, int,
+                                                                    Detail::PointPath&) const;
+
+void VoxelLayout::findTrunk()
+{
+    m_trunk = {};
+    if (numRoots() != 1 || m_roots.begin()->second.second > Detail::PointPath::kHalfDepth) {
+        return;
+    }
+    TileIndex index = m_roots.begin()->second;
+    while (index.second < Detail::PointPath::kHalfDepth && node(index).numChildren() == 1) {
+        index = *VoxelLayoutNode::ChildIterator(true, &node(index), false);
+    }
+    const VoxelLayoutNode& trunk = node(index);
+    m_trunk = {index, trunk.i(), trunk.j(), trunk.k(),
+               static_cast<unsigned>(kTileSideLUT[index.second])};
+}
 
 bool VoxelLayout::isLive(const TileIndex& in_index) const
 {

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <skelvar/base/array1.h>
+#include <skelvar/tree/Descent.h>
+#include <skelvar/tree/NodeArray.h>
 #include <skelvar/tree/RootMapLT.h>
 #include <skelvar/tree/TreeLayout3DBase.h>
 #include <skelvar/tree/VoxelLayoutNode.h>
@@ -31,12 +32,12 @@ class SKELVAR_API VoxelLayout : public TreeLayout3DBase {
 public:
     class ConstAccessor;
     class Accessor;
-    using NodeArray = array1<VoxelLayoutNode>;
+    using NodeArray = Skelvar::NodeArray;
     using RootMap = std::map<TileId, TileIndex, RootMapLT>;
 
     /// The nodes, one array for each depth. Shared between layouts by a shallow copy.
     struct NodeData {
-        NodeArray depths[kNumDepths];
+        NodeArray depths[kNumDepths] = {{}, {}, {}, {}, {}, {}, {}, NodeArray::ofLeaves()};
     };
 
     /// The walks over nodes. With the orders by depth and all nodes, nodes are met in array order.
@@ -98,7 +99,19 @@ public:
     /// The same for the tile of a depth that holds a point. None if the depth is negative or the
     /// point out of range.
     template <bool exact>
-    TileIndex nodeIndex(int in_i, int in_j, int in_k, int in_depth) const;
+    TileIndex nodeIndex(int in_i, int in_j, int in_k, int in_depth) const
+    {
+        Detail::PointPath path;
+        return findTile<exact>(in_i, in_j, in_k, in_depth, path);
+    }
+    /// The tile that `nodeIndex` gives, and its cell that holds the point.
+    template <bool exact>
+    CellIndex cellIndex(int in_i, int in_j, int in_k, int in_depth) const
+    {
+        Detail::PointPath path;
+        const TileIndex tile = findTile<exact>(in_i, in_j, in_k, in_depth, path);
+        return {tile, tile.first < 0 ? 0 : static_cast<int>(path.slot(tile.second + 1))};
+    }
     bool nodeExists(TileId in_id) const { return nodeIndex<true>(in_id).first >= 0; }
     /// True if the index names a place of this layout, with a live node in it.
     bool isLive(const TileIndex& in_index) const;
@@ -309,7 +322,7 @@ public:
     void copyInto(const std::shared_ptr<TreeLayout3DBase>& io_target, bool in_deep) const override;
     std::shared_ptr<TreeLayout3DBase> copy(bool in_deep) const override;
     const void* nodeDataPtr() const override { return m_node_data.get(); }
-    const TypeMetaBase& typeMeta() const override;
+    const TypeMetaBase* typeMeta() const override { return &m_typeMeta; }
     unsigned long long memUsage(MemUsage::Type in_type, bool in_with_children) const override;
 
     bool save(OutputStream& io_stream) const override;
@@ -322,8 +335,44 @@ private:
     struct BulkInsertion;
     friend class LayoutMerge;  // a private class that makes nodes in bulk
 
+    /// A node at which lookups of points in it may start.
+    struct Foothold {
+        TileIndex index;
+        int i = 0;  ///< corner
+        int j = 0;
+        int k = 0;
+        unsigned side = 0;  ///< 0 if there is no node
+
+        bool covers(int in_i, int in_j, int in_k) const
+        {
+            return static_cast<unsigned>(in_i) - static_cast<unsigned>(i) < side &&
+                   static_cast<unsigned>(in_j) - static_cast<unsigned>(j) < side &&
+                   static_cast<unsigned>(in_k) - static_cast<unsigned>(k) < side;
+        }
+    };
+
     /// The root that is the tile or an ancestor of it.
     TileIndex rootAbove(TileId in_id) const;
+    /// `nodeIndex`, and what of the point's path the way to it needed, with one depth more.
+    template <bool exact>
+    TileIndex findTile(int in_i, int in_j, int in_k, int in_depth,
+                       Detail::PointPath& out_path) const
+    {
+        if (in_depth >= Detail::PointPath::kHalfDepth &&
+            m_trunk.side == Detail::PointPath::kHalfSide && m_trunk.covers(in_i, in_j, in_k)) {
+            out_path = {static_cast<unsigned>(in_i - m_trunk.i),
+                        static_cast<unsigned>(in_j - m_trunk.j),
+                        static_cast<unsigned>(in_k - m_trunk.k)};
+            return Detail::descendFrom<exact, Detail::PointPath::kHalfDepth>(
+                m_node_data->depths, m_trunk.index.first, out_path, in_depth);
+        }
+        return findTileFromRoot<exact>(in_i, in_j, in_k, in_depth, out_path);
+    }
+    template <bool exact>
+    TileIndex findTileFromRoot(int in_i, int in_j, int in_k, int in_depth,
+                               Detail::PointPath& out_path) const;
+    /// Sets `m_trunk` anew.
+    void findTrunk();
     /// Appends a node that is not linked yet and raises `nodeAdded`.
     TileIndex appendNode(int in_parent, TileId in_id, int in_depth);
     /// Makes the tile below the deepest node on the path to it.
@@ -357,11 +406,16 @@ private:
     int m_finest_root_depth = 0;         ///< an upper bound
     int m_root_counts[kNumDepths] = {};  ///< upper bounds, but for the finest root depth
     bool m_compact_on_delete = true;
+    /// Of a tree with one root the deepest node, down to depth 4, that holds all that lies below:
+    /// the way from the root to it would be the same each time. Any live node would be right.
+    Foothold m_trunk;
 };
 
 extern template SKELVAR_API TileIndex VoxelLayout::nodeIndex<true>(TileId) const;
 extern template SKELVAR_API TileIndex VoxelLayout::nodeIndex<false>(TileId) const;
-extern template SKELVAR_API TileIndex VoxelLayout::nodeIndex<true>(int, int, int, int) const;
-extern template SKELVAR_API TileIndex VoxelLayout::nodeIndex<false>(int, int, int, int) const;
+extern template SKELVAR_API TileIndex VoxelLayout::findTileFromRoot<true>(int, int, int, int,
+                                                                          Detail::PointPath&) const;
+extern template SKELVAR_API TileIndex
+VoxelLayout::findTileFromRoot<false>(int, int, int, int, Detail::PointPath&) const;
 
 }  // namespace Skelvar

@@ -1,61 +1,65 @@
 #include <skelvar/tree/VoxelLayoutAccessor.h>
 
-#include <skelvar/tree/Descent.h>
-
 #include <algorithm>
 
 namespace Skelvar {
 
-VoxelLayout::ConstAccessor::ConstAccessor(const VoxelLayout& in_layout) : m_layout(&in_layout)
+namespace {
+
+constexpr int kDepthNeverAsked = -100;
+
+/// How far a coordinate lies above the corner of its tile of a depth.
+int aboveCorner(int in_coordinate, int in_depth)
 {
-    if (in_layout.numRoots() > 0) {
-        remember(in_layout.beginRoots()->second);
+    const unsigned place = in_coordinate + kTileOrigin;
+    // A constant divisor where it matters.
+    return static_cast<int>(in_depth == kMaxTileDepth ? place % kTileWidth
+                                                      : place % kTileSideLUT[in_depth]);
+}
+
+VoxelLayoutNode makeEmptyNode()
+{
+    VoxelLayoutNode node;
+    node.initWithoutChildren(kNoParent, kNoTile, 0, 0, 0, kDepthNeverAsked, -1);
+    node.invalidate();
+    return node;
+}
+
+}  // namespace
+
+const VoxelLayoutNode VoxelLayout::ConstAccessor::emptyAccessorNode = makeEmptyNode();
+
+template <bool exact>
+inline CellIndex VoxelLayout::ConstAccessor::findCell(int in_i, int in_j, int in_k, int in_depth)
+{
+    const CellIndex found = m_layout->cellIndex<exact>(in_i, in_j, in_k, in_depth);
+    if (found.tile.first >= 0) {
+        const int depth = found.tile.second;
+        m_index = found.tile;
+        m_i = in_i - aboveCorner(in_i, depth);
+        m_j = in_j - aboveCorner(in_j, depth);
+        m_k = in_k - aboveCorner(in_k, depth);
+        m_side = kTileSideLUT[depth];
     }
-}
-
-const VoxelLayoutNode& VoxelLayout::ConstAccessor::emptyAccessorNode()
-{
-    static const VoxelLayoutNode& s_node = *new VoxelLayoutNode;
-    return s_node;
-}
-
-void VoxelLayout::ConstAccessor::remember(const TileIndex& in_index)
-{
-    const VoxelLayoutNode& node = m_layout->node(in_index);
-    m_index = in_index;
-    m_i = node.i();
-    m_j = node.j();
-    m_k = node.k();
-    m_side = kTileSideLUT[in_index.second];
+    return found;
 }
 
 template <bool exact>
-TileIndex VoxelLayout::ConstAccessor::nodeIndexImpl(int in_i, int in_j, int in_k, int in_depth)
+CellIndex VoxelLayout::ConstAccessor::cellIndexImpl(int in_i, int in_j, int in_k, int in_depth)
 {
-    if (in_depth < 0) {
-        return kNoTileIndex;
+    return findCell<exact>(in_i, in_j, in_k, in_depth);
+}
+
+template <bool exact>
+void VoxelLayout::ConstAccessor::cellIndices(const vec3i* in_points, long long in_count,
+                                             int in_depth, CellIndex* out_cells)
+{
+    ConstAccessor local = *this;  // kept in registers
+    for (long long n = 0; n < in_count; ++n) {
+        const vec3i& p = in_points[n];
+        out_cells[n] = local.cellIndex<exact>(p[0], p[1], p[2], in_depth);
     }
-    // Up to the first ancestor that holds the point, down from there.
-    TileIndex above = m_index;
-    while (above.first >= 0) {
-        const VoxelLayoutNode& node = m_layout->node(above);
-        if (above.second <= in_depth && node.contains(in_i, in_j, in_k)) {
-            break;
-        }
-        above = {node.parent(), above.second - 1};
-    }
-    // The non-exact walk serves both forms: it also gives the node to remember.
-    const TileIndex found =
-        above.first >= 0
-            ? Detail::descend<false>(*m_layout->m_node_data, above, in_i, in_j, in_k, in_depth)
-            : m_layout->nodeIndex<false>(in_i, in_j, in_k, in_depth);
-    if (found.first >= 0) {
-        remember(found);
-        if (exact && found.second != in_depth) {
-            return kNoTileIndex;
-        }
-    }
-    return found;
+    *this = local;
 }
 
 template <bool exact>
@@ -73,10 +77,15 @@ TileIndex VoxelLayout::ConstAccessor::nodeIndex(TileId in_id)
     return nodeIndex<exact>(i, j, k, depth);
 }
 
-template SKELVAR_API TileIndex VoxelLayout::ConstAccessor::nodeIndex<true>(TileId);
-template SKELVAR_API TileIndex VoxelLayout::ConstAccessor::nodeIndex<false>(TileId);
-template SKELVAR_API TileIndex VoxelLayout::ConstAccessor::nodeIndexImpl<true>(int, int, int, int);
-template SKELVAR_API TileIndex VoxelLayout::ConstAccessor::nodeIndexImpl<false>(int, int, int, int);
+#define SKELVAR_INSTANTIATE(exact)                                                                 \
+    template SKELVAR_API TileIndex VoxelLayout::ConstAccessor::nodeIndex<exact>(TileId);           \
+    template SKELVAR_API CellIndex VoxelLayout::ConstAccessor::cellIndexImpl<exact>(int, int, int, \
+                                                                                    int);          \
+    template SKELVAR_API void VoxelLayout::ConstAccessor::cellIndices<exact>(                      \
+        const vec3i*, long long, int, CellIndex*);
+SKELVAR_INSTANTIATE(true)
+SKELVAR_INSTANTIATE(false)
+#undef SKELVAR_INSTANTIATE
 
 VoxelLayout::Accessor::Accessor(VoxelLayout& io_layout) : ConstAccessor(io_layout) {}
 
@@ -88,20 +97,9 @@ TileIndex VoxelLayout::Accessor::addNode(TileId in_id, std::vector<TileId>* out_
     if (!isTileId(id)) {
         return {};
     }
-    TileIndex above = m_index;
-    while (above.first >= 0 && layout().node(above).id() != ancestorTile(id, above.second)) {
-        above = {layout().node(above).parent(), above.second - 1};
-    }
-    if (above.first < 0) {
-        above = layout().addNode(id, out_added, out_added_roots, io_visitor);
-    } else {
-        above = Detail::descend<false>(*m_layout->m_node_data, above, id);
-        if (layout().node(above).id() != id) {
-            above = layout().insertBelow(above, id, out_added, io_visitor);
-        }
-    }
-    remember(above);
-    return above;
+    const TileIndex index = layout().addNode(id, out_added, out_added_roots, io_visitor);
+    remember(index);
+    return index;
 }
 
 TileIndex VoxelLayout::Accessor::addNode(int in_i, int in_j, int in_k, int in_depth,

@@ -2,15 +2,24 @@
 
 #include <skelvar/tree/VoxelLayout.h>
 
+#include <set>
+#include <vector>
+
 namespace Skelvar {
 
 /// Lookups near one another, made cheap by remembering the last node found. Borrows the layout.
-/// Belongs to one thread: each thread makes its own. Holds no pointer to a node; still, any edit of
-/// the layout other than by the accessor itself makes it stale, and it must be made anew.
+/// Costs next to nothing to make and shares nothing. Belongs to one thread: each thread makes its
+/// own. Holds no pointer to a node; still, any edit of the layout other than by the accessor itself
+/// makes it stale, and it must be made anew.
 class SKELVAR_API VoxelLayout::ConstAccessor {
 public:
     /// Starts at the first root, if there is one.
-    explicit ConstAccessor(const VoxelLayout& in_layout);
+    explicit ConstAccessor(const VoxelLayout& in_layout) : m_layout(&in_layout)
+    {
+        if (in_layout.numRoots() > 0) {
+            remember(in_layout.beginRoots()->second);
+        }
+    }
 
     /// As `VoxelLayout::nodeIndex`.
     template <bool exact>
@@ -23,18 +32,55 @@ public:
     }
     template <bool exact>
     TileIndex nodeIndex(TileId in_id);
+    /// As `VoxelLayout::cellIndex`.
+    template <bool exact>
+    CellIndex cellIndex(int in_i, int in_j, int in_k, int in_depth)
+    {
+        const unsigned x = static_cast<unsigned>(in_i) - static_cast<unsigned>(m_i);
+        const unsigned y = static_cast<unsigned>(in_j) - static_cast<unsigned>(m_j);
+        const unsigned z = static_cast<unsigned>(in_k) - static_cast<unsigned>(m_k);
+        if (in_depth == kMaxTileDepth && m_index.second == kMaxTileDepth && x < kTileWidth &&
+            y < kTileWidth && z < kTileWidth) {
+            return {m_index, static_cast<int>(x + kTileWidth * (y + kTileWidth * z))};
+        }
+        return cellIndexImpl<exact>(in_i, in_j, in_k, in_depth);
+    }
+    /// The same for many points at once, in their order. For points far from one another this is
+    /// much faster than one after the other: the cells can be found before any of them is read,
+    /// and the processor waits for many reads at the same time. A few hundred points a call do.
+    template <bool exact>
+    void cellIndices(const vec3i* in_points, long long in_count, int in_depth,
+                     CellIndex* out_cells);
+
+    // Neighbours: the nodes that share a face, an edge or a corner with a node, itself included. On
+    // each of the 27 sides (x fastest) the deepest node that is not deeper than it, then, by slot,
+    // those nodes below that one which touch it. Appended once each. None if the node is not live.
+    // A deeper root beside it has no node of its depth above and is not found.
+
+    void nodeNeighbourIndices(const TileIndex& in_index, std::vector<TileIndex>& out_indices) const
+    {
+        nodeNeighbourIndices2(in_index, 0, kMaxTileDepth, out_indices);
+    }
+    /// Only those of the depths, both inclusive.
+    void nodeNeighbourIndices2(const TileIndex& in_index, int in_start_depth, int in_end_depth,
+                               std::vector<TileIndex>& out_indices) const;
+    /// Those on one side, -1 to 1 on each axis, which are not in `io_visited`; they are put there.
+    /// `in_node` is the node at `in_index`, which is live.
+    void nodeNeighbourIndices(int in_di, int in_dj, int in_dk, const TileIndex& in_index,
+                              std::vector<TileIndex>& out_indices, const VoxelLayoutNode& in_node,
+                              std::set<TileIndex>& io_visited) const;
 
     const VoxelLayout& layout() const { return *m_layout; }
     /// The last node found, `emptyAccessorNode` if there is none.
     const VoxelLayoutNode& node() const
     {
-        return m_index.first < 0 ? emptyAccessorNode() : m_layout->node(m_index);
+        return m_index.first < 0 ? emptyAccessorNode : m_layout->node(m_index);
     }
     /// Its index, (-1, -1) if there is none.
     const TileIndex& tileIndex() const { return m_index; }
 
-    /// An invalid node that covers no point. Never written.
-    static const VoxelLayoutNode& emptyAccessorNode();
+    /// An invalid node at depth -100, which no lookup asks for.
+    static const VoxelLayoutNode emptyAccessorNode;
 
 protected:
     /// True if the point lies in the node last found.
@@ -45,8 +91,21 @@ protected:
                static_cast<unsigned>(in_k) - static_cast<unsigned>(m_k) < m_side;
     }
     template <bool exact>
-    TileIndex nodeIndexImpl(int in_i, int in_j, int in_k, int in_depth);
-    void remember(const TileIndex& in_index);
+    TileIndex nodeIndexImpl(int in_i, int in_j, int in_k, int in_depth)
+    {
+        return cellIndexImpl<exact>(in_i, in_j, in_k, in_depth).tile;
+    }
+    template <bool exact>
+    CellIndex cellIndexImpl(int in_i, int in_j, int in_k, int in_depth);
+    void remember(const TileIndex& in_index)
+    {
+        const VoxelLayoutNode& node = m_layout->node(in_index);
+        m_index = in_index;
+        m_i = node.i();
+        m_j = node.j();
+        m_k = node.k();
+        m_side = kTileSideLUT[in_index.second];
+    }
 
     const VoxelLayout* m_layout;
     TileIndex m_index;  ///< of the node last found
@@ -54,6 +113,10 @@ protected:
     int m_j = 0;
     int m_k = 0;
     unsigned m_side = 0;  ///< its side, 0 if there is none
+
+private:
+    template <bool exact>
+    CellIndex findCell(int in_i, int in_j, int in_k, int in_depth);
 };
 
 /// A `ConstAccessor` that also inserts, which does not make it stale.
@@ -85,11 +148,14 @@ private:
     VoxelLayout& layout() { return const_cast<VoxelLayout&>(*m_layout); }
 };
 
-extern template SKELVAR_API TileIndex VoxelLayout::ConstAccessor::nodeIndex<true>(TileId);
-extern template SKELVAR_API TileIndex VoxelLayout::ConstAccessor::nodeIndex<false>(TileId);
-extern template SKELVAR_API TileIndex VoxelLayout::ConstAccessor::nodeIndexImpl<true>(int, int, int,
-                                                                                      int);
-extern template SKELVAR_API TileIndex VoxelLayout::ConstAccessor::nodeIndexImpl<false>(int, int,
-                                                                                       int, int);
+#define SKELVAR_EXTERN(exact)                                                                   \
+    extern template SKELVAR_API TileIndex VoxelLayout::ConstAccessor::nodeIndex<exact>(TileId); \
+    extern template SKELVAR_API CellIndex VoxelLayout::ConstAccessor::cellIndexImpl<exact>(     \
+        int, int, int, int);                                                                    \
+    extern template SKELVAR_API void VoxelLayout::ConstAccessor::cellIndices<exact>(            \
+        const vec3i*, long long, int, CellIndex*);
+SKELVAR_EXTERN(true)
+SKELVAR_EXTERN(false)
+#undef SKELVAR_EXTERN
 
 }  // namespace Skelvar

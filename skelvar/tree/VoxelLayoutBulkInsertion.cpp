@@ -126,6 +126,7 @@ void VoxelLayout::BulkInsertion::makeTiles(const vec3i* in_points, const int* in
         }
         ++index;
     }
+    m_layout.nodes(Depth).noteChildSlots(in_first_index, index);
 }
 
 template <int Depth>
@@ -188,6 +189,7 @@ void VoxelLayout::BulkInsertion::addTiles(const std::vector<vec3i>& in_points)
             m_added->push_back(nodes[index].id());
         }
     }
+    m_layout.findTrunk();
 }
 
 void VoxelLayout::addNodes(const std::vector<std::vector<vec3i>>& in_coords_by_depth,

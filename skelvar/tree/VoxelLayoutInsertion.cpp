@@ -40,6 +40,7 @@ TileIndex VoxelLayout::appendNode(int in_parent, TileId in_id, int in_depth)
     VoxelLayoutNode node;
     node.init(in_parent, in_id, index.first, kTileSize, true);
     array.push_back(std::move(node));
+    array.noteChildSlots(index.first, index.first + 1LL);
     ++m_num_nodes;
     nodeAdded(index);
     return index;
@@ -108,7 +109,13 @@ TileIndex VoxelLayout::insertBelow(const TileIndex& in_ancestor, TileId in_id,
     if (io_visitor != nullptr) {
         io_visitor->preVisit(&node(added), added);
     }
+    const bool grows_trunk =
+        in_ancestor == m_trunk.index && node(in_ancestor).branchSize() == kTileSize;
     link(in_ancestor, added, out_added, io_visitor);
+    const VoxelLayoutNode& node_added = node(added);
+    if (grows_trunk || !m_trunk.covers(node_added.i(), node_added.j(), node_added.k())) {
+        findTrunk();
+    }
     return added;
 }
 
@@ -136,6 +143,7 @@ TileIndex VoxelLayout::insertRoot(TileId in_id, std::vector<TileId>* out_added,
     for (const TileIndex& root : roots_below) {
         link(added, root, out_added, io_visitor);
     }
+    findTrunk();
     return added;
 }
 

@@ -15,6 +15,7 @@ void VoxelLayout::reset()
     m_num_nodes = 0;
     m_roots.clear();
     m_finest_root_depth = 0;
+    m_trunk = {};
     std::fill(std::begin(m_root_counts), std::end(m_root_counts), 0);
 }
 
@@ -44,6 +45,7 @@ public:
             }
         }
         io_node->setBranchSize(cells);
+        m_layout.nodes(in_index.second).noteChildSlots(in_index.first, in_index.first + 1LL);
     }
 
 private:
@@ -58,13 +60,14 @@ void VoxelLayout::setBranchSizes()
     // by branches would share out the work by the very sizes that are to be found.
     BranchSizes visitor(*this);
     accept(&visitor, ParallelByDepthBottomUp, {}, 0, kMaxTileDepth - 1);
+    findTrunk();
 }
 
 void VoxelLayout::copyInto(const std::shared_ptr<TreeLayout3DBase>& io_target, bool in_deep) const
 {
-    if (io_target->typeMeta().typeName() != typeName()) {
+    if (io_target->typeMeta()->typeName() != typeName()) {
         throw std::runtime_error("VoxelLayout::copyInto: target is a " +
-                                 io_target->typeMeta().typeName());
+                                 io_target->typeMeta()->typeName());
     }
     VoxelLayout& target = static_cast<VoxelLayout&>(*io_target);
     if (&target == this) {
@@ -75,6 +78,7 @@ void VoxelLayout::copyInto(const std::shared_ptr<TreeLayout3DBase>& io_target, b
     target.m_num_nodes = m_num_nodes;
     target.m_roots = m_roots;
     target.m_finest_root_depth = m_finest_root_depth;
+    target.m_trunk = m_trunk;
     std::copy(std::begin(m_root_counts), std::end(m_root_counts), std::begin(target.m_root_counts));
     if (!in_deep) {
         target.m_node_data = m_node_data;
@@ -93,6 +97,7 @@ void VoxelLayout::copyInto(const std::shared_ptr<TreeLayout3DBase>& io_target, b
                 for (long long n = begin; n < end; ++n) {
                     from[n].copyInto(to[n]);
                 }
+                to.noteChildSlots(begin, end);
             });
         },
         tbb::auto_partitioner{}, context);
