@@ -10,6 +10,7 @@ namespace Skelvar {
 std::vector<TileIndex> compactionMoves(const std::vector<int>& in_deleted, int in_size)
 {
     std::vector<TileIndex> moves;
+    moves.reserve(in_deleted.size());
     int source = in_size - 1;
     auto last_deleted = in_deleted.rbegin();
     for (const int destination : in_deleted) {
@@ -31,6 +32,7 @@ void VoxelLayout::moveNode(int in_destination, int in_source, int in_depth)
     VoxelLayoutNode& moved = node(in_destination, in_depth);
     moved = std::move(node(in_source, in_depth));
     moved.setIndex(in_destination);
+    nodes(in_depth).noteChildSlots(in_destination, in_destination + 1LL);
     if (!moved.isRoot()) {
         node(moved.parent(), in_depth - 1).child(tileDigit(moved.id(), in_depth) - 1) =
             in_destination;
@@ -69,6 +71,7 @@ void VoxelLayout::compactStorage(const std::vector<TileIndex>& in_deleted)
         std::sort(deleted[depth].begin(), deleted[depth].end());
         closeGaps(deleted[depth], depth);
     }
+    findTrunk();
     nodesDeleted(deleted);
 }
 
@@ -78,6 +81,7 @@ void VoxelLayout::compactStorage(const std::vector<std::vector<int>>& in_deleted
     for (int depth = 0; depth < kNumDepths; ++depth) {
         moves[depth] = closeGaps(in_deleted_by_depth[depth], depth);
     }
+    findTrunk();
     nodesDeleted(moves);
 }
 

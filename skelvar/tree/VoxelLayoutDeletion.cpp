@@ -37,12 +37,16 @@ void append(std::vector<TileId>& io_list, const std::vector<TileId>& in_more)
     io_list.insert(io_list.end(), in_more.begin(), in_more.end());
 }
 
-/// Deletes listed nodes of one depth. Bodies of a parallel reduction gather what follows from it.
+/// In place of an index that names no live node.
+constexpr int kPassedOver = -1;
+
+/// Deletes listed nodes of one depth, each of which is listed once. Bodies of a parallel reduction
+/// gather what follows from it.
 class DeleteNodesTBB {
 public:
-    DeleteNodesTBB(VoxelLayout& io_layout, const std::vector<int>& in_indices, int in_depth,
+    DeleteNodesTBB(VoxelLayout& io_layout, std::vector<int>& io_indices, int in_depth,
                    bool in_want_ids)
-        : m_layout(io_layout), m_indices(in_indices), m_depth(in_depth), m_want_ids(in_want_ids)
+        : m_layout(io_layout), m_indices(io_indices), m_depth(in_depth), m_want_ids(in_want_ids)
     {
     }
     DeleteNodesTBB(const DeleteNodesTBB& in_other, tbb::split)
@@ -54,19 +58,26 @@ public:
     void operator()(const tbb::blocked_range<std::size_t>& in_range)
     {
         for (std::size_t n = in_range.begin(); n < in_range.end(); ++n) {
-            deleteNode(m_layout.node(m_indices[n], m_depth));
+            if (m_layout.isLive({m_indices[n], m_depth})) {
+                deleteNode(m_layout.node(m_indices[n], m_depth));
+            } else {
+                m_indices[n] = kPassedOver;
+                m_any_passed_over = true;
+            }
         }
     }
     void join(const DeleteNodesTBB& in_right)
     {
         append(m_ids, in_right.m_ids);
         append(m_roots, in_right.m_roots);
+        m_any_passed_over |= in_right.m_any_passed_over;
         m_children.insert(m_children.end(), in_right.m_children.begin(), in_right.m_children.end());
     }
 
     std::vector<TileId> m_ids;    ///< of the deleted nodes, if wanted
     std::vector<TileId> m_roots;  ///< those among them that were roots
     std::vector<int> m_children;  ///< to delete at the next depth
+    bool m_any_passed_over = false;
 
 private:
     void deleteNode(VoxelLayoutNode& io_node)
@@ -88,7 +99,7 @@ private:
     }
 
     VoxelLayout& m_layout;
-    const std::vector<int>& m_indices;
+    std::vector<int>& m_indices;
     int m_depth;
     bool m_want_ids;
 };
@@ -116,6 +127,8 @@ void VoxelLayout::deleteNode(const TileIndex& in_index, std::vector<TileId>* out
     m_num_nodes -= static_cast<int>(deleted.size());
     if (m_compact_on_delete) {
         compactStorage(deleted);
+    } else if (!isLive(m_trunk.index)) {
+        findTrunk();
     }
     if (out_deleted_indices != nullptr) {
         out_deleted_indices->insert(out_deleted_indices->end(), deleted.begin(), deleted.end());
@@ -162,14 +175,13 @@ void VoxelLayout::deleteNodes(std::vector<std::vector<int>>& io_indices_by_depth
         std::vector<int>& indices = io_indices_by_depth[depth];
         tbb::parallel_sort(indices.begin(), indices.end());
         indices.erase(std::unique(indices.begin(), indices.end()), indices.end());
-        std::erase_if(indices, [&](int index) { return !isLive({index, depth}); });
-        if (indices.empty()) {
-            continue;
-        }
         DeleteNodesTBB body(*this, indices, depth, out_deleted_ids != nullptr);
         tbb::task_group_context context;
         tbb::parallel_reduce(tbb::blocked_range<std::size_t>(0, indices.size()), body,
                              tbb::auto_partitioner{}, context);
+        if (body.m_any_passed_over) {
+            std::erase(indices, kPassedOver);
+        }
         m_num_nodes -= static_cast<int>(indices.size());
         append(roots, body.m_roots);
         if (out_deleted_ids != nullptr) {
@@ -208,6 +220,7 @@ void VoxelLayout::removeRoot(TileId in_id)
         }
     }
     m_roots.erase(root);
+    m_trunk = {};  // it may lie below that root
 }
 
 }  // namespace Skelvar
