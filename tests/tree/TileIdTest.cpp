@@ -119,14 +119,6 @@ TEST(TileId, KnowsAncestorsAtAnyDistance)
     EXPECT_FALSE(isParentTile(tileCoordsToId(0, 0, 0, 6), leaf));
 }
 
-TEST(TileId, StopsAtBothEndsOfTheTree)
-{
-    EXPECT_EQ(0x0200000000000000u, selectChild(0, 0));
-    EXPECT_EQ(0u, parentTile(0x0200000000000000u));
-    EXPECT_EQ(kNoTile, parentTile(0));
-    EXPECT_EQ(kNoTile, selectChild(tileCoordsToId(0, 0, 0, 7), 3));
-}
-
 TEST(TileId, TellsWordsThatNameNoTile)
 {
     EXPECT_FALSE(isTileId(kNoTile));

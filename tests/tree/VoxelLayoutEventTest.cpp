@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <stdexcept>
-
 namespace Skelvar::Test {
 namespace {
 
@@ -110,22 +108,6 @@ TEST(LayoutVisitor, MeetsNewNodesAndTheWayToThem)
 
     // the target; the ancestor; each node between when made and when passed
     EXPECT_EQ((std::vector<int>{7, 4, 5, 5, 6, 6}), visitor.m_depths);
-}
-
-TEST(LayoutVisitor, WantsCopyAndJoinOfItsOwn)
-{
-    VisitLog visitor;
-    const auto text = [](const auto& call) -> std::string {
-        try {
-            call();
-        } catch (const std::runtime_error& error) {
-            return error.what();
-        }
-        return {};
-    };
-    EXPECT_EQ("VoxelLayoutNodeVisitor::copy() not overridden", text([&] { visitor.copy(); }));
-    EXPECT_EQ("VoxelLayoutNodeVisitor::join() not overridden",
-              text([&] { visitor.join(visitor); }));
 }
 
 }  // namespace

@@ -16,28 +16,6 @@ VoxelLayoutNode nodeAt(int in_x, int in_y, int in_z, int in_depth)
     return node;
 }
 
-std::vector<int> slots(const VoxelLayoutNode& in_node, bool in_reverse)
-{
-    std::vector<int> found;
-    const VoxelLayoutNode::ChildIterator end(false, &in_node, in_reverse);
-    for (VoxelLayoutNode::ChildIterator child(true, &in_node, in_reverse); child != end;
-         in_reverse ? --child : ++child) {
-        found.push_back(child.slot());
-    }
-    return found;
-}
-
-TEST(VoxelLayoutNode, StartsInvalidAndNowhere)
-{
-    const VoxelLayoutNode node;
-
-    EXPECT_FALSE(node.valid());
-    EXPECT_EQ(kNoTile, node.id());
-    EXPECT_EQ((TileIndex{-1, -1}), node.tileIndex());
-    EXPECT_EQ(-2, node.parent());
-    EXPECT_FALSE(node.childExists(0));
-}
-
 TEST(VoxelLayoutNode, FindsItsCornerAndItsChildren)
 {
     VoxelLayoutNode node = nodeAt(100, -7, 31, 4);
@@ -55,31 +33,6 @@ TEST(VoxelLayoutNode, FindsItsCornerAndItsChildren)
     int ck = 0;
     node.childIJK(nodeAt(-312 + 125, -312 + 250, -312 + 375, 5), ci, cj, ck);
     EXPECT_EQ((vec3i{1, 2, 3}), (vec3i{ci, cj, ck}));
-}
-
-TEST(VoxelLayoutNode, HasNoSlotsAtTheLastDepth)
-{
-    const VoxelLayoutNode node = nodeAt(0, 0, 0, 7);
-
-    EXPECT_FALSE(node.hasChildSlots());
-    EXPECT_FALSE(node.childExists(124));
-    EXPECT_EQ(0, node.numChildren());
-    EXPECT_EQ(500u, nodeAt(0, 0, 0, 6).memUsage(MemUsage::eMemUsed, true) -
-                        node.memUsage(MemUsage::eMemUsed, true));
-}
-
-TEST(VoxelLayoutNode, WalksItsChildrenBothWays)
-{
-    VoxelLayoutNode node = nodeAt(0, 0, 0, 6);
-    EXPECT_EQ(std::vector<int>{}, slots(node, false));
-    EXPECT_EQ(std::vector<int>{}, slots(node, true));
-    for (const int slot : {0, 7, 124}) {
-        node.child(slot) = 1;
-    }
-
-    EXPECT_EQ((std::vector<int>{0, 7, 124}), slots(node, false));
-    EXPECT_EQ((std::vector<int>{124, 7, 0}), slots(node, true));
-    EXPECT_EQ(std::vector<int>{}, slots(nodeAt(0, 0, 0, 7), true));
 }
 
 TEST(VoxelLayoutNode, CountsATouchAsIntersection)

@@ -2,7 +2,6 @@
 #include <skelvar/tree/VoxelLayoutAccessor.h>
 
 #include "FollowingArrays.h"
-#include "LayoutFaults.h"
 #include "LayoutModel.h"
 #include "tests/support/MemoryStream.h"
 
@@ -52,7 +51,6 @@ public:
 
     void expectAlike()
     {
-        ASSERT_EQ("", layoutFaults(*m_layout));
         ASSERT_EQ(0, checkLayout(*m_layout).total());
         std::set<Tile> tiles;
         for (int depth = 0; depth < 8; ++depth) {
