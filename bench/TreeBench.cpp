@@ -160,26 +160,40 @@ void addSingleJobs()
                 prepare});
 }
 
-/// Position of a cell in its tile along one axis.
-int inTile(int in_coordinate)
+float valueOf(const Skelvar::CellIndex& in_cell)
 {
-    return static_cast<int>(static_cast<unsigned int>(in_coordinate + Skelvar::kTileOrigin) %
-                            static_cast<unsigned int>(Skelvar::kTileWidth));
+    const Skelvar::VoxelChannel<float>& channel = *Bench::bandScene().channel;
+    return in_cell.tile.first < 0 ? channel.backgroundValue()
+                                  : channel.tile(in_cell.tile).data()[in_cell.cell];
 }
 
-/// Sum of the values of the cells, each tile found through an accessor or the layout itself; absent
-/// ones count as the background value.
+/// Sum of the values of the cells, each found through an accessor or the layout itself; absent ones
+/// count as the background value.
 template <typename Finder>
 double sumOfValues(const std::vector<vec3i>& in_cells, Finder&& io_finder)
 {
-    const Skelvar::VoxelChannel<float>& channel = *Bench::bandScene().channel;
     double sum = 0.0;
     for (const vec3i& cell : in_cells) {
-        const TileIndex tile =
-            io_finder.template nodeIndex<true>(cell[0], cell[1], cell[2], kMaxTileDepth);
-        sum += tile.first < 0
-                   ? channel.backgroundValue()
-                   : channel.tile(tile)(inTile(cell[0]), inTile(cell[1]), inTile(cell[2]));
+        sum +=
+            valueOf(io_finder.template cellIndex<true>(cell[0], cell[1], cell[2], kMaxTileDepth));
+    }
+    return sum;
+}
+
+/// The same, a block of cells found before any of them is read.
+double sumOfValuesByBlocks(const std::vector<vec3i>& in_cells)
+{
+    constexpr std::size_t kBlock = 256;
+    Skelvar::CellIndex found[kBlock];
+    VoxelLayout::ConstAccessor accessor(*Bench::bandScene().layout);
+    double sum = 0.0;
+    for (std::size_t first = 0; first < in_cells.size(); first += kBlock) {
+        const std::size_t count = std::min(kBlock, in_cells.size() - first);
+        accessor.cellIndices<true>(&in_cells[first], static_cast<long long>(count), kMaxTileDepth,
+                                   found);
+        for (std::size_t n = 0; n < count; ++n) {
+            sum += valueOf(found[n]);
+        }
     }
     return sum;
 }
@@ -196,6 +210,8 @@ void addReadJobs(bool in_walk)
                 [=] { Bench::keep(sumOfValues(cells(in_walk), band().accessor())); }, prepare});
     Bench::add({"access." + variant + "/skelvar-noaccessor", 1, "Mreads/s", work,
                 [=] { Bench::keep(sumOfValues(cells(in_walk), band())); }, prepare});
+    Bench::add({"access." + variant + "/skelvar-blocks", 1, "Mreads/s", work,
+                [=] { Bench::keep(sumOfValuesByBlocks(cells(in_walk))); }, prepare});
     Bench::add({"lookup.position." + variant + "/skelvar", 1, "Mlookups/s", work,
                 [=] {
                     const VoxelLayout& layout = band();

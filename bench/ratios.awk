@@ -33,10 +33,12 @@ BEGIN {
         1.5)
     row("single addNode in random order", "topology.single/skelvar/1t",
         "topology.single/openvdb-mask/1t topology.single/openvdb-float/1t", 1)
-    row("random lookup by position, then the value", "access.random/skelvar-accessor/1t",
-        "access.random/openvdb-accessor/1t access.random/openvdb-unsafeaccessor/1t " \
-        "access.random/openvdb-noaccessor/1t access.random/nanovdb-accessor/1t " \
-        "access.random/nanovdb-noaccessor/1t", 1.2)
+    read_peers = "openvdb-accessor openvdb-unsafeaccessor openvdb-noaccessor nanovdb-accessor " \
+        "nanovdb-noaccessor"
+    read_row("random position to value, one by one", "random", "noaccessor", 1.2)
+    read_row("random position to value, in blocks", "random", "blocks", 1.2)
+    read_row("position to value along walks, accessor", "walk", "accessor", 1.5)
+    read_row("position to value along walks, in blocks", "walk", "blocks", 1.5)
     row("linear samples, random", "sample.linear.random/skelvar/2t",
         "sample.linear.random/openvdb/2t sample.linear.random/nanovdb/2t", 1.5)
     row("quadratic samples, random", "sample.quadratic.random/skelvar/2t",
@@ -104,6 +106,16 @@ END {
     for (n = 1; n <= rows; ++n) {
         report(n)
     }
+}
+
+# Of reading: against each peer's way to do the same.
+function read_row(in_text, in_variant, in_ours, in_wanted,    names, n, others)
+{
+    split(read_peers, names, " ")
+    for (n in names) {
+        others = others " access." in_variant "/" names[n] "/1t"
+    }
+    row(in_text, "access." in_variant "/skelvar-" in_ours "/1t", others, in_wanted)
 }
 
 function row(in_text, in_ours, in_others, in_wanted)
