@@ -1,5 +1,5 @@
-#include <skelvar/base/NameSuffixCompare.h>
 #include <skelvar/base/PathName.h>
+#include <skelvar/base/UniqueName.h>
 #include <skelvar/state/BObject.h>
 #include <skelvar/state/ShapeLinks.h>
 #include <skelvar/state/VoxelStateSMP.h>
@@ -139,12 +139,14 @@ void ObjectRename::sortByLength(Items<T>& io_items) const
 
 bool ObjectRename::isPossible() const
 {
-    std::set<std::string> freed = {m_old_name};
-    std::set<std::string, NS::NameSuffixCompare> taken;
+    NS::NameSet freed = {m_old_name};
+    NS::NameSet taken;
     bool ok = true;
     const auto collect_freed = [&](const auto& in_items) {
         for (const auto& item : in_items) {
-            freed.insert(item.old_key);
+            if (!item.old_key.empty()) {
+                freed.insert(item.old_key);
+            }
         }
     };
     const auto take = [&](const std::string& in_key) {

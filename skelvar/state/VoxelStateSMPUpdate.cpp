@@ -66,6 +66,11 @@ bool updateLayoutOf(VoxelStateSMP::Maps& io_maps, TreeShape3DBase& io_shape)
 {
     const auto base = io_shape.layoutPtr();
     if (!base) {
+        // The layout may have been replaced while the shape was in other hands.
+        if (const auto stored = io_maps.findLayout(io_shape.layoutName())) {
+            io_shape.setLayout(stored);
+            resizeChannels(io_shape);
+        }
         return true;
     }
     const auto layout = std::dynamic_pointer_cast<VoxelLayout>(base);

@@ -11,6 +11,7 @@
 #include <memory>
 #include <random>
 #include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -45,15 +46,24 @@ struct Model {
         std::string shape;  ///< empty once the shape is gone
     };
     struct Shape {
-        std::string object;  ///< the name, which lasts when the object is gone
-        bool object_lives;
+        std::string object;       ///< the name, which lasts when the object is gone
+        int object_id;            ///< 0 for none
+        std::string layout = {};  ///< the name, which lasts too
+        bool has_layout = false;
     };
 
-    std::map<std::string, std::set<std::string>> objects;  ///< with the shapes that each knows
+    struct Object {
+        int id;                        ///< of the very object: a copy in its place has another
+        std::set<std::string> shapes;  ///< that it knows
+    };
+
+    std::map<std::string, Object> objects;
+    int last_id = 0;
     std::set<std::string> layouts;
     std::set<std::string> meshes;
     std::map<std::string, Shape> shapes;
     std::map<std::string, Channel> channels;  ///< by key
+    bool has_refused = false;                 ///< some object holds a shape that is not stored
 
     NS::NameSet keys() const
     {
@@ -99,7 +109,17 @@ struct Model {
     }
     bool addObject(const std::string& in_name)
     {
-        return free(in_name) && objects.try_emplace(in_name).second;
+        return free(in_name) && objects.try_emplace(in_name, Object{++last_id, {}}).second;
+    }
+    /// The object to which a shape belongs, null if that is gone.
+    Object* objectOf(const Shape& in_shape)
+    {
+        for (auto& [name, object] : objects) {
+            if (object.id == in_shape.object_id) {
+                return &object;
+            }
+        }
+        return nullptr;
     }
     bool addShape(const std::string& in_name, const std::string& in_layout,
                   const std::string* in_object)
@@ -108,13 +128,15 @@ struct Model {
         if (!layouts.contains(in_layout) || (in_object && object == objects.end())) {
             return false;
         }
-        if (in_object && !object->second.insert(in_name).second) {
+        if (in_object && !object->second.shapes.insert(in_name).second) {
             return false;
         }
         if (!free(in_name)) {
+            has_refused = has_refused || in_object;
             return false;  // the object keeps the shape all the same
         }
-        shapes[in_name] = {in_object ? *in_object : "", in_object != nullptr};
+        shapes[in_name] = {in_object ? *in_object : "", in_object ? object->second.id : 0,
+                           in_layout, true};
         return true;
     }
     bool addChannel(const std::string& in_key, const std::string& in_name,
@@ -124,12 +146,13 @@ struct Model {
                !channelsOn(in_shape).contains(in_name) &&
                channels.try_emplace(in_key, Channel{in_name, in_shape}).second;
     }
-    bool removeObject(const std::string& in_name)
+    bool removeObject(const std::string& in_name) { return objects.erase(in_name) == 1; }
+    bool removeLayout(const std::string& in_name)
     {
         for (auto& [name, shape] : shapes) {
-            shape.object_lives = shape.object_lives && shape.object != in_name;
+            shape.has_layout = shape.has_layout && shape.layout != in_name;
         }
-        return objects.erase(in_name) == 1;
+        return layouts.erase(in_name) == 1;
     }
     bool removeShape(const std::string& in_name)
     {
@@ -137,8 +160,8 @@ struct Model {
         if (shape == shapes.end()) {
             return false;
         }
-        if (shape->second.object_lives) {
-            objects[shape->second.object].erase(in_name);
+        if (Object* const object = objectOf(shape->second)) {
+            object->shapes.erase(in_name);
         }
         for (auto& [key, channel] : channels) {
             if (channel.shape == in_name) {
@@ -148,7 +171,133 @@ struct Model {
         shapes.erase(shape);
         return true;
     }
+    /// The key of the channel that a shape has under that name, "" for none.
+    std::string keyOn(const std::string& in_shape, const std::string& in_name) const
+    {
+        for (const auto& [key, channel] : channels) {
+            if (channel.shape == in_shape && channel.name == in_name) {
+                return key;
+            }
+        }
+        return "";
+    }
+    bool copyChannels(const std::string& in_from, const std::string& in_to,
+                      const VoxelState::NamePairs& in_pairs);
+    bool copyShape(const std::string& in_from, const std::string& in_to,
+                   const std::string& in_layout, const VoxelState::NamePairs& in_pairs);
+    bool rename(const std::string& in_object, const std::string& in_new_name);
+    void updateChannels(const std::string& in_shape);
 };
+
+bool Model::copyChannels(const std::string& in_from, const std::string& in_to,
+                         const VoxelState::NamePairs& in_pairs)
+{
+    std::map<std::string, Channel> made;
+    NS::NameSet all = keys();
+    for (const auto& [from, to] : in_pairs) {
+        const std::string key = keyOn(in_from, from);
+        const std::string new_key = isMarked(key) ? to : in_to + "." + to;
+        if (key.empty() || channels.contains(to) || channels.contains(in_to + "." + to) ||
+            channelsOn(in_to).contains(to) || !all.insert(new_key).second) {
+            return false;
+        }
+        made[new_key] = {to, in_to};
+    }
+    channels.merge(made);
+    return true;
+}
+
+bool Model::copyShape(const std::string& in_from, const std::string& in_to,
+                      const std::string& in_layout, const VoxelState::NamePairs& in_pairs)
+{
+    if (!shapes.contains(in_from) || !shapes[in_from].has_layout || in_to == in_layout ||
+        !free(in_to) || !free(in_layout) || !copyChannels(in_from, in_to, in_pairs)) {
+        return false;
+    }
+    shapes[in_to] = {shapes[in_from].object, shapes[in_from].object_id, in_layout, true};
+    layouts.insert(in_layout);
+    return true;
+}
+
+bool Model::rename(const std::string& in_object, const std::string& in_new_name)
+{
+    if (in_object == in_new_name) {
+        return true;
+    }
+    const auto renamed = [&](const std::string& in_name) {
+        return in_name.size() > in_object.size() ? in_new_name + in_name.substr(in_object.size())
+                                                 : in_name;
+    };
+    Model next = *this;
+    // All that moves comes out first, then each goes in under its new name.
+    std::map<std::string, std::string> moved_layouts;
+    std::map<std::string, Shape> moved_shapes;
+    std::map<std::string, Channel> moved_channels;
+    const Object object = next.objects[in_object];
+    next.objects.erase(in_object);
+    bool ok = true;
+    for (const std::string& name : object.shapes) {
+        const Shape shape = shapes.at(name);
+        if (shape.has_layout) {
+            moved_layouts[shape.layout] = renamed(shape.layout);
+            next.layouts.erase(shape.layout);
+        }
+        ok = moved_shapes.try_emplace(renamed(name), shape).second && ok;
+        next.shapes.erase(name);
+        for (const auto& [key, channel] : channels) {
+            if (channel.shape != name) {
+                continue;
+            }
+            const std::string new_name = renamed(channel.name);
+            const bool moves = new_name != channel.name || key == channel.name;
+            const std::string new_key = moves ? new_name : renamed(name) + "." + new_name;
+            ok = moved_channels.try_emplace(new_key, Channel{new_name, renamed(name)}).second && ok;
+            next.channels.erase(key);
+        }
+    }
+    NS::NameSet all = next.keys();
+    const auto take = [&](const std::string& in_key) { ok = all.insert(in_key).second && ok; };
+    take(in_new_name);
+    for (const auto& [old_name, new_name] : moved_layouts) {
+        take(new_name);
+        next.layouts.insert(new_name);
+    }
+    for (auto& [name, shape] : moved_shapes) {
+        take(name);
+        shape.object = in_new_name;
+        next.objects[in_new_name].shapes.insert(name);
+        next.shapes[name] = shape;
+    }
+    for (const auto& [key, channel] : moved_channels) {
+        take(key);
+        next.channels[key] = channel;
+    }
+    next.objects[in_new_name].id = object.id;
+    for (auto& [name, shape] : next.shapes) {
+        const auto layout = moved_layouts.find(shape.layout);
+        if (shape.has_layout && layout != moved_layouts.end()) {
+            shape.layout = layout->second;
+        }
+        // A shape that only names the object, as a copy does, keeps that name.
+    }
+    if (ok) {
+        *this = next;
+    }
+    return ok;
+}
+
+/// New objects for the channels of a shape come into the store.
+void Model::updateChannels(const std::string& in_shape)
+{
+    for (const std::string& name : channelsOn(in_shape)) {
+        const std::string key = keyOn(in_shape, name);
+        const std::string path = in_shape + "." + name;
+        if (key != path && channels.contains(path)) {
+            channels[key].shape.clear();
+            channels[path] = {name, in_shape};
+        }
+    }
+}
 
 /// A store and its model, to which the same is done.
 class StoreAndModel {
@@ -159,11 +308,24 @@ public:
     void check();
 
 private:
+    void checkDump();
     int below(int in_end) { return static_cast<int>(m_random() % in_end); }
     std::string anyName()
     {
         static const Names s_names = {"a", "a1", "a01", "a2", "b", "b-v", "c", "my rain", "12"};
         return s_names[below(static_cast<int>(s_names.size()))];
+    }
+    /// A name that is free most of the time.
+    std::string freshName()
+    {
+        return anyName() +
+               (below(4) == 0 ? "" : std::string("x").append(std::to_string(below(100))));
+    }
+    std::string anyShape()
+    {
+        const int n = static_cast<int>(m_model.shapes.size());
+        return n == 0 || below(8) == 0 ? anyName()
+                                       : std::next(m_model.shapes.begin(), below(n))->first;
     }
     /// The key of a channel, by itself or as a path, or a name like one.
     std::string anyChannelName()
@@ -180,6 +342,10 @@ private:
     void makeChannel();
     void removeItem();
     void removeChannel();
+    VoxelState::NamePairs anyPairs(const std::string& in_shape);
+    void copyItems();
+    void moveNames();
+    void bringBackCopies();
 
     ScopedStateServer m_server;
     Model m_model;
@@ -193,7 +359,7 @@ void expectSame(bool in_expected, VoxelStateResult in_result)
 
 void StoreAndModel::step()
 {
-    const int dice = below(60);
+    const int dice = below(90);
     if (dice == 0) {
         m_model = Model();
         m_server->clear();
@@ -203,8 +369,14 @@ void StoreAndModel::step()
         makeChannel();
     } else if (dice <= 50) {
         removeItem();
-    } else {
+    } else if (dice < 60) {
         removeChannel();
+    } else if (dice < 70) {
+        copyItems();
+    } else if (dice < 80) {
+        moveNames();
+    } else {
+        bringBackCopies();
     }
 }
 
@@ -229,7 +401,7 @@ void StoreAndModel::makeItem()
         case 3: {
             const bool expected = m_model.free(name);
             if (expected) {
-                m_model.shapes[name] = {"", false};
+                m_model.shapes[name] = {"", 0};
             }
             return expectSame(expected, m_server->newShape("VoxelShape", name, shape_base));
         }
@@ -237,6 +409,9 @@ void StoreAndModel::makeItem()
             return expectSame(m_model.addShape(name, layout, nullptr),
                               m_server->newVoxelShape(name, layout, nullptr, shape));
         default:
+            if (!m_model.free(name) && below(20) > 0) {
+                return;  // the object would keep a shape that the store does not have
+            }
             return expectSame(m_model.addShape(name, layout, &object),
                               m_server->newVoxelShape(name, layout, &object, shape));
     }
@@ -272,7 +447,7 @@ void StoreAndModel::removeItem()
         case 0:
             return expectSame(m_model.removeObject(name), m_server->deleteObject(name));
         case 1:
-            return expectSame(m_model.layouts.erase(name) == 1, m_server->deleteVoxelLayout(name));
+            return expectSame(m_model.removeLayout(name), m_server->deleteVoxelLayout(name));
         case 2:
             return expectSame(m_model.meshes.erase(name) == 1, m_server->deleteMesh(name));
         default:
@@ -290,8 +465,112 @@ void StoreAndModel::removeChannel()
     expectSame(m_model.channels.erase(key) == 1, m_server->deleteChannel(name, shape));
 }
 
+/// Channels of the shape (and now and then no channel of it) with new names.
+VoxelState::NamePairs StoreAndModel::anyPairs(const std::string& in_shape)
+{
+    VoxelState::NamePairs pairs;
+    for (const std::string& name : m_model.channelsOn(in_shape)) {
+        if (below(2) == 0) {
+            pairs.emplace_back(below(8) == 0 ? anyName() : name, freshName());
+        }
+    }
+    return pairs;
+}
+
+void StoreAndModel::copyItems()
+{
+    const std::string from = anyShape();
+    const VoxelState::NamePairs pairs = anyPairs(from);
+    if (below(2) == 0) {
+        const std::string to = freshName();
+        const std::string layout = freshName();
+        return expectSame(m_model.copyShape(from, to, layout, pairs),
+                          m_server->copyShape(from, to, layout, pairs));
+    }
+    const std::string to = anyShape();
+    const bool can_copy = m_model.shapes.contains(from) && m_model.shapes.contains(to);
+    expectSame(pairs.empty() || (can_copy && m_model.copyChannels(from, to, pairs)),
+               m_server->copyChannel(from, to, pairs));
+}
+
+void StoreAndModel::moveNames()
+{
+    if (below(2) == 0) {
+        const std::string a = anyChannelName();
+        const std::string b = anyChannelName();
+        const auto of = [&](const std::string& in_name) {
+            const auto entry = m_model.channels.find(m_model.findChannel(in_name));
+            return entry == m_model.channels.end() ? "" : entry->second.shape;
+        };
+        // The keys stay: the channels change places and names.
+        return expectSame(!of(a).empty() && of(a) == of(b), m_server->swapChannels(a, b));
+    }
+    const std::string object = anyName();
+    const std::string new_name = freshName();
+    std::shared_ptr<BObject> stored;
+    m_server->objectRef(object, stored);
+    if (!stored) {
+        return;
+    }
+    EXPECT_EQ(kVoxelStateFailed, m_server->renameObject(stored->copy(), new_name));
+    if (!m_model.has_refused) {
+        expectSame(m_model.rename(object, new_name), m_server->renameObject(stored, new_name));
+    }
+}
+
+/// Copies of an object and of some of its shapes and layouts take the place of the stored ones.
+void StoreAndModel::bringBackCopies()
+{
+    const std::string name = anyName();
+    if (!m_model.objects.contains(name) || m_model.has_refused) {
+        return;
+    }
+    const auto hint = below(2) == 0 ? VoxelState::eHintCopy : VoxelState::eHintCopyData;
+    std::shared_ptr<BObject> object;
+    ASSERT_EQ(kVoxelStateOk, m_server->object(name, &object, hint));
+    std::vector<std::shared_ptr<VoxelLayout>> layouts;  // shapes refer to them weakly
+    for (const std::string& shape_name : m_model.objects[name].shapes) {
+        if (below(3) == 0) {
+            continue;
+        }
+        std::shared_ptr<VoxelShape> shape;
+        ASSERT_EQ(kVoxelStateOk, m_server->voxelShape(shape_name, shape, object, hint));
+        if (m_model.shapes[shape_name].has_layout && below(2) == 0) {
+            layouts.emplace_back();
+            ASSERT_EQ(kVoxelStateOk, m_server->voxelLayout(m_model.shapes[shape_name].layout, shape,
+                                                           layouts.back(), hint));
+        }
+        m_model.updateChannels(shape_name);
+    }
+    m_model.objects[name].id = ++m_model.last_id;
+    for (const std::string& shape_name : m_model.objects[name].shapes) {
+        Model::Shape& shape = m_model.shapes[shape_name];
+        shape.object_id = m_model.last_id;
+        shape.has_layout = m_model.layouts.contains(shape.layout);
+    }
+    EXPECT_EQ(kVoxelStateOk, m_server->updateObject(object));
+}
+
+/// The store's own checks find nothing wrong: they may name items that no object holds.
+void StoreAndModel::checkDump()
+{
+    std::ostringstream text;
+    m_server->dump(text, 0, 2);
+    if (m_model.has_refused) {
+        return;
+    }
+    EXPECT_EQ(std::string::npos, text.str().find("ERROR:")) << text.str();
+    for (const auto& [name, shape] : m_model.shapes) {
+        const Model::Object* const object = m_model.objectOf(shape);
+        const bool is_walked = object && object->shapes.contains(name);
+        const std::string line = "ERROR - Unreferenced name in m_shapes:" + name + "\n";
+        EXPECT_EQ(is_walked, text.str().find(line) == std::string::npos) << name << text.str();
+    }
+}
+
 void StoreAndModel::check()
 {
+    checkDump();
     const VoxelStateSMP::Maps& maps = m_server->maps();
     EXPECT_EQ(keysOf(m_model.objects), maps.objectKeys());
     EXPECT_EQ(Names(m_model.layouts.begin(), m_model.layouts.end()), maps.layoutKeys());
@@ -303,16 +582,23 @@ void StoreAndModel::check()
     EXPECT_EQ(m_model.keys(), NS::NameSet(names.begin(), names.end()));
     EXPECT_EQ(m_model.keys().size(), names.size());
 
-    for (const auto& [name, shapes] : m_model.objects) {
+    for (const auto& [name, model] : m_model.objects) {
         EXPECT_EQ(name, maps.findObject(name)->name());
-        for (const std::string& shape : shapes) {
+        for (const std::string& shape : model.shapes) {
             EXPECT_TRUE(maps.findObject(name)->hasShape(shape));
         }
     }
     for (const auto& [name, shape] : m_model.shapes) {
         EXPECT_EQ(name, maps.findShape(name)->name());
         EXPECT_EQ(m_model.channelsOn(name).size(), maps.findShape(name)->channels().size());
-        EXPECT_EQ(shape.object_lives, maps.findShape(name)->object() != nullptr);
+        EXPECT_EQ(m_model.objectOf(shape) != nullptr, maps.findShape(name)->object() != nullptr)
+            << name;
+        const auto layout = maps.findShape(name)->layoutPtr();
+        EXPECT_EQ(shape.layout, maps.findShape(name)->layoutName()) << name;
+        EXPECT_EQ(layout, shape.has_layout ? maps.findLayout(shape.layout) : nullptr) << name;
+        for (const auto& [channel_name, channel] : maps.findShape(name)->channels()) {
+            EXPECT_EQ(channel, maps.findChannel(m_model.keyOn(name, channel_name)));
+        }
     }
     for (const auto& [key, channel] : m_model.channels) {
         EXPECT_EQ(channel.name, maps.findChannel(key)->name());

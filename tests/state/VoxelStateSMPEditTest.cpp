@@ -1,0 +1,382 @@
+#include <tests/support/Random.h>
+#include <tests/support/ScopedStateServer.h>
+
+#include <skelvar/base/Dictionary.h>
+#include <skelvar/mesh/Mesh.h>
+#include <skelvar/state/BObject.h>
+#include <skelvar/state/VoxelStateSMPMaps.h>
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace Skelvar {
+namespace {
+
+using Test::RainScene;
+using Test::ScopedStateServer;
+using Testing::Random;
+
+using Names = std::vector<std::string>;
+
+std::string dumpOf(const VoxelState& in_server)
+{
+    std::ostringstream text;
+    in_server.dump(text, 0, 2);
+    return text.str();
+}
+
+Names namesOf(const ScopedStateServer& in_server)
+{
+    return in_server->maps().names();
+}
+
+TEST(Rename, MovesAllThatBeginsWithTheObjectsName)
+{
+    RainScene scene;
+    std::shared_ptr<TreeChannel3DBase> wind;
+    std::shared_ptr<TreeChannel3DBase> u;
+    std::shared_ptr<TreeShape3DBase> other;
+    scene.server->newChannel("VoxelChannel<float>", "rain-wind", "rain-volume", wind);
+    scene.server->newChannel("VoxelChannel<float>", "u", "rain-volume", u);
+    scene.server->newObject("fog");
+    scene.server->newShape("VoxelShape", "fog-volume", "rain-volumelayout", "fog", other);
+    scene.object->addLayout(scene.layout);
+
+    ASSERT_EQ(kVoxelStateOk, scene.server->renameObject(scene.object, "snow"));
+
+    EXPECT_EQ((Names{"fog", "fog-volume", "snow", "snow-volume", "snow-volume.u",
+                     "snow-volume/density", "snow-volumelayout", "snow-wind"}),
+              namesOf(scene.server));
+    EXPECT_EQ("snow", scene.shape->objectName());
+    EXPECT_EQ("snow-volumelayout", scene.shape->layoutName());
+    EXPECT_EQ("snow-volumelayout", other->layoutName());
+    EXPECT_TRUE(scene.object->hasLayout("snow-volumelayout"));
+    EXPECT_EQ("snow-volume", scene.density->shapeName());
+    EXPECT_TRUE(scene.server->maps().isBareKey("snow-wind"));
+    EXPECT_EQ(u, scene.shape->channelBasePtr("u"));
+    EXPECT_EQ(kVoxelStateOk, scene.server->hasChannel("snow.snow-volume.u"));
+    EXPECT_EQ(std::string::npos, dumpOf(*scene.server).find("ERROR:"));
+}
+
+TEST(Rename, ChangesNothingIfAnyNameIsTakenOrTheObjectIsACopy)
+{
+    RainScene scene;
+    scene.server->newObject("snow-volume/density");
+    scene.server->newObject("hail");
+    const Names before = namesOf(scene.server);
+
+    EXPECT_EQ(kVoxelStateFailed, scene.server->renameObject(scene.object, "snow"));
+    EXPECT_EQ(kVoxelStateFailed, scene.server->renameObject(scene.object, "hail"));
+    EXPECT_EQ(kVoxelStateFailed, scene.server->renameObject(scene.object->copy(), "sun"));
+    EXPECT_EQ(kVoxelStateOk, scene.server->renameObject(scene.object, "rain"));
+
+    EXPECT_EQ(before, namesOf(scene.server));
+    EXPECT_EQ("rain", scene.object->name());
+    EXPECT_EQ(scene.density, scene.shape->channelBasePtr("rain-volume/density"));
+}
+
+TEST(Rename, MayTakeANameThatItFreesItself)
+{
+    ScopedStateServer server;
+    std::string object_name = "a";
+    std::shared_ptr<BObject> object;
+    std::shared_ptr<VoxelShape> shape;
+    server->newObject("a");
+    server->objectRef("a", object);
+    server->newVoxelLayout("ab", 1.0f);
+    server->newVoxelShape("abb", "ab", &object_name, shape);
+
+    EXPECT_EQ(kVoxelStateOk, server->renameObject(object, "ab"));
+
+    EXPECT_EQ((Names{"ab", "abb", "abbb"}), namesOf(server));
+    EXPECT_EQ("abbb", shape->name());
+    EXPECT_EQ("abb", shape->layoutName());
+}
+
+TEST(CopyShape, HasItsOwnNodesAndDataUnderTheNewNames)
+{
+    RainScene scene;
+    scene.density->set(3.0f, 0, 7);
+
+    ASSERT_EQ(kVoxelStateOk,
+              scene.server->copyShape("rain-volume", "fog-volume", "fog-layout",
+                                      {{"rain-volume/density", "fog-volume/density"}}));
+    scene.layout->addNode(0, 0, 5, 7);
+    scene.density->set(4.0f, 0, 7);
+
+    std::shared_ptr<TreeShape3DBase> fog;
+    std::shared_ptr<TreeChannel3DBase> copied;
+    scene.server->shapeRef("fog-volume", fog);
+    scene.server->channelRef("fog-volume/density", copied);
+    EXPECT_EQ("fog-layout", fog->layoutName());
+    EXPECT_EQ(0.25f, fog->voxelSize());
+    EXPECT_EQ(1, fog->layout().numNodes(7));
+    EXPECT_EQ(fog, copied->shapePtr());
+    EXPECT_EQ("fog-volume", copied->shapeName());
+    EXPECT_EQ(3.0f, static_cast<VoxelChannel<float>&>(*copied).tile(0, 7)(2, 2, 2));
+    fog->layout().nodesCleared();
+    EXPECT_EQ(2, scene.density->numTiles(7)) << "the copies observe apart";
+}
+
+TEST(CopyShape, ChangesNothingOnABadArgument)
+{
+    RainScene scene;
+    scene.server->newObject("taken");
+    const Names before = namesOf(scene.server);
+    using Pairs = VoxelState::NamePairs;
+    const char* const density = "rain-volume/density";
+    const struct {
+        const char* source;
+        const char* shape;
+        const char* layout;
+        Pairs channels;
+    } rows[] = {
+        {"no", "s", "l", {}},
+        {"rain-volume", "rain-volume", "l", {}},
+        {"rain-volume", "s", "rain-volumelayout", {}},
+        {"rain-volume", "taken", "l", {}},
+        {"rain-volume", "s", "taken", {}},
+        {"rain-volume", "s", "s", {}},
+        {"rain-volume", "s", "l", {{"no", "d"}}},
+        {"rain-volume", "s", "l", {{density, density}}},
+        {"rain-volume", "s", "l", {{density, "taken"}}},
+        {"rain-volume", "s", "l", {{density, "d"}, {density, "d"}}},
+    };
+
+    for (const auto& row : rows) {
+        EXPECT_EQ(kVoxelStateFailed,
+                  scene.server->copyShape(row.source, row.shape, row.layout, row.channels))
+            << "row " << &row - rows;
+    }
+    EXPECT_EQ(kVoxelStateFailed,
+              scene.server->copyChannel("rain-volume", "rain-volume", {{density, density}}));
+    EXPECT_EQ(before, namesOf(scene.server));
+}
+
+TEST(CopyShapeTo, KeepsKindsOfKeysAndSparesWhatIsThere)
+{
+    RainScene scene;
+    ScopedStateServer target;
+    std::shared_ptr<TreeChannel3DBase> wind;
+    std::shared_ptr<Dictionary> words;
+    scene.server->newChannel("VoxelChannel<float>", "wind", "rain-volume", wind);
+    scene.object->setCustomType("liquid");
+    scene.object->dictionary(words);
+    words->setValue("k", 1);
+
+    ASSERT_EQ(kVoxelStateOk,
+              scene.server->copyShapeTo(*target, "rain-volume", {"rain-volume/density", "wind"}));
+
+    EXPECT_EQ((Names{"rain", "rain-volume", "rain-volume.wind", "rain-volume/density",
+                     "rain-volumelayout"}),
+              namesOf(target));
+    std::shared_ptr<BObject> object;
+    std::shared_ptr<TreeShape3DBase> shape;
+    std::shared_ptr<Dictionary> copied_words;
+    target->objectRef("rain", object);
+    target->shapeRef("rain-volume", shape);
+    object->dictionary(copied_words);
+    words->setValue("later", 2);
+    EXPECT_EQ("liquid", object->customType());
+    EXPECT_TRUE(copied_words->hasValue("k"));
+    EXPECT_FALSE(copied_words->hasValue("later")) << "another server has a dictionary of its own";
+    EXPECT_EQ(object, shape->object());
+    EXPECT_NE(scene.layout->nodeDataPtr(), shape->layout().nodeDataPtr());
+    EXPECT_EQ(target.id(), shape->stateServerID());
+
+    EXPECT_EQ(kVoxelStateFailed, scene.server->copyShapeTo(*target, "rain-volume", {}));
+    EXPECT_EQ(kVoxelStateFailed, scene.server->copyShapeTo(*scene.server, "rain-volume", {}));
+    EXPECT_EQ(shape, object->shapePtr<TreeShape3DBase>("rain-volume"));
+}
+
+TEST(MergeIn, GoesOnAfterAFailureAndCopiesNoData)
+{
+    RainScene source;
+    ScopedStateServer target;
+    std::shared_ptr<VoxelShape> second;
+    std::string object_name = "fog";
+    source.server->newObject("fog");
+    source.server->newVoxelLayout("fog-layout", 1.0f);
+    source.server->newVoxelShape("fog-volume", "fog-layout", &object_name, second);
+    const auto data = source.density->blockDataPtr();
+
+    EXPECT_EQ(kVoxelStateFailed,
+              target->mergeIn(*source.server, {"rain-volume", "absent", "fog-volume"}));
+
+    EXPECT_EQ((Names{"fog", "fog-layout", "fog-volume", "rain", "rain-volume",
+                     "rain-volume/density", "rain-volumelayout"}),
+              namesOf(target));
+    EXPECT_EQ(target.id(), source.shape->stateServerID());
+    EXPECT_EQ(data, source.density->blockDataPtr());
+    EXPECT_EQ(kVoxelStateOk, target->mergeIn(*source.server, {}));
+    std::shared_ptr<BObject> object;
+    target->objectRef("rain", object);
+    EXPECT_EQ(object, source.shape->object());
+    EXPECT_EQ(std::string::npos, dumpOf(*target).find("ERROR:")) << dumpOf(*target);
+}
+
+TEST(MergeIn, BringsOtherShapesOfTheStoredLayoutToItsNewSize)
+{
+    RainScene target;
+    std::shared_ptr<VoxelShape> beside;
+    target.server->newVoxelShape("beside", "rain-volumelayout", nullptr, beside);
+    target.server->newVoxelChannel<int>("count", "beside", eOffsetCentre, 1);
+    RainScene source;
+    source.layout->addNode(0, 0, 40, 7);
+
+    ASSERT_EQ(kVoxelStateOk, target.server->mergeIn(*source.server, {"rain-volume"}));
+
+    EXPECT_EQ(target.layout, source.shape->layoutPtr()) << "the stored layout stays the same";
+    EXPECT_EQ(source.layout->numNodes(), target.layout->numNodes());
+    EXPECT_EQ(2, beside->channelBasePtr("count")->numTiles(7));
+}
+
+TEST(Update, ShapeOnANewLayoutTakesOthersOfTheOldOneAlong)
+{
+    RainScene scene;
+    std::shared_ptr<VoxelShape> beside;
+    std::shared_ptr<VoxelShape> shape;
+    std::shared_ptr<VoxelLayout> layout;
+    scene.server->newVoxelShape("beside", "rain-volumelayout", nullptr, beside);
+    scene.server->newVoxelChannel<int>("count", "beside", eOffsetCentre, 1);
+    scene.server->voxelShape("rain-volume", shape, nullptr, VoxelState::eHintCopyData);
+    scene.server->voxelLayout("rain-volumelayout", shape, layout, VoxelState::eHintCopyData);
+    layout->addNode(0, 0, 40, 7);
+    scene.layout = nullptr;  // the store's is the last owner
+
+    ASSERT_EQ(kVoxelStateOk, scene.server->updateShape(shape));
+
+    EXPECT_EQ(layout, beside->layoutPtr());
+    EXPECT_EQ(2, beside->channelBasePtr("count")->numTiles(7));
+    EXPECT_EQ(shape, scene.object->shapePtr<VoxelShape>("rain-volume"));
+    layout->addNode(0, 0, 80, 7);
+    EXPECT_EQ(3, shape->channelBasePtr("rain-volume/density")->numTiles(7)) << "it observes now";
+}
+
+TEST(Update, ChannelDataAreCopiedOnlyIfTheyAreNotShared)
+{
+    RainScene scene;
+    const auto shared =
+        std::static_pointer_cast<VoxelChannel<float>>(scene.density->copy(false, true));
+    const auto own =
+        std::static_pointer_cast<VoxelChannel<float>>(scene.density->copy(true, false));
+    const auto header = scene.density->copy(false, false);
+    const auto data = scene.density->blockDataPtr();
+    shared->setTagText("shared");
+    own->setTagText("own");
+    own->set(9.0f, 0, 7);
+
+    EXPECT_EQ(kVoxelStateOk, scene.server->updateChannelBlockData(*shared));
+    EXPECT_EQ(data, scene.density->blockDataPtr());
+    EXPECT_EQ("shared", scene.density->tagText());
+    EXPECT_EQ(kVoxelStateOk, scene.server->updateChannelMetaData(*own));
+    EXPECT_EQ(data, scene.density->blockDataPtr());
+    EXPECT_EQ("own", scene.density->tagText());
+    EXPECT_EQ(kVoxelStateOk, scene.server->updateChannelBlockData(*header));
+    EXPECT_EQ(0.5f, scene.density->tile(0, 7)(0, 0, 0)) << "a header overwrites no data";
+    EXPECT_EQ(kVoxelStateOk, scene.server->updateChannelBlockData(*own));
+    EXPECT_EQ(9.0f, scene.density->tile(0, 7)(0, 0, 0));
+    EXPECT_EQ(kVoxelStateFailed, scene.server->updateChannelBlockData(VoxelChannel<int>(
+                                     "rain-volume/density", nullptr, 0, eOffsetCentre)));
+}
+
+TEST(Update, LayoutCopyBringsItsTilesBackWhetherItSharesNodesOrNot)
+{
+    for (const auto hint : {VoxelState::eHintCopy, VoxelState::eHintCopyData}) {
+        RainScene scene;
+        std::shared_ptr<VoxelLayout> copy;
+        scene.server->voxelLayout("rain-volumelayout", copy, hint);
+        const VoxelState::TileIds ids = {copy->node(copy->addNode(0, 0, 40, 7)).id()};
+
+        EXPECT_EQ(kVoxelStateOk, scene.server->refineVoxelLayout(*copy, ids));
+        EXPECT_TRUE(scene.layout->nodeExists(ids[0]));
+        EXPECT_EQ(copy->numNodes(), scene.layout->numNodes());
+        EXPECT_EQ(2, scene.density->numTiles(7));
+
+        copy->deleteNodes(ids);
+        EXPECT_EQ(kVoxelStateOk, scene.server->coarsenVoxelLayout(*copy, ids));
+        EXPECT_FALSE(scene.layout->nodeExists(ids[0]));
+        EXPECT_EQ(1, scene.density->numTiles(7));
+    }
+}
+
+TEST(Update, FailsIfAnItemOfAnotherKindHasTheName)
+{
+    RainScene scene;
+    const auto object = std::make_shared<BObject>();
+    object->setName("rain-volume");
+    const Names before = namesOf(scene.server);
+
+    EXPECT_EQ(kVoxelStateFailed, scene.server->updateObject(object));
+    EXPECT_EQ(kVoxelStateFailed,
+              scene.server->updateShape(std::make_shared<VoxelShape>("rain-volumelayout")));
+    EXPECT_EQ(kVoxelStateFailed, scene.server->updateMesh(std::make_shared<Mesh>("rain")));
+    EXPECT_EQ(before, namesOf(scene.server));
+}
+
+/// Shapes that several servers pass on to one another, as shared objects and as copies.
+TEST(Exchange, ShapesAlwaysFindTheirLayoutsAndChannels)
+{
+    Random random(20260711);
+    SCOPED_TRACE(random.seed());
+    std::vector<std::unique_ptr<ScopedStateServer>> servers;
+    for (int n = 0; n < 3; ++n) {
+        servers.push_back(std::make_unique<ScopedStateServer>());
+    }
+    const auto any_server = [&]() -> ScopedStateServer& { return *servers[random.integer(0, 2)]; };
+    const auto name_of = [&] {
+        return std::string("s").append(std::to_string(random.integer(0, 5)));
+    };
+    for (int step = 0; step < 1500 && !testing::Test::HasFailure(); ++step) {
+        ScopedStateServer& from = any_server();
+        ScopedStateServer& to = any_server();
+        std::string object = std::string("o").append(std::to_string(random.integer(0, 2)));
+        const std::string name = name_of();
+        std::shared_ptr<TreeShape3DBase> shape;
+        switch (random.integer(0, 4)) {
+            case 0:
+                from->newObject(object);
+                from->newVoxelLayout(name + "-layout", 1.0f);
+                if (from->newShape("VoxelShape", name, name + "-layout", object, shape) ==
+                    kVoxelStateOk) {
+                    from->newVoxelChannel<float>(name + "/a", name, eOffsetCentre, 1.0f);
+                }
+                break;
+            case 1:
+                to->mergeIn(*from, {name, name_of()});
+                break;
+            case 2:
+                from->shapeRef(name, shape);
+                from->copyShapeTo(*to, name, shape ? shape->channelNames() : Names());
+                break;
+            case 3:
+                from->shapeRef(name, shape);
+                if (shape) {
+                    const int at = 5 * random.integer(-20, 20);
+                    static_cast<VoxelShape&>(*shape).layout().addNode(at, 0, 0, 7);
+                }
+                break;
+            default:
+                from->copyShape(name, name_of(), name_of() + "-layout", {});
+        }
+        for (const auto& server : servers) {
+            const VoxelStateSMP::Maps& maps = (*server)->maps();
+            for (const std::string& key : maps.shapeKeys()) {
+                const auto stored = maps.findShape(key);
+                const auto layout = stored->layoutPtr();
+                ASSERT_TRUE(layout) << "step " << step << " " << key;
+                EXPECT_TRUE(maps.findLayout(stored->layoutName())) << "step " << step;
+                for (const auto& [channel_name, channel] : stored->channels()) {
+                    EXPECT_TRUE(maps.findChannel(maps.channelStoringKey(key, channel_name)));
+                    EXPECT_EQ(layout->numNodes(7), channel->numTiles(7)) << "step " << step;
+                }
+            }
+        }
+    }
+}
+
+}  // namespace
+}  // namespace Skelvar
