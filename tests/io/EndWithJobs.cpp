@@ -1,0 +1,29 @@
+// Starts five saves into the folder of its argument and ends at once.
+
+#include <skelvar/io/KvfJobs.h>
+#include <skelvar/state/StateServerManager.h>
+#include <skelvar/state/VoxelState.h>
+#include <skelvar/tree/VoxelLayout.h>
+#include <skelvar/voxel/VoxelShape.h>
+
+using namespace Skelvar;
+
+int main(int, char** in_argv)
+{
+    const auto state = StateServerManager::instance().createNewStateServer();
+    std::string object = "ball";
+    std::shared_ptr<VoxelShape> shape;
+    state->newObject(object);
+    state->newVoxelLayout("tree", 0.5f);
+    state->newVoxelShape("volume", "tree", &object, shape);
+    shape->layout().addNodes({-100, -100, -20}, {100, 100, 20}, 7);
+    state->newVoxelChannel<float>("density", "volume", eOffsetCentre, 2.0f);
+    for (int frame = 0; frame < 5; ++frame) {
+        std::string resolved;
+        const std::string path = in_argv[1] + std::string("/end.@.kvf");
+        if (kvfSaveAsync(*state, path, frame % 2 == 0, "volume", {"density"}, frame,
+                         eQualityLossless, resolved) != 2) {
+            return 1;
+        }
+    }
+}
