@@ -53,7 +53,7 @@ protected:
 TEST_F(KvfProgram, HelpsAndStatesItsVersion)
 {
     for (const char* command : {"", "voxelize", "info", "check", "convert", "stats", "slice",
-                                "tree", "solve", "solve poisson"}) {
+                                "tree", "solve", "solve poisson", "dump"}) {
         const Outcome outcome = kvf(std::string(command) + " --help");
         EXPECT_EQ(0, outcome.status);
         EXPECT_NE(std::string::npos, outcome.output.find("Usage:")) << outcome.output;
@@ -216,6 +216,13 @@ TEST_F(KvfProgram, SolveAddsTheResultAndDrawsTheResiduals)
     EXPECT_EQ(0, kvf("solve poisson u.kvf --rhs u --out u --sides neumann").status);
     EXPECT_EQ(3u, json::parse(kvf("info --json u.kvf").output)[0]["channels"].size());
     EXPECT_FALSE(before == folder.read("u.kvf"));
+}
+
+TEST_F(KvfProgram, DumpWritesAText)
+{
+    EXPECT_EQ(0, kvf("dump cube.kvf cube.txt --verbose").status);
+    EXPECT_EQ(0u, folder.read("cube.txt").find("VoxelStateSMP contents:"));
+    expectFailure(3, "dump absent.kvf cube.txt", "absent.kvf");
 }
 
 TEST_F(KvfProgram, SliceDrawsByFullOrShortName)

@@ -44,6 +44,17 @@ TEST(Examples, PoissonIsSolvedAcrossDepths)
     EXPECT_NE(std::string::npos, outcome.output.find("u in the middle 0.06")) << outcome.output;
 }
 
+TEST(Examples, FramesSavedInTheBackgroundAreWhole)
+{
+    const TemporaryFolder folder;
+
+    const Outcome outcome = runProgram(folder, EXAMPLE_BACKGROUND_PROGRAM);
+
+    EXPECT_EQ(0, outcome.status) << outcome.output << outcome.error;
+    EXPECT_NE(std::string::npos, outcome.output.find("frame 99: saved ")) << outcome.output;
+    EXPECT_NE(std::string::npos, outcome.output.find("\n100 of 100 frames are as they were"));
+}
+
 TEST(Examples, DemoBringsEveryBitBackAndDrawsIt)
 {
     const TemporaryFolder folder;

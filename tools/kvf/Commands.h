@@ -21,6 +21,7 @@ void addSampleCommand(CLI::App& io_app, ExitStatus& out_status);
 void addRenderCommand(CLI::App& io_app, ExitStatus& out_status);
 void addSolveCommand(CLI::App& io_app, ExitStatus& out_status);
 void addTreeCommand(CLI::App& io_app, ExitStatus& out_status);
+void addDumpCommand(CLI::App& io_app, ExitStatus& out_status);
 
 /// The whole program: parses, runs, prints one line "kvf: ..." on standard error for a failure, and
 /// gives the exit status.

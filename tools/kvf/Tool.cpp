@@ -59,6 +59,7 @@ int runTool(int in_argc, const char* const* in_argv)
     addRenderCommand(app, status);
     addSolveCommand(app, status);
     addTreeCommand(app, status);
+    addDumpCommand(app, status);
     try {
         checkCommand(app, in_argc, in_argv);
         app.parse(in_argc, in_argv);

@@ -1,0 +1,43 @@
+#include <skelvar/io/Kvf.h>
+#include <skelvar/io/KvfDump.h>
+
+#include <tools/kvf/Commands.h>
+#include <tools/kvf/ShapeFile.h>
+
+#include <CLI/CLI.hpp>
+
+#include <memory>
+
+namespace Skelvar::Tool {
+
+namespace {
+
+struct Arguments {
+    std::string file;
+    std::string output;
+    bool verbose = false;
+};
+
+ExitStatus run(const Arguments& in_arguments)
+{
+    const QuietOutput quiet;  // the error's text says it all
+    if (!kvfDump(in_arguments.file, withFolder(in_arguments.output), in_arguments.verbose)) {
+        throw ToolError(eFileUnreadable, kvfLastError());
+    }
+    return eDone;
+}
+
+}  // namespace
+
+void addDumpCommand(CLI::App& io_app, ExitStatus& out_status)
+{
+    const auto arguments = std::make_shared<Arguments>();
+    CLI::App* command = io_app.add_subcommand(
+        "dump", "Writes what a file holds as text; of a damaged file what can be loaded");
+    command->add_option("file", arguments->file, "the file")->required();
+    command->add_option("output", arguments->output, "the text to write")->required();
+    command->add_flag("--verbose", arguments->verbose, "counts for each depth too");
+    command->callback([arguments, &out_status] { out_status = run(*arguments); });
+}
+
+}  // namespace Skelvar::Tool
