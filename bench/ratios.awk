@@ -89,6 +89,16 @@ BEGIN {
     row("matrix times vector, a row", "spmv.rows/skelvar/2t", "spmv.rows/eigen/2t", 1.2)
     row("preconditioner against its plain loop", "precond.rows/skelvar/2t", "precond.rows/plain/2t", 7)
     bound("bytes a row of the 7-point matrix", "poisson.memory.bytesperrow/skelvar/2t", 64)
+    row("private copy of a shape against memcpy", "state.copy/skelvar/2t",
+        "state.copy/memcpy-fresh/2t", 0.5)
+    row("start of a save with a copy against the copy", "state.holdup/skelvar-copy/2t",
+        "state.holdup/copy-alone/2t", 0.83)
+    row("five saves at once against one after another", "state.frames/skelvar-five/2t",
+        "state.frames/skelvar-one/2t", 1.7)
+    row("merge of a large shape against a small one", "state.merge/skelvar-large/1t",
+        "state.merge/skelvar-small/1t", 0.5)
+    row("rename among 10^5 names against 10^4", "state.names.rename/skelvar-100k/1t",
+        "state.names.rename/skelvar-10k/1t", 0.4)
     bound("bytes a cell of the band, channel", "tree.memory.bytespercell/skelvar-channel/1t", 9.4)
     bound("bytes a cell of the band, with nodes", "tree.memory.bytespercell/skelvar/1t", 13)
 }
