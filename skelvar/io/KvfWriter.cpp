@@ -5,6 +5,7 @@
 
 #include <boost/filesystem.hpp>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -36,11 +37,17 @@ std::string nameBeside(const std::string& in_path)
            boost::filesystem::unique_path(".kvf-%%%%-%%%%-%%%%.tmp").string();
 }
 
+/// A path to an open file that may have none of its own.
+std::string pathOf(int in_file)
+{
+    return "/proc/self/fd/" + std::to_string(in_file);
+}
+
 }  // namespace
 
 KvfWriter::~KvfWriter()
 {
-    if (!m_beside.empty()) {
+    if (!m_beside.empty() || m_nameless >= 0) {
         discard();
     }
 }
@@ -61,13 +68,18 @@ bool KvfWriter::initBeside(const std::string& in_path, int in_frame)
     if (exists && (!S_ISREG(status.st_mode) || ::access(m_target.c_str(), W_OK) != 0)) {
         return openFile(m_path, "wb");
     }
-    const std::string beside = nameBeside(m_target);
-    if (!openFile(beside, "wbx")) {
-        return false;
+    m_nameless = ::open(FileUtils::extractFolderPath(m_target).c_str(),
+                        O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666);
+    if (m_nameless < 0 || !openFile(pathOf(m_nameless), "wb")) {
+        closeNameless();  // not every file system can do that
+        const std::string beside = nameBeside(m_target);
+        if (!openFile(beside, "wbx")) {
+            return false;
+        }
+        m_beside = beside;
     }
-    m_beside = beside;
     if (exists) {
-        ::chmod(beside.c_str(), status.st_mode & 07777);
+        ::chmod((m_nameless >= 0 ? pathOf(m_nameless) : m_beside).c_str(), status.st_mode & 07777);
     }
     return true;
 }
@@ -86,6 +98,18 @@ bool KvfWriter::commit()
         discard();
         return false;
     }
+    if (m_nameless >= 0) {
+        // A name of its own first: a link cannot take the place of a file that is there.
+        m_beside = nameBeside(m_target);
+        if (::linkat(AT_FDCWD, pathOf(m_nameless).c_str(), AT_FDCWD, m_beside.c_str(),
+                     AT_SYMLINK_FOLLOW) != 0) {
+            const std::string reason = std::strerror(errno);
+            m_beside.clear();
+            discard();
+            return KvfError::fail(m_path, "cannot give the file a name: " + reason);
+        }
+        closeNameless();
+    }
     if (m_beside.empty()) {
         return true;
     }
@@ -101,7 +125,9 @@ bool KvfWriter::commit()
 void KvfWriter::discard()
 {
     m_buffer.close();
-    if (!m_beside.empty()) {
+    if (m_nameless >= 0) {
+        closeNameless();  // with that it is gone
+    } else if (!m_beside.empty()) {
         std::remove(m_beside.c_str());
         m_beside.clear();
     } else if (m_plain_file) {
@@ -110,9 +136,17 @@ void KvfWriter::discard()
     m_plain_file = false;
 }
 
+void KvfWriter::closeNameless()
+{
+    if (m_nameless >= 0) {
+        ::close(m_nameless);
+        m_nameless = -1;
+    }
+}
+
 bool KvfWriter::prepare(const std::string& in_path, int in_frame)
 {
-    if (!m_beside.empty()) {
+    if (!m_beside.empty() || m_nameless >= 0) {
         discard();
     }
     m_buffer.close();

@@ -22,8 +22,9 @@ public:
     bool init(const std::string& in_path, int in_frame);
 
     /// As `init`, but writes to a new file in the same folder, which `commit` renames to the path;
-    /// until then a file that stands there stays as it is. What is there and is no plain file (a
-    /// device, a pipe) is opened itself.
+    /// until then a file that stands there stays as it is. Where the system can do that the new
+    /// file has no name before, so that not even a process that is killed leaves it. What is there
+    /// and is no plain file (a device, a pipe) is opened itself.
     bool initBeside(const std::string& in_path, int in_frame);
 
     /// The path for which the writer was initialised, with the frame in its place.
@@ -41,6 +42,7 @@ public:
 
 private:
     bool prepare(const std::string& in_path, int in_frame);
+    void closeNameless();
     bool openFile(const std::string& in_file, const char* in_mode);
 
     FileStreamBuf m_buffer;
@@ -48,6 +50,7 @@ private:
     std::string m_path;
     std::string m_target;  ///< the path behind links, to which `commit` renames
     std::string m_beside;  ///< the file written by `initBeside` until `commit`; else empty
+    int m_nameless = -1;   ///< the same where the system has files without a name
     bool m_plain_file = false;
 };
 

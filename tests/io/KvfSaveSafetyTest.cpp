@@ -1,12 +1,14 @@
 #include <tests/io/Scene.h>
 #include <tests/io/TempFolder.h>
 
+#include <spawn.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <random>
 
 namespace Skelvar {
 namespace {
@@ -116,18 +118,6 @@ TEST(KvfSave, RefusesAFolderInPlaceOfTheFile)
     EXPECT_EQ(std::set<std::string>{"a.kvf"}, folder.names());
 }
 
-TEST(KvfSave, RefusesAFileInPlaceOfTheFolder)
-{
-    const TempFolder folder;
-    writeFile(folder.file("f"), "x");
-
-    testing::internal::CaptureStdout();
-    EXPECT_FALSE(sceneOf(3).save(folder.file("f/a.kvf")));
-
-    EXPECT_EQ("[KVF error] - " + folder.file("f/") + " (Part of path prefix is not a directory)\n",
-              testing::internal::GetCapturedStdout());
-}
-
 /// Runs the body as a user who may not write everywhere; its result is the child's exit status.
 template <typename Body>
 int runUnprivileged(const Body& in_body)
@@ -180,6 +170,57 @@ TEST(KvfSave, TakesANameOfFullLength)
     const TempFolder folder;
 
     EXPECT_TRUE(sceneOf(1).save(folder.file(std::string(251, 'n') + ".kvf"))) << kvfLastError();
+}
+
+/// Starts a program and gives its process.
+::pid_t start(std::vector<std::string> in_words)
+{
+    std::vector<char*> words;
+    for (std::string& word : in_words) {
+        words.push_back(word.data());
+    }
+    words.push_back(nullptr);
+    ::pid_t process = -1;
+    ::posix_spawn(&process, words[0], nullptr, nullptr, words.data(), environ);
+    return process;
+}
+
+TEST(KvfSave, LeavesAWholeFileWheneverItIsKilled)
+{
+#ifdef SKELVAR_CHECKED_BUILD
+    constexpr int kProcesses = 40;
+    constexpr int kLongestMicroseconds = 600000;
+#else
+    constexpr int kProcesses = 1000;
+    constexpr int kLongestMicroseconds = 12000;
+#endif
+    const TempFolder folder;
+    const std::string path = folder.file("a.kvf");
+    std::string fields[2];
+    for (int n = 0; n < 2; ++n) {
+        ::waitpid(start({SAVE_LOOP_PROGRAM, std::to_string(n), path}), nullptr, 0);
+        fields[n] = readFile(path);
+        ASSERT_FALSE(fields[n].empty());
+    }
+    std::random_device device;
+    const unsigned int seed = device();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    int changes = 0;
+    std::string before = fields[1];
+    for (int n = 0; n < kProcesses; ++n) {
+        const ::pid_t process = start({SAVE_LOOP_PROGRAM, path});
+        ASSERT_GT(process, 0);
+        ::usleep(random() % kLongestMicroseconds);
+        ::kill(process, SIGKILL);
+        ::waitpid(process, nullptr, 0);
+
+        const std::string after = readFile(path);
+        ASSERT_TRUE(after == fields[0] || after == fields[1]) << "process " << n;
+        changes += after != before ? 1 : 0;
+        before = after;
+    }
+    EXPECT_GT(changes, kProcesses / 20) << "most were killed before they saved anything";
 }
 
 }  // namespace
