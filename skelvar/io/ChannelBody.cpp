@@ -24,23 +24,24 @@ unsigned long long bigEndian64(const unsigned char* in_bytes)
     return value;
 }
 
-/// Reads the sizes of one chunk, at most `in_most` bytes when inflated, and skips its zlib stream.
-bool readChunk(KvfReader& io_reader, unsigned long long in_most, const std::string& in_name,
-               ChannelBody::Chunk& out_chunk)
+/// Reads the sizes of the chunk at `io_position`, at most `in_most` bytes when inflated, and moves
+/// the position behind its zlib stream.
+bool readChunk(const KvfReader& in_reader, unsigned long long in_most, const std::string& in_name,
+               unsigned long long& io_position, ChannelBody::Chunk& out_chunk)
 {
     // Read at its place: the reader's buffer would fetch all that is skipped.
-    const unsigned long long start = io_reader.position();
+    const unsigned long long start = io_position;
+    const unsigned long long size = in_reader.file().size();
     unsigned char header[kChunkHeaderSize];
-    if (!io_reader.file().readAt(start, sizeof(header), reinterpret_cast<char*>(header)) ||
-        !io_reader.skip(sizeof(header))) {
-        return KvfError::failAt(io_reader.path(), start, in_name + "the file ends in its sizes");
+    if (!in_reader.file().readAt(start, sizeof(header), reinterpret_cast<char*>(header))) {
+        return KvfError::failAt(in_reader.path(), start, in_name + "the file ends in its sizes");
     }
     out_chunk.size = bigEndian64(header);
     out_chunk.compressed = bigEndian64(header + 8);
     out_chunk.offset = start + sizeof(header);
-    const unsigned long long left = io_reader.length();
+    const unsigned long long left = size > out_chunk.offset ? size - out_chunk.offset : 0;
     if (out_chunk.compressed > left) {
-        return KvfError::failAt(io_reader.path(), start,
+        return KvfError::failAt(in_reader.path(), start,
                                 in_name + "compressed size " +
                                     std::to_string(out_chunk.compressed) + " exceeds the " +
                                     std::to_string(left) + " bytes left");
@@ -48,12 +49,13 @@ bool readChunk(KvfReader& io_reader, unsigned long long in_most, const std::stri
     if (out_chunk.size > in_most ||
         !Deflate::isPossible(out_chunk.size, out_chunk.compressed, left)) {
         return KvfError::failAt(
-            io_reader.path(), start,
+            in_reader.path(), start,
             in_name + "size " + std::to_string(out_chunk.size) + " exceeds the " +
                 std::to_string(in_most) + " bytes left of the channel, or what " +
                 std::to_string(out_chunk.compressed) + " compressed bytes can hold");
     }
-    return io_reader.skip(out_chunk.compressed);
+    io_position = out_chunk.offset + out_chunk.compressed;
+    return true;
 }
 
 }  // namespace
@@ -66,12 +68,13 @@ bool ChannelBody::read(KvfReader& io_reader, const std::string& in_channel)
     if (io_reader.version() < kKvfVersion4) {
         Chunk chunk;
         const unsigned long long most = Deflate::mostInflated(io_reader.length());
-        if (!readChunk(io_reader, most, name, chunk)) {
+        unsigned long long position = offset;
+        if (!readChunk(io_reader, most, name, position, chunk)) {
             return false;
         }
         size = chunk.size;
         chunks.push_back(chunk);
-        return true;
+        return io_reader.skip(position - offset);
     }
 
     unsigned long long count = 0;
@@ -86,9 +89,11 @@ bool ChannelBody::read(KvfReader& io_reader, const std::string& in_channel)
                                     " bytes left");
     }
     unsigned long long missing = size;
+    const unsigned long long first = io_reader.position();
+    unsigned long long position = first;
     for (unsigned long long n = 0; n < count; ++n) {
         Chunk chunk;
-        if (!readChunk(io_reader, missing, chunkName(in_channel, n), chunk)) {
+        if (!readChunk(io_reader, missing, chunkName(in_channel, n), position, chunk)) {
             return false;
         }
         missing -= chunk.size;
@@ -99,7 +104,7 @@ bool ChannelBody::read(KvfReader& io_reader, const std::string& in_channel)
                                 name + "its chunks hold " + std::to_string(size - missing) +
                                     " of " + std::to_string(size) + " bytes");
     }
-    return true;
+    return io_reader.skip(position - first);
 }
 
 }  // namespace Skelvar

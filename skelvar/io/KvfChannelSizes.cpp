@@ -3,6 +3,7 @@
 #include <skelvar/io/KvfError.h>
 #include <skelvar/io/KvfLoader.h>
 #include <skelvar/io/KvfReader.h>
+#include <skelvar/io/LayoutSkip.h>
 #include <skelvar/state/StateServerManager.h>
 #include <skelvar/state/VoxelStateSMP.h>
 
@@ -47,10 +48,13 @@ bool kvfChannelSizes(const std::string& in_path, std::vector<KvfChannelSize>& ou
                 reader.path(), 4,
                 "File version " + std::to_string(info.version) + " is not supported");
         }
-        // What lies ahead of the channels has no stated size: it is read into a state of its own.
+        // What lies ahead of the channels has no stated size. Where it cannot be skipped it is read
+        // into a state of its own.
         VoxelStateSMP state(StateServerManager::invalidId);
         KvfLoader loader(reader, state, info);
-        if (!loader.loadFrame()) {
+        const bool is_plain = info.version == kKvfVersion1;
+        if ((is_plain || !skipLayoutAndShape(reader)) &&
+            (!reader.init(in_path) || !loadKvfHeader(reader, info) || !loader.loadFrame())) {
             return false;
         }
         for (const KVFInfo::ChannelInfo& channel : info.channels) {
