@@ -73,8 +73,9 @@ public:
         const std::vector<ChannelBody::Chunk>& chunks = io_stream.m_body->chunks;
         m_starts.push_back(static_cast<unsigned long long>(io_stream.egptr() - io_stream.gptr()));
         for (std::size_t n = io_stream.m_next_chunk; n < chunks.size(); ++n) {
-            // A record lies across no more than one boundary.
-            if (chunks[n].size < kMaxPeek ||
+            // A record lies across no more than one boundary, and no chunk takes much memory of
+            // each thread.
+            if (chunks[n].size < kMaxPeek || chunks[n].size > kLargestWindow ||
                 m_starts.back() + chunks[n].size > in_count * in_size) {
                 break;
             }

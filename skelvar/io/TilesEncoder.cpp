@@ -1,8 +1,11 @@
 #include <skelvar/io/TilesEncoder.h>
 
 #include <skelvar/io/ByteStreamBuf.h>
-#include <skelvar/io/KvfStreaming.h>
+#include <skelvar/io/KvfCompressor.h>
 #include <skelvar/io/TileEncoder.h>
+
+#include <tbb/blocked_range.h>
+#include <tbb/parallel_for.h>
 
 #include <algorithm>
 #include <cstring>
@@ -16,6 +19,7 @@ namespace {
 constexpr long long kTileSize = 125;
 constexpr long long kPlaneRecord = 8 + 4 * kTileSize;  ///< plane length and four planes
 constexpr unsigned long kBatchBytes = 32 * 1024;       ///< encoded at once: stays in the cache
+constexpr unsigned long kSerialTiles = 99;             ///< at most so many are not worth tasks
 constexpr unsigned long kRunAfterOdd = 64;  ///< records tried at once where one was of another form
 
 void putBigEndian(unsigned long long in_value, int in_bytes, char* out_bytes)
@@ -42,11 +46,28 @@ struct PlainHead {
     }
 };
 
-/// Writes `in_count` records of one size in large pieces. in_encode(n, bytes) fills record n.
+/// Writes `in_count` records of one size. in_encode(n, bytes) fills record n: in parallel, at its
+/// place, where the stream is memory; else in large pieces.
 template <typename Encode>
 bool writeRecords(unsigned long in_count, unsigned long in_record, OutputStream& io_stream,
                   const Encode& in_encode)
 {
+    if (auto* const compressor = dynamic_cast<KvfCompressor*>(&io_stream);
+        compressor != nullptr && in_count > 0) {
+        char* const records = compressor->memory().append(in_count * in_record);
+        if (records != nullptr) {
+            tbb::task_group_context context;
+            tbb::parallel_for(
+                tbb::blocked_range<unsigned long>(0, in_count, kSerialTiles),
+                [&](const tbb::blocked_range<unsigned long>& in_range) {
+                    for (unsigned long n = in_range.begin(); n < in_range.end(); ++n) {
+                        in_encode(n, records + n * in_record);
+                    }
+                },
+                context);
+        }
+        return records != nullptr;
+    }
     const unsigned long batch = std::max(kBatchBytes / in_record, 1ul);
     const auto buffer = std::make_unique_for_overwrite<char[]>(batch * in_record);
     bool ok = true;
