@@ -89,15 +89,6 @@ TEST(Compress, ComesBackThroughBothReaders)
     }
 }
 
-TEST(Compress, RefusesNothing)
-{
-    std::vector<unsigned char> compressed{1, 2, 3};
-
-    EXPECT_FALSE(KvfCompressor::compress(compressed.data(), 0, compressed));
-
-    EXPECT_TRUE(compressed.empty());
-}
-
 TEST(Decompress, RefusesSizesThatCannotBe)
 {
     const std::vector<unsigned char> bytes(1000, 7);

@@ -55,14 +55,6 @@ TEST(FolderPath, EndsWithTheLastSeparatorOfEitherKind)
     EXPECT_FALSE(FileUtils::isPathFolderSyntax(""));
 }
 
-TEST(NormalizePath, TurnsSlashesAndEndsFoldersWithOne)
-{
-    EXPECT_EQ("a/b/", FileUtils::normalizeFolderPath("a\\b"));
-    EXPECT_EQ("a/b/", FileUtils::normalizeFolderPath("a/b/"));
-    EXPECT_EQ("a/b", FileUtils::normalizeFilePath("a\\b"));
-    EXPECT_EQ("a\\b", FileUtils::prepPathForWin("a/b"));
-}
-
 TEST(PathExists, SaysWhyNot)
 {
     const TempFolder folder;

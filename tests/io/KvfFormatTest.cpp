@@ -2,6 +2,7 @@
 #include <tests/io/SlowFile.h>
 #include <tests/io/TempFolder.h>
 
+#include <skelvar/io/KvfCompressor.h>
 #include <skelvar/io/KvfFormat.h>
 #include <skelvar/io/KvfReader.h>
 
@@ -138,32 +139,63 @@ TEST_P(EachQuality, IsWhatASlowReaderOfTheBytesFinds)
     }
 }
 
-TEST(KvfFile, OfManyChunksComesBack)
+/// The serialised form of a channel, cut into chunks of any size.
+std::string anyChunks(const std::string& in_bytes, std::mt19937& io_random,
+                      std::vector<std::size_t>& out_ends)
 {
-    const TempFolder folder;
-    Scene scene(2500);
-    const auto density = scene.add<float>("density");
-    const auto normal = scene.add<vec3f>("normal");
-    for (const CompressionQuality quality : {eQualityPlain, eQualityLossless}) {
-        ASSERT_TRUE(scene.save(folder.file("a.kvf"), quality));
-        const auto loaded = newState();
-        ASSERT_TRUE(kvfLoad(*loaded, folder.file("a.kvf"))) << kvfLastError();
-        EXPECT_TRUE(sameTiles(*density, *Scene::channelOf<float>(*loaded, "density")));
-        EXPECT_TRUE(sameTiles(*normal, *Scene::channelOf<vec3f>(*loaded, "normal")));
-        EXPECT_NO_THROW(SlowFile::read(readFile(folder.file("a.kvf"))));
+    std::string chunks;
+    out_ends.clear();
+    for (std::size_t place = 0; place < in_bytes.size(); place = out_ends.back()) {
+        const std::size_t size =
+            io_random() % 8 == 0 ? io_random() % 600 : 4000 + io_random() % 9000;
+        chunks += Slow::deflateFrame(in_bytes.substr(place, size));
+        out_ends.push_back(std::min(place + size, in_bytes.size()));
     }
+    return slowNumber(in_bytes.size(), 8) + slowNumber(out_ends.size(), 8) + chunks;
 }
 
-TEST(KvfFile, HoldsAShapeWithoutChannels)
+TEST(KvfFile, ComesBackFromChunksOfAnySizeAndTellsWhichIsDamaged)
 {
+    const unsigned int seed = std::random_device{}();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
     const TempFolder folder;
-    const Scene scene;
-    ASSERT_TRUE(scene.save(folder.file("a.kvf")));
-    const auto loaded = newState();
+    Scene scene(900);
+    const auto density = scene.add<float>("density");
+    for (const CompressionQuality quality : {eQualityPlain, eQualityLossless}) {
+        ASSERT_TRUE(scene.save(folder.file("a.kvf"), quality));
+        std::vector<KvfChannelSize> sizes;
+        ASSERT_TRUE(kvfChannelSizes(folder.file("a.kvf"), sizes));
+        const std::string frame = readFile(folder.file("a.kvf")).substr(0, sizes[0].offset);
+        KvfCompressor form;
+        form.setQuality(quality);
+        ASSERT_TRUE(density->save(form));
+        for (int round = 0; round < 30; ++round) {
+            std::string bytes(form.memory().data(), form.memory().size());
+            for (int odd = 0; quality == eQualityPlain && odd < round % 4; ++odd) {
+                // A tile of another version, somewhere among the last ones.
+                const std::size_t tile = bytes.rfind(std::string("\0\x02\0\0\x01\xf4", 6),
+                                                     bytes.size() - random() % 300000);
+                bytes[tile + 1] = 1;
+            }
+            std::vector<std::size_t> ends;
+            std::string file = frame + anyChunks(bytes, random, ends);
+            writeFile(folder.file("b.kvf"), file);
+            const auto state = newState();
+            ASSERT_TRUE(kvfLoad(*state, folder.file("b.kvf"))) << kvfLastError();
+            EXPECT_TRUE(sameTiles(*density, *Scene::channelOf<float>(*state, "density")));
 
-    EXPECT_TRUE(kvfLoad(*loaded, folder.file("a.kvf")));
-
-    EXPECT_EQ(0, Scene::shapeOf(*loaded)->channelCount());
+            file.back() = static_cast<char>(~file.back());
+            writeFile(folder.file("b.kvf"), file);
+            const auto damaged = newState();
+            EXPECT_FALSE(kvfLoad(*damaged, folder.file("b.kvf")));
+            const std::string chunk = "chunk " + std::to_string(ends.size() - 1) + ")";
+            EXPECT_NE(std::string::npos, kvfLastError().find(chunk)) << kvfLastError();
+            const auto left = Scene::channelOf<float>(*damaged, "density");
+            ASSERT_TRUE(left);
+            EXPECT_EQ(scene.layout().numNodes(7), left->numTiles(7)) << "safe to use";
+        }
+    }
 }
 
 TEST(KvfFile, KeepsTheWayInWhichAChannelWasMade)
@@ -269,6 +301,33 @@ TEST(KvfChannelSizes, FindTheBodiesWithoutInflatingThem)
     writeFile(folder.file("b.kvf"), bytes);
     EXPECT_TRUE(kvfChannelSizes(folder.file("b.kvf"), sizes));
     EXPECT_EQ(2u, sizes.size());
+}
+
+TEST(KvfChannelSizes, AreFoundPastATreeThatIsNotRead)
+{
+    const unsigned int seed = std::random_device{}();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    const TempFolder folder;
+    for (int round = 0; round < 40; ++round) {
+        Scene scene(1 + static_cast<int>(random() % 300));
+        for (int n = 0; n < round; ++n) {  // inner nodes with and without children, side by side
+            const int corner = 25 * static_cast<int>(random() % 100);
+            scene.layout().addNode(corner, -corner, 0, 4 + static_cast<int>(random() % 4));
+        }
+        scene.add<float>("density");
+        ASSERT_TRUE(scene.save(folder.file("a.kvf")));
+        SlowFile file = SlowFile::read(readFile(folder.file("a.kvf")));
+        file.nodes[7][random() % file.nodes[7].size()].id ^= 1;  // only reading the tree would show
+        writeFile(folder.file("b.kvf"), file.write(3));
+        std::vector<KvfChannelSize> sizes;
+
+        EXPECT_TRUE(kvfChannelSizes(folder.file("b.kvf"), sizes)) << kvfLastError();
+
+        ASSERT_EQ(1u, sizes.size());
+        EXPECT_EQ(std::filesystem::file_size(folder.file("b.kvf")),
+                  sizes[0].offset + sizes[0].diskBytes);
+    }
 }
 
 /// The bytes of the hexadecimal dump in the description of the format: of each line that begins

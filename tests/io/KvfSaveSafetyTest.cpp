@@ -7,8 +7,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <random>
+#include <thread>
 
 namespace Skelvar {
 namespace {
@@ -189,21 +191,21 @@ TEST(KvfSave, LeavesAWholeFileWheneverItIsKilled)
 {
 #ifdef SKELVAR_CHECKED_BUILD
     constexpr int kProcesses = 40;
-    constexpr int kLongestMicroseconds = 600000;
 #else
     constexpr int kProcesses = 1000;
-    constexpr int kLongestMicroseconds = 12000;
 #endif
     const TempFolder folder;
     const std::string path = folder.file("a.kvf");
     std::string fields[2];
+    const auto begin = std::chrono::steady_clock::now();
     for (int n = 0; n < 2; ++n) {
         ::waitpid(start({SAVE_LOOP_PROGRAM, std::to_string(n), path}), nullptr, 0);
         fields[n] = readFile(path);
         ASSERT_FALSE(fields[n].empty());
     }
-    std::random_device device;
-    const unsigned int seed = device();
+    const std::chrono::microseconds longest = std::chrono::duration_cast<std::chrono::microseconds>(
+        std::chrono::steady_clock::now() - begin);
+    const unsigned int seed = std::random_device{}();
     SCOPED_TRACE("seed " + std::to_string(seed));
     std::mt19937 random(seed);
     int changes = 0;
@@ -211,7 +213,7 @@ TEST(KvfSave, LeavesAWholeFileWheneverItIsKilled)
     for (int n = 0; n < kProcesses; ++n) {
         const ::pid_t process = start({SAVE_LOOP_PROGRAM, path});
         ASSERT_GT(process, 0);
-        ::usleep(random() % kLongestMicroseconds);
+        std::this_thread::sleep_for(std::chrono::microseconds(random() % longest.count()));
         ::kill(process, SIGKILL);
         ::waitpid(process, nullptr, 0);
 

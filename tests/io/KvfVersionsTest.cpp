@@ -59,21 +59,6 @@ TEST_P(OldVersion, IsLoaded)
     EXPECT_EQ(GetParam() >= 3 ? "volume.density" : "density", keys.front());
 }
 
-TEST_P(OldVersion, TellsItsHeader)
-{
-    KVFInfo info{};
-
-    ASSERT_TRUE(kvfInfo(write(), info));
-
-    EXPECT_EQ(static_cast<unsigned>(GetParam()), info.version);
-    EXPECT_EQ(3, info.frame);
-    EXPECT_EQ(0u, info.quality);
-    ASSERT_EQ(3u, info.channels.size());
-    EXPECT_EQ("velocity", info.channels[1].name);
-    EXPECT_EQ(120 * 125, info.channels[1].numElements);
-    EXPECT_EQ(GetParam() >= 3 ? 1 : 0, info.channels[1].creationKind);
-}
-
 TEST_P(OldVersion, TellsTheSizesOfItsChannels)
 {
     const std::string path = write();

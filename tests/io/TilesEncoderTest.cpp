@@ -174,29 +174,6 @@ TEST(BytePlanes, StandLowestByteFirst)
     EXPECT_EQ(expected, one_by_one);
 }
 
-TEST(BytePlanes, KeepEveryBit)
-{
-    Tiles<float> tiles = randomTiles<float>(1000, 11);
-    const unsigned int odd[] = {0x7fa00001, 0xffc12345, 0x7f800000, 0xff800000,
-                                0x80000000, 0x00000001, 0x7fffffff};
-    for (int n = 0; n < 7; ++n) {
-        std::memcpy(&tiles[3](n), &odd[n], 4);
-    }
-    KvfCompressor memory;
-    ASSERT_TRUE(TilesEncoder<VoxelChannel<float>>::encodef(1000, tiles, memory));
-    EXPECT_EQ(1000u * 508, memory.memory().size());
-    MemoryReader foreign(std::string(memory.memory().data(), memory.memory().size()));
-    KvfStreaming::StreamReader ours(&memory.stream());
-    Tiles<float> loaded(1000);
-    Tiles<float> loaded_foreign(1000);
-
-    EXPECT_TRUE(TilesEncoder<VoxelChannel<float>>::decodef(1000, loaded, ours));
-    EXPECT_TRUE(TilesEncoder<VoxelChannel<float>>::decodef(1000, loaded_foreign, foreign));
-
-    EXPECT_TRUE(sameBits(tiles, loaded));
-    EXPECT_TRUE(sameBits(tiles, loaded_foreign));
-}
-
 TEST(BytePlanes, OfAnotherLengthAreRefused)
 {
     const Tiles<float> tiles = randomTiles<float>(300, 12);
