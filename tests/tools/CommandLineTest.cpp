@@ -82,7 +82,7 @@ TEST_F(KvfProgram, TellsMisuseFromUnreadableFilesFromDataThatSaysNo)
     expectFailure(3, "stats absent.kvf --json", "absent.kvf");
     expectFailure(3, "check absent.kvf", "absent.kvf");
     expectFailure(3, "check cube.obj", "cube.obj");
-    expectFailure(3, "info 'a.#.kvf'", "--frame");
+    expectFailure(3, "info 'a.#.kvf'", "a.#.kvf");
     expectFailure(3, "slice cube.kvf --channel distance -o no/a.png", "no/a.png");
     expectFailure(1, "slice cube.kvf --channel density", "distance");
     expectFailure(1, "slice cube.kvf --channel distance --at 1e6", "misses");

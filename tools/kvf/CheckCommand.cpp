@@ -5,6 +5,7 @@
 #include <skelvar/voxel/VoxelShape.h>
 
 #include <tools/kvf/Commands.h>
+#include <tools/kvf/Frames.h>
 #include <tools/kvf/ShapeFile.h>
 
 #include <CLI/CLI.hpp>
@@ -14,7 +15,6 @@
 #include <fstream>
 #include <iostream>
 #include <memory>
-#include <optional>
 #include <sstream>
 
 namespace Skelvar::Tool {
@@ -23,7 +23,7 @@ namespace {
 
 struct Arguments {
     std::vector<std::string> files;
-    std::optional<int> frame;
+    FrameOptions frames;
 };
 
 /// Throws `ToolError` with `eFileUnreadable` if the file cannot be opened or is of another kind.
@@ -103,34 +103,27 @@ std::string withoutPath(const std::string& in_message, const std::string& in_pat
 }
 
 /// One line for the file, and what it amounts to.
-ExitStatus checkFile(const std::string& in_path, const std::optional<int>& in_frame)
+FrameResult checkFile(const FrameTask& in_task)
 {
-    std::string path;
+    checkReadable(in_task.input);
     try {
-        path = framePath(in_path, in_frame);
-        checkReadable(path);
+        checkContents(loadShapeFile(in_task.input));
     } catch (const ToolError& error) {
-        std::cerr << "kvf: " << error.what() << "\n";
-        return eFileUnreadable;
+        return {in_task.input + ": damaged: " + withoutPath(error.what(), in_task.input) + "\n",
+                eDataSaysNo};
     }
-    try {
-        checkContents(loadShapeFile(path));
-    } catch (const ToolError& error) {
-        std::cout << path << ": damaged: " << withoutPath(error.what(), path) << std::endl;
-        return eDataSaysNo;
-    }
-    std::cout << path << ": ok" << std::endl;
-    return eDone;
+    return {in_task.input + ": ok\n"};
 }
 
 /// The worst outcome decides: unreadable over damaged over sound.
 ExitStatus run(const Arguments& in_arguments)
 {
-    ExitStatus worst = eDone;
+    std::vector<FrameTask> tasks;
     for (const std::string& file : in_arguments.files) {
-        worst = std::max(worst, checkFile(file, in_arguments.frame));
+        const std::vector<FrameTask> more = selectFrames(file, {}, in_arguments.frames);
+        tasks.insert(tasks.end(), more.begin(), more.end());
     }
-    return worst;
+    return runFrames("checking", tasks, in_arguments.frames, checkFile);
 }
 
 }  // namespace
@@ -141,7 +134,8 @@ void addCheckCommand(CLI::App& io_app, ExitStatus& out_status)
     CLI::App* command = io_app.add_subcommand(
         "check", "Reads files with every check on and tells which are damaged, and where");
     command->add_option("FILE", arguments->files, "files to read")->required();
-    command->add_option("--frame", arguments->frame, "frame of a path with a frame pattern");
+    arguments->frames.may_mix = true;
+    addFrameOptions(*command, false, arguments->frames);
     command->callback([arguments, &out_status] { out_status = run(*arguments); });
 }
 

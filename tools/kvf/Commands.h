@@ -16,6 +16,8 @@ void addInfoCommand(CLI::App& io_app, ExitStatus& out_status);
 void addCheckCommand(CLI::App& io_app, ExitStatus& out_status);
 void addConvertCommand(CLI::App& io_app, ExitStatus& out_status);
 void addStatsCommand(CLI::App& io_app, ExitStatus& out_status);
+void addLsCommand(CLI::App& io_app, ExitStatus& out_status);
+void addDiffCommand(CLI::App& io_app, ExitStatus& out_status);
 void addSliceCommand(CLI::App& io_app, ExitStatus& out_status);
 void addSampleCommand(CLI::App& io_app, ExitStatus& out_status);
 void addRenderCommand(CLI::App& io_app, ExitStatus& out_status);

@@ -2,14 +2,15 @@
 
 #include <tools/kvf/Commands.h>
 #include <tools/kvf/Format.h>
+#include <tools/kvf/Frames.h>
 #include <tools/kvf/ShapeFile.h>
 
 #include <CLI/CLI.hpp>
 
 #include <filesystem>
-#include <iostream>
 #include <memory>
 #include <optional>
+#include <sstream>
 
 namespace Skelvar::Tool {
 
@@ -18,28 +19,34 @@ namespace {
 struct Arguments {
     std::string file;
     std::string output;
-    std::optional<int> frame;
+    FrameOptions frames;
     std::optional<int> quality;
     bool force = false;
 };
 
-void run(const Arguments& in_arguments)
+FrameResult convert(const FrameTask& in_task, const Arguments& in_arguments)
 {
-    const std::string path = framePath(in_arguments.file, in_arguments.frame);
-    const int frame = in_arguments.frame ? *in_arguments.frame : readHeader(path).frame;
-    const std::string target = withFolder(framePath(in_arguments.output, frame));
+    const int frame = in_task.frame ? *in_task.frame : readHeader(in_task.input).frame;
+    const std::string target = withFolder(framePath(in_task.output, frame));
     std::error_code error;
-    if (!in_arguments.force && std::filesystem::exists(target, error)) {
-        throw ToolError(eMisuse, target + " exists; -f overwrites it");
+    if (std::filesystem::exists(target, error)) {
+        if (in_arguments.frames.skip_existing) {
+            return {};
+        }
+        if (!in_arguments.force) {
+            throw ToolError(eMisuse, target + " exists; -f overwrites it");
+        }
     }
-    const ShapeFile file = loadShapeFile(path);
+    const ShapeFile file = loadShapeFile(in_task.input);
     const int quality = in_arguments.quality.value_or(static_cast<int>(file.info.quality % 4));
     const std::string written =
         saveShapeFile(*file.state, target, file.shape->name(), file.channelNames(), frame, quality);
-    std::cout << path << " (version " << file.info.version << ", quality " << file.info.quality
-              << ", " << humanBytes(double(std::filesystem::file_size(path))) << ") -> " << written
-              << " (version 4, quality " << quality << ", "
-              << humanBytes(double(std::filesystem::file_size(written))) << ")\n";
+    std::ostringstream text;
+    text << in_task.input << " (version " << file.info.version << ", quality " << file.info.quality
+         << ", " << humanBytes(double(std::filesystem::file_size(in_task.input))) << ") -> "
+         << written << " (version 4, quality " << quality << ", "
+         << humanBytes(double(std::filesystem::file_size(written))) << ")\n";
+    return {text.str()};
 }
 
 }  // namespace
@@ -52,14 +59,15 @@ void addConvertCommand(CLI::App& io_app, ExitStatus& out_status)
     command->add_option("FILE", arguments->file, "file to read")->required();
     command->add_option("OUT", arguments->output, "file to write; may hold a frame pattern")
         ->required();
-    command->add_option("--frame", arguments->frame,
-                        "frame of paths with a frame pattern, and of the new file");
+    addFrameOptions(*command, true, arguments->frames);
     command->add_option("--quality", arguments->quality, "0 to 3 (as the file has it)")
         ->check(CLI::Range(0, 3));
     command->add_flag("-f,--force", arguments->force, "overwrite OUT if it is there");
     command->callback([arguments, &out_status] {
-        run(*arguments);
-        out_status = eDone;
+        const auto tasks = selectFrames(arguments->file, arguments->output, arguments->frames);
+        out_status =
+            runFrames("converting", tasks, arguments->frames,
+                      [&](const FrameTask& in_task) { return convert(in_task, *arguments); });
     });
 }
 

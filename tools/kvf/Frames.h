@@ -43,6 +43,7 @@ struct FrameOptions {
     std::string shard;
     int jobs = 1;
     bool skip_existing = false;
+    bool may_mix = false;  ///< set by a command that does not mind several shapes in a sequence
 };
 
 /// Adds --frame, --frames, --shard and --jobs to a command, and --skip-existing to one that writes
@@ -76,7 +77,7 @@ struct FrameTask {
 /// does not depend on the files that are there. Files that exist are left out under
 /// --skip-existing, after the split; frames of the range without a file are told in one line on
 /// standard error. Throws `ToolError` if a part of the options makes no sense, if several frames
-/// would go to one output, or if there is no file at all.
+/// would go to one output, if there is no file at all, or if the files hold different shapes.
 std::vector<FrameTask> selectFrames(const std::string& in_input, const std::string& in_output,
                                     const FrameOptions& in_options);
 

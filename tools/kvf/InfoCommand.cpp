@@ -2,14 +2,13 @@
 
 #include <tools/kvf/Commands.h>
 #include <tools/kvf/Format.h>
+#include <tools/kvf/Frames.h>
 #include <tools/kvf/ShapeFile.h>
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
-#include <iostream>
 #include <memory>
-#include <optional>
 
 namespace Skelvar::Tool {
 
@@ -19,7 +18,7 @@ using nlohmann::json;
 
 struct Arguments {
     std::vector<std::string> files;
-    std::optional<int> frame;
+    FrameOptions frames;
     bool as_json = false;
 };
 
@@ -75,44 +74,48 @@ json toJson(const std::string& in_path)
             {"channels", std::move(channels)}};
 }
 
-void printSizes(const std::vector<KvfChannelSize>& in_sizes)
+std::string sizesTable(const std::vector<KvfChannelSize>& in_sizes)
 {
-    std::size_t width = 7;
+    std::size_t longest = 7;
     for (const KvfChannelSize& size : in_sizes) {
-        width = std::max(width, size.name.size());
+        longest = std::max(longest, size.name.size());
     }
-    std::cout << "\n"
-              << padRight("Sizes", static_cast<int>(width)) << padLeft("on disk", 12)
-              << padLeft("in memory", 12) << padLeft("ratio", 8) << padLeft("chunks", 8) << "\n";
+    const int width = static_cast<int>(longest);
+    std::string text = "\n" + padRight("Sizes", width) + padLeft("on disk", 12) +
+                       padLeft("in memory", 12) + padLeft("ratio", 8) + padLeft("chunks", 8) + "\n";
     for (const KvfChannelSize& size : in_sizes) {
         const double ratio =
             size.diskBytes > 0 ? double(size.memoryBytes) / double(size.diskBytes) : 0.0;
-        std::cout << padRight(size.name, static_cast<int>(width))
-                  << padLeft(humanBytes(double(size.diskBytes)), 12)
-                  << padLeft(humanBytes(double(size.memoryBytes)), 12)
-                  << padLeft(shortNumber(ratio, 3), 8) << padLeft(std::to_string(size.chunks), 8)
-                  << "\n";
+        text += padRight(size.name, width) + padLeft(humanBytes(double(size.diskBytes)), 12) +
+                padLeft(humanBytes(double(size.memoryBytes)), 12) +
+                padLeft(shortNumber(ratio, 3), 8) + padLeft(std::to_string(size.chunks), 8) + "\n";
     }
+    return text;
 }
 
-void run(const Arguments& in_arguments)
+ExitStatus run(const Arguments& in_arguments)
 {
-    json all = json::array();
-    for (std::size_t f = 0; f < in_arguments.files.size(); ++f) {
-        const std::string path = framePath(in_arguments.files[f], in_arguments.frame);
-        if (in_arguments.as_json) {
-            all.push_back(toJson(path));
-            continue;
-        }
-        const std::string report = readReport(path);
-        const std::vector<KvfChannelSize> sizes = readSizes(path);
-        std::cout << (f > 0 ? "\n" : "") << path << "\n" << report;
-        printSizes(sizes);
+    std::vector<FrameTask> tasks;
+    for (const std::string& file : in_arguments.files) {
+        const std::vector<FrameTask> more = selectFrames(file, {}, in_arguments.frames);
+        tasks.insert(tasks.end(), more.begin(), more.end());
     }
+    std::vector<json> entries(tasks.size());
+    const ExitStatus status =
+        runFrames("reading headers", tasks, in_arguments.frames, [&](const FrameTask& in_task) {
+            const std::size_t place = static_cast<std::size_t>(&in_task - tasks.data());
+            if (in_arguments.as_json) {
+                entries[place] = toJson(in_task.input);
+                return FrameResult{};
+            }
+            return FrameResult{(place > 0 ? "\n" : "") + in_task.input + "\n" +
+                               readReport(in_task.input) + sizesTable(readSizes(in_task.input))};
+        });
     if (in_arguments.as_json) {
         // A name in a file may hold any bytes: those that are no UTF-8 are replaced.
-        std::cout << all.dump(2, ' ', false, json::error_handler_t::replace) << "\n";
+        printOutput(json(entries).dump(2, ' ', false, json::error_handler_t::replace) + "\n");
     }
+    return status;
 }
 
 }  // namespace
@@ -123,12 +126,10 @@ void addInfoCommand(CLI::App& io_app, ExitStatus& out_status)
     CLI::App* command = io_app.add_subcommand(
         "info", "Tells what files hold and how large it is, without loading them");
     command->add_option("FILE", arguments->files, "files to read")->required();
-    command->add_option("--frame", arguments->frame, "frame of a path with a frame pattern");
+    arguments->frames.may_mix = true;
+    addFrameOptions(*command, false, arguments->frames);
     command->add_flag("--json", arguments->as_json, "print a JSON array, one entry a file");
-    command->callback([arguments, &out_status] {
-        run(*arguments);
-        out_status = eDone;
-    });
+    command->callback([arguments, &out_status] { out_status = run(*arguments); });
 }
 
 }  // namespace Skelvar::Tool

@@ -13,21 +13,32 @@ constexpr int kBarWidth = 40;
 constexpr std::chrono::milliseconds kFirstDraw(250);
 constexpr std::chrono::milliseconds kNextDraw(60);
 
+std::atomic<int> s_alive{0};
+
 }  // namespace
 
 Progress::Progress(std::string in_title, long long in_total)
     : m_title(std::move(in_title)),
       m_total(std::max(1LL, in_total)),
-      m_on_terminal(isatty(STDERR_FILENO) == 1),
+      m_is_first(s_alive++ == 0),
+      m_on_terminal(m_is_first && isatty(STDERR_FILENO) == 1),
       m_last(Clock::now())
 {
 }
 
 Progress::~Progress()
 {
+    wipe();
+    --s_alive;
+}
+
+void Progress::wipe()
+{
+    const std::lock_guard<std::mutex> guard(m_lock);
     if (m_drawn) {
         std::fprintf(stderr, "\r\033[K");
         std::fflush(stderr);
+        m_drawn = false;
     }
 }
 

@@ -8,7 +8,8 @@
 namespace Skelvar::Tool {
 
 /// A bar on standard error for work that takes longer than a moment. Draws only on a terminal, and
-/// wipes itself away at the end. Any number of threads may report.
+/// wipes itself away at the end. Of several at once only the first draws. Any number of threads may
+/// report.
 class Progress {
 public:
     /// `in_total` is in any unit, that of `advance`.
@@ -18,6 +19,8 @@ public:
     Progress& operator=(const Progress&) = delete;
 
     void advance(long long in_done);
+    /// Wipes the bar away until the next `advance`, so that a line can be printed.
+    void wipe();
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -25,6 +28,7 @@ private:
 
     const std::string m_title;
     const long long m_total;
+    const bool m_is_first;
     const bool m_on_terminal;
     std::atomic<long long> m_done{0};
     std::mutex m_lock;

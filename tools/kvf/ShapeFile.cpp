@@ -9,21 +9,9 @@
 
 #include <tools/kvf/ToolError.h>
 
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <cstdio>
-#include <iostream>
-
 namespace Skelvar::Tool {
 
 namespace {
-
-void flushOutput()
-{
-    std::cout.flush();
-    std::fflush(stdout);
-}
 
 /// What the file layer said last, or a plain sentence if it said nothing.
 std::string lastFileError(const std::string& in_path, const char* in_fallback)
@@ -42,26 +30,6 @@ std::string joinNames(const std::vector<std::string>& in_names)
 }
 
 }  // namespace
-
-QuietOutput::QuietOutput()
-{
-    flushOutput();
-    m_kept = dup(STDOUT_FILENO);
-    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
-    if (nowhere >= 0) {
-        dup2(nowhere, STDOUT_FILENO);
-        close(nowhere);
-    }
-}
-
-QuietOutput::~QuietOutput()
-{
-    flushOutput();
-    if (m_kept >= 0) {
-        dup2(m_kept, STDOUT_FILENO);
-        close(m_kept);
-    }
-}
 
 std::shared_ptr<VoxelState> makeServer()
 {

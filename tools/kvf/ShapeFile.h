@@ -2,6 +2,8 @@
 
 #include <skelvar/io/KvfFormat.h>
 
+#include <tools/kvf/Output.h>
+
 #include <memory>
 #include <optional>
 #include <string>
@@ -15,19 +17,6 @@ class VoxelShape;
 class VoxelState;
 
 namespace Tool {
-
-/// Keeps the library's own messages off standard output, which belongs to the tool's results, as
-/// long as it lives. Everything that the process writes there meanwhile is dropped.
-class QuietOutput {
-public:
-    QuietOutput();
-    ~QuietOutput();
-    QuietOutput(const QuietOutput&) = delete;
-    QuietOutput& operator=(const QuietOutput&) = delete;
-
-private:
-    int m_kept;  ///< a copy of the true standard output, -1 if there was none
-};
 
 /// A new state server that is the caller's alone: it goes, from the registry too, with the last
 /// pointer to it.

@@ -3,6 +3,7 @@
 #include <skelvar/voxel/VoxelShape.h>
 
 #include <tools/kvf/Commands.h>
+#include <tools/kvf/Frames.h>
 #include <tools/kvf/SamplerKind.h>
 #include <tools/kvf/ShapeFile.h>
 #include <tools/kvf/SliceRequest.h>
@@ -10,9 +11,7 @@
 #include <CLI/CLI.hpp>
 
 #include <filesystem>
-#include <iostream>
 #include <memory>
-#include <optional>
 
 namespace Skelvar::Tool {
 
@@ -20,21 +19,24 @@ namespace {
 
 struct Arguments {
     std::string file;
-    std::optional<int> frame;
+    FrameOptions frames;
     std::string axis = "z";
     SliceRequest request;
 };
 
-void run(Arguments& io_arguments)
+FrameResult drawFrame(const FrameTask& in_task, const Arguments& in_arguments)
 {
-    const ShapeFile file = loadShapeFile(framePath(io_arguments.file, io_arguments.frame));
-    SliceRequest& request = io_arguments.request;
-    request.axis = io_arguments.axis[0] - 'x';
-    if (request.output.empty()) {
-        request.output = std::filesystem::path(file.path).stem().string() + ".png";
+    SliceRequest request = in_arguments.request;
+    request.axis = in_arguments.axis[0] - 'x';
+    request.output = in_task.output.empty()
+                         ? std::filesystem::path(in_task.input).stem().string() + ".png"
+                         : in_task.output;
+    std::error_code error;
+    if (in_arguments.frames.skip_existing && std::filesystem::exists(request.output, error)) {
+        return {};
     }
-    writeSlice(file, request);
-    std::cout << request.output << "\n";
+    writeSlice(loadShapeFile(in_task.input), request);
+    return {request.output + "\n"};
 }
 
 }  // namespace
@@ -58,10 +60,13 @@ void addSliceCommand(CLI::App& io_app, ExitStatus& out_status)
     command->add_option("--size", request.width, "width of the picture in pixels")
         ->check(CLI::Range(kLeastSliceWidth, kGreatestSliceWidth))
         ->capture_default_str();
-    command->add_option("--frame", arguments->frame, "frame of a path with a frame pattern");
+    addFrameOptions(*command, true, arguments->frames);
     command->callback([arguments, &out_status] {
-        run(*arguments);
-        out_status = eDone;
+        const auto tasks =
+            selectFrames(arguments->file, arguments->request.output, arguments->frames);
+        out_status = runFrames("drawing", tasks, arguments->frames, [&](const FrameTask& in_task) {
+            return drawFrame(in_task, *arguments);
+        });
     });
 }
 

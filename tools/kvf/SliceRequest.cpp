@@ -5,6 +5,7 @@
 #include <skelvar/voxel/VoxelShape.h>
 
 #include <tools/kvf/Format.h>
+#include <tools/kvf/Output.h>
 #include <tools/kvf/ShapeFile.h>
 #include <tools/kvf/ToolError.h>
 #include <tools/kvf/picture/SlicePicture.h>
@@ -51,11 +52,13 @@ void writeSlice(const ShapeFile& in_file, const SliceRequest& in_request)
                        std::to_string(layout.numNodes()) + " tiles";
     const vec3f unit = shape->wsx(vec3f{1.0f, 0.0f, 0.0f}) - shape->wsx(vec3f{});
     caption.voxel_size = std::sqrt(dot(unit, unit));
+    OutputFile picture(in_request.output);
     std::string reason;
-    if (!drawSlice(field, frame, caption).writePng(in_request.output, reason)) {
+    if (!drawSlice(field, frame, caption).writePng(picture.path(), reason)) {
         throw ToolError(eFileUnreadable,
                         "picture " + in_request.output + " cannot be written: " + reason);
     }
+    picture.commit();
 }
 
 }  // namespace Skelvar::Tool

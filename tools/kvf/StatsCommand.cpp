@@ -3,14 +3,14 @@
 #include <tools/kvf/ChannelValues.h>
 #include <tools/kvf/Commands.h>
 #include <tools/kvf/Format.h>
+#include <tools/kvf/Frames.h>
 #include <tools/kvf/ShapeFile.h>
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
-#include <iostream>
 #include <memory>
-#include <optional>
+#include <sstream>
 
 namespace Skelvar::Tool {
 
@@ -20,7 +20,7 @@ using nlohmann::json;
 
 struct Arguments {
     std::string file;
-    std::optional<int> frame;
+    FrameOptions frames;
     bool as_json = false;
 };
 
@@ -53,11 +53,12 @@ json toJson(const TreeChannel3DBase& in_channel)
             {"depths", std::move(depths)}};
 }
 
-void printTable(const TreeChannel3DBase& in_channel)
+std::string table(const TreeChannel3DBase& in_channel)
 {
-    std::cout << in_channel.name() << "  " << in_channel.typeMeta()->typeName() << "\n"
-              << "  depth     tiles            min            max           mean"
-                 "       NaN       Inf\n";
+    std::ostringstream text;
+    text << in_channel.name() << "  " << in_channel.typeMeta()->typeName() << "\n"
+         << "  depth     tiles            min            max           mean"
+            "       NaN       Inf\n";
     for (int depth = 0; depth <= in_channel.maxDepth(); ++depth) {
         if (in_channel.numTiles(depth) == 0) {
             continue;
@@ -70,35 +71,54 @@ void printTable(const TreeChannel3DBase& in_channel)
             const auto number = [&](double in_value) {
                 return padLeft(stats.finite > 0 ? shortNumber(in_value, 7) : "-", 15);
             };
-            std::cout << padLeft(std::to_string(depth) + padRight(axis, 2), 7)
-                      << padLeft(std::to_string(in_channel.numTiles(depth)), 10)
-                      << number(stats.min) << number(stats.max) << number(stats.mean)
-                      << padLeft(std::to_string(stats.nan), 10)
-                      << padLeft(std::to_string(stats.inf), 10) << "\n";
+            text << padLeft(std::to_string(depth) + padRight(axis, 2), 7)
+                 << padLeft(std::to_string(in_channel.numTiles(depth)), 10) << number(stats.min)
+                 << number(stats.max) << number(stats.mean)
+                 << padLeft(std::to_string(stats.nan), 10) << padLeft(std::to_string(stats.inf), 10)
+                 << "\n";
         }
     }
+    return text.str();
 }
 
-void run(const Arguments& in_arguments)
+std::string tables(const ShapeFile& in_file)
 {
-    const ShapeFile file = loadShapeFile(framePath(in_arguments.file, in_arguments.frame));
-    file.voxelShape();
+    std::string text;
+    for (const std::string& name : in_file.channelNames()) {
+        text += (text.empty() ? "" : "\n") + table(*in_file.channel(name));
+    }
+    return text;
+}
+
+json toJson(const ShapeFile& in_file)
+{
     json channels = json::array();
-    bool first = true;
-    for (const std::string& name : file.channelNames()) {
-        const auto channel = file.channel(name);
-        if (in_arguments.as_json) {
-            channels.push_back(toJson(*channel));
-        } else {
-            std::cout << (first ? "" : "\n");
-            printTable(*channel);
-        }
-        first = false;
+    for (const std::string& name : in_file.channelNames()) {
+        channels.push_back(toJson(*in_file.channel(name)));
     }
+    return {{"file", in_file.path}, {"channels", std::move(channels)}};
+}
+
+ExitStatus run(const Arguments& in_arguments)
+{
+    const auto tasks = selectFrames(in_arguments.file, {}, in_arguments.frames);
+    const bool is_sequence = tasks.size() != 1;
+    std::vector<json> reports(tasks.size());
+    const ExitStatus status =
+        runFrames("reading", tasks, in_arguments.frames, [&](const FrameTask& in_task) {
+            const ShapeFile file = loadShapeFile(in_task.input);
+            file.voxelShape();
+            if (in_arguments.as_json) {
+                reports[static_cast<std::size_t>(&in_task - tasks.data())] = toJson(file);
+                return FrameResult{};
+            }
+            return FrameResult{(is_sequence ? file.path + "\n" : "") + tables(file)};
+        });
     if (in_arguments.as_json) {
-        const json report{{"file", file.path}, {"channels", std::move(channels)}};
-        std::cout << report.dump(2, ' ', false, json::error_handler_t::replace) << "\n";
+        const json report = is_sequence ? json(reports) : reports.front();
+        printOutput(report.dump(2, ' ', false, json::error_handler_t::replace) + "\n");
     }
+    return status;
 }
 
 }  // namespace
@@ -110,12 +130,9 @@ void addStatsCommand(CLI::App& io_app, ExitStatus& out_status)
                                               "Tells least, greatest and mean finite value, and "
                                               "NaN and Inf counts, by channel and depth");
     command->add_option("FILE", arguments->file, "file to read")->required();
-    command->add_option("--frame", arguments->frame, "frame of a path with a frame pattern");
-    command->add_flag("--json", arguments->as_json, "print JSON");
-    command->callback([arguments, &out_status] {
-        run(*arguments);
-        out_status = eDone;
-    });
+    addFrameOptions(*command, false, arguments->frames);
+    command->add_flag("--json", arguments->as_json, "print JSON, an array for a sequence");
+    command->callback([arguments, &out_status] { out_status = run(*arguments); });
 }
 
 }  // namespace Skelvar::Tool

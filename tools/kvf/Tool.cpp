@@ -48,12 +48,15 @@ int runTool(int in_argc, const char* const* in_argv)
     app.footer(
         "Exit status: 0 done, 1 the data says no, 2 misuse, 3 a file cannot be read or written.\n"
         "A channel is named in full or by the part behind its last \"/\".\n"
-        "With --frame N a path may hold a frame pattern: # or @@@@ stands for N in four digits.");
+        "A path may hold a frame pattern: # or @@@@ stands for the frame in four digits. Then a\n"
+        "command goes over all frames that are there, or over those of --frames and --shard.");
     addVoxelizeCommand(app, status);
     addInfoCommand(app, status);
+    addLsCommand(app, status);
     addCheckCommand(app, status);
     addConvertCommand(app, status);
     addStatsCommand(app, status);
+    addDiffCommand(app, status);
     addSliceCommand(app, status);
     addSampleCommand(app, status);
     addRenderCommand(app, status);

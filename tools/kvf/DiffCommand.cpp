@@ -1,0 +1,175 @@
+#include <skelvar/tree/VoxelLayout.h>
+#include <skelvar/voxel/TreeChannel3DBase.h>
+#include <skelvar/voxel/VoxelShape.h>
+
+#include <tools/kvf/ChannelDiff.h>
+#include <tools/kvf/Commands.h>
+#include <tools/kvf/Format.h>
+#include <tools/kvf/Frames.h>
+#include <tools/kvf/ShapeFile.h>
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <memory>
+#include <set>
+
+namespace Skelvar::Tool {
+
+namespace {
+
+struct Arguments {
+    std::string file_a;
+    std::string file_b;
+    FrameOptions frames;
+    Tolerance tolerance;
+};
+
+/// Tiles of one layout that the other has not.
+long long numOnlyIn(const VoxelLayout& in_layout, const VoxelLayout& in_other)
+{
+    long long count = 0;
+    for (int depth = 0; depth <= kMaxTileDepth; ++depth) {
+        for (int n = 0; n < in_layout.numNodes(depth); ++n) {
+            const VoxelLayoutNode& node = in_layout.node(n, depth);
+            if (node.valid()) {
+                const TileIndex match = in_other.nodeIndex<true>(node.id());
+                count += match.first >= 0 && match.second == depth ? 0 : 1;
+            }
+        }
+    }
+    return count;
+}
+
+bool standAlike(const VoxelShape& in_a, const VoxelShape& in_b)
+{
+    const vec3f points[] = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
+    return std::all_of(std::begin(points), std::end(points), [&](const vec3f& in_point) {
+        return in_a.wsx(in_point) == in_b.wsx(in_point);
+    });
+}
+
+/// The lines on two files, and whether they differ.
+class Comparison {
+public:
+    Comparison(const std::string& in_path_a, const std::string& in_path_b,
+               const Tolerance& in_tolerance)
+        : m_a(loadShapeFile(in_path_a)),
+          m_b(loadShapeFile(in_path_b)),
+          m_shape_a(m_a.voxelShape()),
+          m_shape_b(m_b.voxelShape()),
+          m_tolerance(in_tolerance)
+    {
+        compareTrees();
+        const std::vector<std::string> names_a = m_a.channelNames();
+        const std::vector<std::string> names_b = m_b.channelNames();
+        std::set<std::string> names(names_a.begin(), names_a.end());
+        names.insert(names_b.begin(), names_b.end());
+        for (const std::string& name : names) {
+            compareChannels(name);
+        }
+    }
+
+    FrameResult result() const
+    {
+        return {
+            m_a.path + " and " + m_b.path + (m_differ ? ": different\n" : ": the same\n") + m_text,
+            m_differ ? eDataSaysNo : eDone};
+    }
+
+private:
+    void note(const std::string& in_line)
+    {
+        m_text += "  " + in_line + "\n";
+        m_differ = true;
+    }
+
+    void compareTrees()
+    {
+        if (!standAlike(*m_shape_a, *m_shape_b)) {
+            note("the shapes stand differently in world space");
+        }
+        const long long only_a = numOnlyIn(m_shape_a->layout(), m_shape_b->layout());
+        const long long only_b = numOnlyIn(m_shape_b->layout(), m_shape_a->layout());
+        if (only_a > 0 || only_b > 0) {
+            note(std::to_string(only_a) + " tiles only in the first, " + std::to_string(only_b) +
+                 " only in the second");
+        }
+    }
+
+    void compareChannels(const std::string& in_name)
+    {
+        const bool in_a = m_shape_a->hasChannel(in_name);
+        if (!in_a || !m_shape_b->hasChannel(in_name)) {
+            note(in_name + " is only in the " + (in_a ? "first" : "second"));
+            return;
+        }
+        const auto a = m_shape_a->channelBasePtr(in_name);
+        const auto b = m_shape_b->channelBasePtr(in_name);
+        if (a->typeMeta()->typeName() != b->typeMeta()->typeName()) {
+            note(in_name + " is a " + a->typeMeta()->typeName() + " in the first, a " +
+                 b->typeMeta()->typeName() + " in the second");
+            return;
+        }
+        const ChannelDiff diff = diffChannels(*m_shape_a, *a, *m_shape_b, *b, m_tolerance);
+        m_differ = m_differ || diff.num_different > 0;
+        m_text += "  " + in_name + ": " + describe(diff) + "\n";
+    }
+
+    static std::string describe(const ChannelDiff& in_diff)
+    {
+        const std::string of_all = " of " + std::to_string(in_diff.num_values) + " values differ";
+        if (in_diff.largest == 0.0) {
+            return "0" + of_all;
+        }
+        const auto number = [](double in_value) { return shortNumber(in_value, 7); };
+        const auto coordinate = [&](int in_axis) { return number(double(in_diff.place[in_axis])); };
+        return std::to_string(in_diff.num_different) + of_all + ", largest " +
+               number(in_diff.largest) + " at (" + coordinate(0) + ", " + coordinate(1) + ", " +
+               coordinate(2) + "), depth " + std::to_string(in_diff.depth) + ", where " +
+               number(in_diff.value_a) + " meets " + number(in_diff.value_b) + ", mean " +
+               number(in_diff.mean);
+    }
+
+    ShapeFile m_a;
+    ShapeFile m_b;
+    std::shared_ptr<VoxelShape> m_shape_a;
+    std::shared_ptr<VoxelShape> m_shape_b;
+    Tolerance m_tolerance;
+    std::string m_text;
+    bool m_differ = false;
+};
+
+ExitStatus run(const Arguments& in_arguments)
+{
+    // The second path is to the first as an output to its input: the same frame in its place.
+    const auto tasks = selectFrames(in_arguments.file_a, in_arguments.file_b, in_arguments.frames);
+    return runFrames("comparing", tasks, in_arguments.frames, [&](const FrameTask& in_task) {
+        return Comparison(in_task.input, in_task.output, in_arguments.tolerance).result();
+    });
+}
+
+}  // namespace
+
+void addDiffCommand(CLI::App& io_app, ExitStatus& out_status)
+{
+    const auto arguments = std::make_shared<Arguments>();
+    CLI::App* command = io_app.add_subcommand(
+        "diff",
+        "Compares two files: tiles by place in the tree, and for each channel the largest and the "
+        "mean difference, and where. Status 1 if they differ");
+    command->add_option("A", arguments->file_a, "first file, or sequence")->required();
+    command->add_option("B", arguments->file_b, "second file, or sequence")->required();
+    command->add_option("--abs", arguments->tolerance.absolute, "difference that does not count")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
+    command
+        ->add_option("--rel", arguments->tolerance.relative,
+                     "the same, times the larger of the two numbers; both add up")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
+    addFrameOptions(*command, false, arguments->frames);
+    command->callback([arguments, &out_status] { out_status = run(*arguments); });
+}
+
+}  // namespace Skelvar::Tool

@@ -1,0 +1,115 @@
+#include <tools/kvf/Output.h>
+
+#include <tools/kvf/ToolError.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
+#include <filesystem>
+#include <iostream>
+#include <mutex>
+
+namespace Skelvar::Tool {
+
+namespace {
+
+/// Standard output, while it is kept quiet.
+struct KeptOutput {
+    std::mutex lock;
+    int users = 0;  ///< of the silence; guarded by lock, as is the next
+    int file = -1;  ///< a copy of the true standard output, -1 if there is none
+};
+
+KeptOutput& kept()
+{
+    static KeptOutput s_kept;
+    return s_kept;
+}
+
+void flushOutput()
+{
+    std::cout.flush();
+    std::fflush(stdout);
+}
+
+void writeAll(int in_file, const std::string& in_text)
+{
+    std::size_t done = 0;
+    while (done < in_text.size()) {
+        const ssize_t written = write(in_file, in_text.data() + done, in_text.size() - done);
+        if (written < 0) {
+            std::cout.setstate(std::ios::badbit);  // told at the end of the program
+            return;
+        }
+        done += static_cast<std::size_t>(written);
+    }
+}
+
+}  // namespace
+
+QuietOutput::QuietOutput()
+{
+    const std::lock_guard<std::mutex> guard(kept().lock);
+    if (kept().users++ > 0) {
+        return;
+    }
+    flushOutput();
+    kept().file = dup(STDOUT_FILENO);
+    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (nowhere >= 0) {
+        dup2(nowhere, STDOUT_FILENO);
+        close(nowhere);
+    }
+}
+
+QuietOutput::~QuietOutput()
+{
+    const std::lock_guard<std::mutex> guard(kept().lock);
+    if (--kept().users > 0) {
+        return;
+    }
+    flushOutput();
+    if (kept().file >= 0) {
+        dup2(kept().file, STDOUT_FILENO);
+        close(kept().file);
+    }
+}
+
+void printOutput(const std::string& in_text)
+{
+    const std::lock_guard<std::mutex> guard(kept().lock);
+    if (kept().users == 0) {
+        std::cout << in_text << std::flush;
+    } else if (kept().file >= 0) {
+        writeAll(kept().file, in_text);
+    }
+}
+
+OutputFile::OutputFile(const std::string& in_name) : m_name(in_name)
+{
+    static std::atomic<int> s_count{0};
+    const std::filesystem::path name(in_name);
+    const std::string unique = ".kvf-" + std::to_string(getpid()) + "-" + std::to_string(s_count++);
+    m_path = (name.parent_path() / (unique + name.extension().string())).string();
+}
+
+OutputFile::~OutputFile()
+{
+    if (!m_path.empty()) {
+        std::remove(m_path.c_str());
+    }
+}
+
+void OutputFile::commit()
+{
+    std::error_code error;
+    std::filesystem::rename(m_path, m_name, error);
+    if (error) {
+        throw ToolError(eFileUnreadable, m_name + " cannot be written: " + error.message());
+    }
+    m_path.clear();
+}
+
+}  // namespace Skelvar::Tool

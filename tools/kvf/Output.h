@@ -1,0 +1,40 @@
+#pragma once
+
+#include <string>
+
+namespace Skelvar::Tool {
+
+/// Keeps the library's own messages off standard output, which belongs to the tool's results, as
+/// long as one lives. Everything that the process writes there meanwhile is dropped, except by
+/// `printOutput`. Any thread.
+class QuietOutput {
+public:
+    QuietOutput();
+    ~QuietOutput();
+    QuietOutput(const QuietOutput&) = delete;
+    QuietOutput& operator=(const QuietOutput&) = delete;
+};
+
+/// Writes to standard output, whole, also while another thread keeps it quiet. Any thread.
+void printOutput(const std::string& in_text);
+
+/// A file that appears under its name whole or not at all: a command writes to `path()`, beside the
+/// name, and `commit` moves it there. Without that the destructor removes it.
+class OutputFile {
+public:
+    explicit OutputFile(const std::string& in_name);
+    ~OutputFile();
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+
+    /// In the folder of the name, with its extension.
+    const std::string& path() const { return m_path; }
+    /// Throws `ToolError` with `eFileUnreadable` if the file cannot be moved.
+    void commit();
+
+private:
+    std::string m_name;
+    std::string m_path;
+};
+
+}  // namespace Skelvar::Tool
