@@ -78,7 +78,9 @@ struct ParticleBins::Grid {
     vec3i counts;
     int side;
 
-    Grid(const CellBox& in_box, int in_depth) : side(kTileSideLUT[in_depth])
+    double per_side;
+
+    Grid(const CellBox& in_box, int in_depth) : side(kTileSideLUT[in_depth]), per_side(1.0 / side)
     {
         for (int a = 0; a < 3; ++a) {
             low[a] = in_box.low[a] / side;
@@ -88,11 +90,11 @@ struct ParticleBins::Grid {
     long long size() const { return 1LL * counts[0] * counts[1] * counts[2]; }
     unsigned keyOf(const vec3i& in_cell) const
     {
-        const unsigned width = static_cast<unsigned>(side);
-        const unsigned x = static_cast<unsigned>(in_cell[0]) / width - low[0];
-        const unsigned y = static_cast<unsigned>(in_cell[1]) / width - low[1];
-        const unsigned z = static_cast<unsigned>(in_cell[2]) / width - low[2];
-        return x + counts[0] * (y + counts[1] * z);
+        // Half a cell inside, so that rounding cannot reach the next tile: no slow division.
+        const auto tile = [&](int a) {
+            return static_cast<int>((in_cell[a] + 0.5) * per_side) - low[a];
+        };
+        return static_cast<unsigned>(tile(0) + counts[0] * (tile(1) + counts[1] * tile(2)));
     }
     vec3i cellOf(long long in_key) const
     {
@@ -132,9 +134,15 @@ void ParticleBins::sortInGrid(const vec3f* in_points, long long in_count, const 
             keys[n] = findCell(in_points[n], cell) ? in_grid.keyOf(cell) : stray_key;
         }
     });
-    std::vector<long long> begins;
-    m_points = Detail::sortedPlaces<unsigned int>(
-        in_count, stray_key + 1LL, [&](long long n) { return keys[n]; }, &begins);
+    const auto key = [&](long long n) { return keys[n]; };
+    Detail::TileSort sort(in_count, stray_key + 1LL, key);
+    const std::vector<long long>& begins = sort.begins();
+    m_points.resize(static_cast<std::size_t>(begins[stray_key]));
+    sort.place([&](long long in_place, long long n) {
+        if (in_place < begins[stray_key]) {
+            m_points[in_place] = static_cast<unsigned int>(n);
+        }
+    });
     for (long long key = 0; key < stray_key; ++key) {
         if (begins[key] < begins[key + 1]) {
             m_tiles.push_back(tileOf(in_grid.cellOf(key), m_depth));
@@ -142,7 +150,6 @@ void ParticleBins::sortInGrid(const vec3f* in_points, long long in_count, const 
         }
     }
     m_num_strays = static_cast<unsigned long long>(in_count - begins[stray_key]);
-    m_points.resize(static_cast<std::size_t>(begins[stray_key]));
 }
 
 void ParticleBins::sortById(const vec3f* in_points, long long in_count)

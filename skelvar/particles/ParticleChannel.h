@@ -97,10 +97,13 @@ public:
     unsigned long long memUsage(MemUsage::Type in_type, bool in_with_header) const override;
 
     /// All tiles of the other channel; each depth takes the other's size. Nothing happens if both
-    /// are the same channel or share their arrays, or if one has none.
+    /// are the same channel or share their arrays, or if one has none. The shape hears of new sizes
+    /// through a sync.
     void set(const ParticleChannel& in_other);
 
     std::shared_ptr<TreeChannel3DBase> copy(bool in_copy_data, bool in_share) const override;
+    /// If the target stands on a shape and gets tiles, their sizes become those of all its
+    /// channels.
     void copyInto(const std::shared_ptr<TreeChannel3DBase>& io_target, bool in_copy_data,
                   bool in_share) const override;
     void copyInto(const std::shared_ptr<ParticleChannel>& io_target, bool in_copy_data,
@@ -171,6 +174,8 @@ private:
     std::vector<unsigned long long> countTiles(int in_depth) const;
     /// Sizes the tiles of a depth to the shape's counts.
     void takeCounts(int in_depth, const ParticleShape& in_shape);
+    /// Makes the sizes of the tiles those of all channels but one, which knows them.
+    void publishCounts(const std::string& in_except);
     void reblock(const ParticleReblock& in_reblock);
     void publishReblock(const ParticleReblock& in_reblock);
     /// Every tile as the shape's counts and the background value have it.

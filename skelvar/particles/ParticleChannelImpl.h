@@ -230,8 +230,12 @@ void ParticleChannel<T>::copyInto(const std::shared_ptr<ParticleChannel>& io_tar
     if (io_target.get() == this) {
         return;
     }
+    const std::string target_name = io_target->name();
     this->copyHeaderInto(*io_target);
-    if (m_blocks && in_copy_data) {
+    if (!m_blocks || !(in_copy_data || in_share)) {
+        return;
+    }
+    if (in_copy_data) {
         const auto blocks = std::make_shared<TileArrays>();
         for (int depth = 0; depth < kNumDepths; ++depth) {
             Tiles& copies = (*blocks)[depth];
@@ -242,9 +246,11 @@ void ParticleChannel<T>::copyInto(const std::shared_ptr<ParticleChannel>& io_tar
             });
         }
         io_target->m_blocks = blocks;
-    } else if (m_blocks && in_share) {
+    } else {
         io_target->m_blocks = m_blocks;
     }
+    // A target on a shape must not fall out of step with the others there.
+    io_target->publishCounts(target_name);
 }
 
 template <typename T>
@@ -417,6 +423,12 @@ std::vector<unsigned long long> ParticleChannel<T>::countTiles(int in_depth) con
 template <typename T>
 void ParticleChannel<T>::syncShapeParticleCounts()
 {
+    publishCounts(this->name());
+}
+
+template <typename T>
+void ParticleChannel<T>::publishCounts(const std::string& in_except)
+{
     const std::shared_ptr<ParticleShape> shape = particleShapePtr();
     if (!shape || !m_blocks) {
         return;
@@ -425,7 +437,7 @@ void ParticleChannel<T>::syncShapeParticleCounts()
     for (int depth = 0; depth < kNumDepths; ++depth) {
         counts.tiles[depth] = countTiles(depth);
     }
-    shape->publishCounts(std::move(counts), this->name());
+    shape->publishCounts(std::move(counts), in_except);
 }
 
 template <typename T>

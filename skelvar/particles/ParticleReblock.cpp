@@ -29,18 +29,26 @@ void forPieces(long long in_count, long long in_num_pieces, const Body& in_body)
         tbb::simple_partitioner{}, context);
 }
 
-/// The runs of equal `in_tile(entry)` of a list.
-template <typename Tile>
-std::vector<Run> runsOf(const ParticleToFrom* in_list, long long in_count, const Tile& in_tile)
+/// The runs of equal `in_tile(entry)` of a list. `in_ordered(a, b)` is asked of neighbours; false
+/// for any clears `out_ordered`.
+template <typename Tile, typename Ordered>
+std::vector<Run> runsOf(const ParticleToFrom* in_list, long long in_count, const Tile& in_tile,
+                        const Ordered& in_ordered, bool& out_ordered)
 {
     constexpr long long kPiece = 1 << 16;
     const long long num_pieces = (in_count + kPiece - 1) / kPiece;
     std::vector<std::vector<Run>> runs(static_cast<std::size_t>(num_pieces));
+    std::atomic<bool> ordered = true;
     forPieces(in_count, num_pieces, [&](long long piece, long long in_begin, long long in_end) {
+        bool piece_ordered = true;
         for (long long n = in_begin; n < in_end; ++n) {
             if (n == 0 || in_tile(in_list[n]) != in_tile(in_list[n - 1])) {
                 runs[piece].push_back({in_tile(in_list[n]), n, in_count});
             }
+            piece_ordered = piece_ordered && (n == 0 || in_ordered(in_list[n - 1], in_list[n]));
+        }
+        if (!piece_ordered) {
+            ordered = false;
         }
     });
     std::vector<Run> all;
@@ -50,19 +58,28 @@ std::vector<Run> runsOf(const ParticleToFrom* in_list, long long in_count, const
     for (std::size_t n = 1; n < all.size(); ++n) {
         all[n - 1].end = all[n].begin;
     }
+    out_ordered = ordered;
     return all;
 }
 
-bool isSorted(const std::vector<ParticleToFrom>& in_list)
+std::vector<Run> runsByFrom(const ParticleToFrom* in_list, std::size_t in_count, bool& out_ordered)
 {
-    std::atomic<bool> is_sorted = true;
-    Detail::bulkLoop(static_cast<long long>(in_list.size()), [&](long long begin, long long end) {
-        const auto first = in_list.begin() + std::max(begin - 1, 0LL);
-        if (!std::is_sorted(first, in_list.begin() + end, ParticleToFrom::compareIndex)) {
-            is_sorted = false;
-        }
-    });
-    return is_sorted;
+    return runsOf(
+        in_list, static_cast<long long>(in_count),
+        [](const ParticleToFrom& in_entry) { return in_entry.from; },
+        [](const ParticleToFrom& in_a, const ParticleToFrom& in_b) {
+            return !ParticleToFrom::compareIndex(in_b, in_a);
+        },
+        out_ordered);
+}
+
+std::vector<Run> runsByTo(const std::vector<ParticleToFrom>& in_list, bool& out_ordered)
+{
+    return runsOf(
+        in_list.data(), static_cast<long long>(in_list.size()),
+        [](const ParticleToFrom& in_entry) { return in_entry.to; },
+        [](const ParticleToFrom& in_a, const ParticleToFrom& in_b) { return in_a.to <= in_b.to; },
+        out_ordered);
 }
 
 }  // namespace
@@ -79,14 +96,15 @@ ParticleReblock::ParticleReblock(const std::vector<ParticleToFrom>& in_list,
         }
     }
     // One thread handles a tile only if its entries stand together.
-    const auto by_tile = [](const ParticleToFrom& in_a, const ParticleToFrom& in_b) {
-        return in_a.to < in_b.to;
-    };
-    if (!std::is_sorted(arriving.begin(), arriving.end(), by_tile)) {
-        std::stable_sort(arriving.begin(), arriving.end(), by_tile);
+    bool is_ordered = true;
+    arriving_runs = runsByTo(arriving, is_ordered);
+    if (!is_ordered) {
+        std::stable_sort(arriving.begin(), arriving.end(),
+                         [](const ParticleToFrom& in_a, const ParticleToFrom& in_b) {
+                             return in_a.to < in_b.to;
+                         });
+        arriving_runs = runsByTo(arriving, is_ordered);
     }
-    arriving_runs = runsOf(arriving.data(), static_cast<long long>(arriving.size()),
-                           [](const ParticleToFrom& in_entry) { return in_entry.to; });
     sortLeaving(in_list);
 }
 
@@ -101,14 +119,13 @@ ParticleReblock::ParticleReblock(const std::vector<ParticleToFrom>& in_list, int
         const int to = leaving[n].to;
         return to >= 0 && to < in_num_tiles ? to + 1 : 0;
     };
-    std::vector<long long> begin;
-    const std::vector<unsigned long> places =
-        Detail::sortedPlaces<unsigned long>(count, in_num_tiles + 1LL, key, &begin);
+    Detail::TileSort sort(count, in_num_tiles + 1LL, key);
+    const std::vector<long long>& begin = sort.begins();
     const long long first = begin[1];
     arriving.resize(static_cast<std::size_t>(count - first));
-    Detail::bulkLoop(count - first, [&](long long in_begin, long long in_end) {
-        for (long long n = in_begin; n < in_end; ++n) {
-            arriving[n] = leaving[places[first + n]];
+    sort.place([&](long long in_place, long long n) {
+        if (in_place >= first) {
+            arriving[in_place - first] = leaving[n];
         }
     });
     for (int tile = 0; tile < in_num_tiles; ++tile) {
@@ -120,15 +137,16 @@ ParticleReblock::ParticleReblock(const std::vector<ParticleToFrom>& in_list, int
 
 void ParticleReblock::sortLeaving(const std::vector<ParticleToFrom>& in_list)
 {
+    bool is_ordered = true;
     leaving = in_list.data();
-    if (!isSorted(in_list)) {
+    leaving_runs = runsByFrom(leaving, in_list.size(), is_ordered);
+    if (!is_ordered) {
         assert(!"a list of particles is sorted by tile and index");
         m_sorted = in_list;
         tbb::parallel_sort(m_sorted.begin(), m_sorted.end(), ParticleToFrom::compareIndex);
         leaving = m_sorted.data();
+        leaving_runs = runsByFrom(leaving, m_sorted.size(), is_ordered);
     }
-    leaving_runs = runsOf(leaving, static_cast<long long>(in_list.size()),
-                          [](const ParticleToFrom& in_entry) { return in_entry.from; });
 }
 
 }  // namespace Skelvar

@@ -22,14 +22,13 @@ void sortList(std::vector<ParticleToFrom>& io_list)
         tbb::parallel_sort(io_list.begin(), io_list.end(), ParticleToFrom::compareIndex);
         return;
     }
-    std::vector<long long> begin;
-    const std::vector<unsigned> places = Detail::sortedPlaces<unsigned>(
-        count, highest->from + 1LL, [&](long long n) { return io_list[n].from; }, &begin);
+    const long long num_tiles = highest->from + 1LL;
+    const auto key = [&](long long n) { return io_list[n].from; };
+    Detail::TileSort sort(count, num_tiles, key);
     std::vector<ParticleToFrom> sorted(io_list.size());
-    Detail::bulkLoop(highest->from + 1LL, [&](long long in_first, long long in_last) {
-        for (long long n = begin[in_first]; n < begin[in_last]; ++n) {
-            sorted[n] = io_list[places[n]];
-        }
+    sort.place([&](long long in_place, long long n) { sorted[in_place] = io_list[n]; });
+    const std::vector<long long>& begin = sort.begins();
+    Detail::bulkLoop(num_tiles, [&](long long in_first, long long in_last) {
         for (long long tile = in_first; tile < in_last; ++tile) {
             std::sort(sorted.begin() + begin[tile], sorted.begin() + begin[tile + 1],
                       ParticleToFrom::compareIndex);

@@ -3,12 +3,23 @@
 #include <skelvar/base/Api.h>
 #include <skelvar/base/MemUsage.h>
 #include <skelvar/base/ValueTypes.h>
-#include <skelvar/base/array1.h>
+
+#include <algorithm>
+#include <utility>
 
 namespace Skelvar {
 
 class InputStream;
 class OutputStream;
+
+namespace Detail {
+
+/// Memory of the scalable allocator, grown or shrunk to `in_bytes`, where it stands if there is
+/// room. Null for 0 bytes. Throws `std::runtime_error` with "Out of memory." if there is none; the
+/// old memory stays then.
+SKELVAR_API void* resizeTileMemory(void* io_memory, unsigned long in_bytes);
+
+}  // namespace Detail
 
 /// The values that one channel has for the particles of one tile: a growing array, which owns its
 /// memory. A new tile is empty and has none. Growth throws `std::runtime_error` with
@@ -19,22 +30,38 @@ class SKELVAR_API ParticleTile {
 public:
     using value_type = T;
 
-    T* data() { return m_elements.data(); }
-    const T* data() const { return m_elements.data(); }
-    T* begin() { return m_elements.begin(); }
-    const T* begin() const { return m_elements.begin(); }
-    T* end() { return m_elements.end(); }
-    const T* end() const { return m_elements.end(); }
-    T& operator()(unsigned long in_index) { return element(in_index); }
-    const T& operator()(unsigned long in_index) const { return element(in_index); }
-    T& operator[](unsigned long in_index) { return element(in_index); }
-    const T& operator[](unsigned long in_index) const { return element(in_index); }
-    T& back() { return m_elements.back(); }
-    const T& back() const { return m_elements.back(); }
+    ParticleTile() = default;
+    /// A copy has room for its elements alone.
+    ParticleTile(const ParticleTile& in_other) { set(in_other); }
+    ParticleTile(ParticleTile&& io_other) noexcept { swap(io_other); }
+    ParticleTile& operator=(const ParticleTile& in_other)
+    {
+        set(in_other);
+        return *this;
+    }
+    ParticleTile& operator=(ParticleTile&& io_other) noexcept
+    {
+        swap(io_other);
+        return *this;
+    }
+    ~ParticleTile() { release(); }
 
-    unsigned long size() const { return static_cast<unsigned long>(m_elements.size()); }
-    unsigned long capacity() const { return static_cast<unsigned long>(m_elements.capacity()); }
-    bool empty() const { return m_elements.empty(); }
+    T* data() { return m_data; }
+    const T* data() const { return m_data; }
+    T* begin() { return m_data; }
+    const T* begin() const { return m_data; }
+    T* end() { return m_data + m_size; }
+    const T* end() const { return m_data + m_size; }
+    T& operator()(unsigned long in_index) { return m_data[in_index]; }
+    const T& operator()(unsigned long in_index) const { return m_data[in_index]; }
+    T& operator[](unsigned long in_index) { return m_data[in_index]; }
+    const T& operator[](unsigned long in_index) const { return m_data[in_index]; }
+    T& back() { return m_data[m_size - 1]; }
+    const T& back() const { return m_data[m_size - 1]; }
+
+    unsigned long size() const { return m_size; }
+    unsigned long capacity() const { return m_capacity; }
+    bool empty() const { return m_size == 0; }
     /// 1: the elements of a tile have no places in space.
     static constexpr int width() { return 1; }
 
@@ -44,31 +71,54 @@ public:
     /// New elements hold what the memory held.
     void resizeForOverwrite(unsigned long in_size)
     {
-        m_elements.resize(static_cast<long long>(in_size));
+        reserve(in_size);
+        m_size = in_size;
     }
     /// Room for at least that many elements, exactly that many if it has to grow.
     void reserve(unsigned long in_capacity)
     {
-        m_elements.reserve(static_cast<long long>(in_capacity));
+        if (in_capacity > m_capacity) {
+            setCapacity(in_capacity);
+        }
     }
-    void push_back(const T& in_value) { m_elements.push_back(in_value); }
+    void push_back(const T& in_value)
+    {
+        if (m_size == m_capacity) {
+            const T value = in_value;  // it may be one of these
+            setCapacity(m_capacity == 0 ? 1 : 2 * m_capacity);
+            m_data[m_size++] = value;
+        } else {
+            m_data[m_size++] = in_value;
+        }
+    }
     /// The tile must not be empty.
-    void pop_back() { m_elements.resize(m_elements.size() - 1); }
+    void pop_back() { --m_size; }
     /// No elements and no memory.
-    void release() { m_elements.release(); }
+    void release()
+    {
+        m_size = 0;
+        setCapacity(0);
+    }
+    void swap(ParticleTile& io_other) noexcept
+    {
+        std::swap(m_data, io_other.m_data);
+        std::swap(m_size, io_other.m_size);
+        std::swap(m_capacity, io_other.m_capacity);
+    }
 
     /// The elements of the other tile. Nothing happens if it is this one.
     void set(const ParticleTile& in_other)
     {
         if (this != &in_other) {
-            m_elements = in_other.m_elements;
+            resizeForOverwrite(in_other.m_size);
+            std::copy_n(in_other.m_data, m_size, m_data);
         }
     }
     /// The element `in_index` from the value behind `in_value`. The other two indices are those of
     /// tiles with places in space and are not looked at.
     void set(int in_index, int, int, const void* in_value)
     {
-        element(static_cast<unsigned long>(in_index)) = *static_cast<const T*>(in_value);
+        m_data[in_index] = *static_cast<const T*>(in_value);
     }
 
     /// Bytes of the elements, or of the room for them.
@@ -82,14 +132,12 @@ public:
     /// The number of elements, as a line of text.
     bool dump(OutputStream& io_stream) const;
 
-protected:
-    T& element(unsigned long in_index) { return m_elements[static_cast<long long>(in_index)]; }
-    const T& element(unsigned long in_index) const
-    {
-        return m_elements[static_cast<long long>(in_index)];
-    }
+private:
+    void setCapacity(unsigned long in_capacity);
 
-    array1<T> m_elements;
+    T* m_data = nullptr;
+    unsigned long m_size = 0;
+    unsigned long m_capacity = 0;
 };
 
 /// The form in which channels keep tiles: one that gives back memory that stands unused.

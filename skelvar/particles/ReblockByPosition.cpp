@@ -72,21 +72,26 @@ struct TileBox {
     }
 };
 
-/// Appends the moves out of one tile.
+/// Appends the moves out of one tile. `io_leaving` is memory that lasts from tile to tile.
 void findMoves(const ParticleTile<vec3f>& in_points, const VoxelLayoutNode& in_node,
-               NearbyTiles& io_nearby, MoveLists& io_moves)
+               NearbyTiles& io_nearby, std::vector<unsigned long>& io_leaving, MoveLists& io_moves)
 {
     const TileBox box(in_node);
     const bool has_children = in_node.numChildren() > 0;
     if (in_points.empty() || (!has_children && box.holdsAll(in_points))) {
         return;
     }
+    // Those that may have to go, gathered without a branch that nobody can foresee.
+    io_leaving.resize(in_points.size() + 1);
+    unsigned long num_leaving = 0;
+    for (unsigned long n = 0; n < in_points.size(); ++n) {
+        io_leaving[num_leaving] = n;
+        num_leaving += has_children || box.isOutside(in_points[n]) != 0 ? 1 : 0;
+    }
     const TileIndex here = in_node.tileIndex();
     io_nearby.moveTo(here);
-    for (unsigned long n = 0; n < in_points.size(); ++n) {
-        if (!has_children && box.isOutside(in_points[n]) == 0) {
-            continue;
-        }
+    for (unsigned long m = 0; m < num_leaving; ++m) {
+        const unsigned long n = io_leaving[m];
         const TileIndex there = io_nearby.find(in_points[n]);
         if (there.first < 0) {
             io_moves[kStrays].push_back({-1, here.first, n});
@@ -121,21 +126,38 @@ MoveLists findMoves(const Positions& in_position, const VoxelLayout& in_layout, 
     const int num_tiles = std::min(in_position.numTiles(in_depth), in_layout.numNodes(in_depth));
     const int num_pieces = (num_tiles + kTilesOfPiece - 1) / kTilesOfPiece;
     std::vector<MoveLists> pieces(static_cast<std::size_t>(num_pieces));
-    tbb::parallel_for(tbb::blocked_range<int>(0, num_pieces),
-                      [&](const tbb::blocked_range<int>& in_range) {
-                          NearbyTiles nearby(in_layout);
-                          for (int piece = in_range.begin(); piece < in_range.end(); ++piece) {
-                              const int end = std::min((piece + 1) * kTilesOfPiece, num_tiles);
-                              for (int n = piece * kTilesOfPiece; n < end; ++n) {
-                                  findMoves(in_position.tile(n, in_depth),
-                                            in_layout.node(n, in_depth), nearby, pieces[piece]);
-                              }
-                          }
-                      });
+    tbb::parallel_for(
+        tbb::blocked_range<int>(0, num_pieces), [&](const tbb::blocked_range<int>& in_range) {
+            NearbyTiles nearby(in_layout);
+            std::vector<unsigned long> leaving;
+            for (int piece = in_range.begin(); piece < in_range.end(); ++piece) {
+                const int end = std::min((piece + 1) * kTilesOfPiece, num_tiles);
+                for (int n = piece * kTilesOfPiece; n < end; ++n) {
+                    findMoves(in_position.tile(n, in_depth), in_layout.node(n, in_depth), nearby,
+                              leaving, pieces[piece]);
+                }
+            }
+        });
     return joined(pieces);
 }
 
 }  // namespace
+
+std::shared_ptr<Positions> positionChannel(const ParticleShape& in_shape)
+{
+    std::shared_ptr<TreeChannel3DBase> found;
+    for (const auto& [name, channel] : in_shape.channels()) {
+        const bool is_plain = name.substr(name.rfind('/') + 1) == "position";
+        if (channel && channel->isCastableTo(Positions::typeName()) &&
+            (is_plain || (!found && name.find("position") != std::string::npos))) {
+            found = channel;
+            if (is_plain) {
+                break;
+            }
+        }
+    }
+    return std::static_pointer_cast<Positions>(found);
+}
 
 ReblockResult reblockByPosition(Positions& io_position, StrayParticles in_strays)
 {

@@ -3,10 +3,17 @@
 #include <skelvar/base/Api.h>
 #include <skelvar/base/ValueTypes.h>
 
+#include <memory>
+
 namespace Skelvar {
 
 template <typename T>
 class ParticleChannel;
+class ParticleShape;
+
+/// The channel that says where the particles of a shape are: of `vec3f`, its name behind the last
+/// "/" being "position", or else the first with that word in it. Null if there is none.
+SKELVAR_API std::shared_ptr<ParticleChannel<vec3f>> positionChannel(const ParticleShape& in_shape);
 
 /// What becomes of particles that no tile holds.
 enum StrayParticles : int {

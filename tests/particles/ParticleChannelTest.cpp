@@ -4,6 +4,8 @@
 #include <skelvar/particles/ParticleBins.h>
 #include <skelvar/particles/ParticleChannelFactory.h>
 #include <skelvar/particles/ReblockByPosition.h>
+#include <skelvar/state/StateServerManager.h>
+#include <skelvar/state/VoxelState.h>
 #include <skelvar/voxel/VoxelShape.h>
 
 #include <gtest/gtest.h>
@@ -195,6 +197,51 @@ TEST(ParticleChannel, CopiesHaveTheirOwnTilesOrShareThemOrHaveNone)
     as_ids(copy->channelBasePtr("id"))->syncShapeParticleCounts();
     EXPECT_EQ(7u, copy->numParticles());
     EXPECT_EQ(6u, scene.shape->numParticles());
+}
+
+TEST(ParticleShape, CopiesBetweenServersWithItsCountsAndIds)
+{
+    const auto source = StateServerManager::instance().createNewStateServer();
+    const auto target = StateServerManager::instance().createNewStateServer();
+    std::string object = "rain";
+    std::shared_ptr<ParticleShape> shape;
+    source->newObject(object);
+    source->newVoxelLayout("tree", 1.0f);
+    source->newParticleShape("drops", "tree", &object, shape);
+    source->newParticleChannel<float>("drops/a", "drops", 1.0f);
+    source->newParticleChannel<int>("drops/b", "drops", 2);
+    shape->layout().addNode(0, 0, 0, 7);
+    std::shared_ptr<ParticleChannel<float>> a;
+    source->particleChannel("drops/a", shape, &a, VoxelState::eHintDoNotCopy);
+    a->tile(0, 7).resize(3, 9.0f);
+    a->syncShapeParticleCounts();
+    shape->nextParticleId();
+
+    ASSERT_EQ(kVoxelStateOk, source->copyShapeTo(*target, "drops", {"drops/a", "drops/b"}));
+    ASSERT_EQ(kVoxelStateOk, source->copyShape("drops", "copies", "copies-tree",
+                                               {{"drops/a", "copies/a"}, {"drops/b", "copies/b"}}));
+
+    for (const auto& [state, name] :
+         {std::pair{target, std::string("drops")}, std::pair{source, std::string("copies")}}) {
+        std::shared_ptr<ParticleShape> copy;
+        std::shared_ptr<ParticleChannel<int>> b;
+        ASSERT_EQ(kVoxelStateOk,
+                  state->particleShape(name, copy, nullptr, VoxelState::eHintDoNotCopy));
+        state->particleChannel(name + "/b", copy, &b, VoxelState::eHintDoNotCopy);
+        EXPECT_EQ(3u, copy->numElements({0, 7}));
+        EXPECT_EQ(3u, copy->numParticles());
+        EXPECT_EQ(1u, copy->maxParticleId());
+        ASSERT_NE(nullptr, b);
+        ASSERT_EQ(3u, b->tile(0, 7).size());
+        EXPECT_EQ(2, b->tile(0, 7)[2]);
+        auto accessor = b->accessor();
+        accessor.removeElement(0, 7, 0);
+        accessor.update();
+        EXPECT_EQ(2u, copy->numParticles());
+    }
+    EXPECT_EQ(3u, shape->numParticles());
+    StateServerManager::instance().removeStateServer(source->getId());
+    StateServerManager::instance().removeStateServer(target->getId());
 }
 
 TEST(ParticleChannelFactory, KnowsElevenTypes)
