@@ -1,0 +1,181 @@
+#include <tests/io/Scene.h>
+#include <tests/io/TempFolder.h>
+
+#include <skelvar/particles/ParticleChannel.h>
+#include <skelvar/particles/ParticleShape.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+namespace Skelvar {
+namespace {
+
+using Test::newState;
+using Test::TempFolder;
+
+const std::vector<std::string> kChannels = {"drops/position", "drops/velocity", "drops/normal",
+                                            "drops/density", "drops/id"};
+
+template <typename T>
+std::shared_ptr<ParticleChannel<T>> channelOf(VoxelState& io_state, const std::string& in_name)
+{
+    std::shared_ptr<ParticleShape> shape;
+    std::shared_ptr<ParticleChannel<T>> channel;
+    io_state.particleShape("drops", shape, nullptr, VoxelState::eHintDoNotCopy);
+    io_state.particleChannel("drops/" + in_name, shape, &channel, VoxelState::eHintDoNotCopy);
+    return channel;
+}
+
+/// Two tiles of depth 7 and one of depth 2 with some particles each.
+struct DropScene {
+    std::shared_ptr<VoxelState> state = newState();
+    std::shared_ptr<ParticleShape> shape;
+
+    DropScene()
+    {
+        std::string object = "rain";
+        state->newObject(object);
+        state->newVoxelLayout("tree", 0.5f);
+        EXPECT_EQ(kVoxelStateOk, state->newParticleShape("drops", "tree", &object, shape));
+        shape->layout().addNode(0, 0, 0, 7);
+        shape->layout().addNode(9, 0, 0, 7);
+        shape->layout().addNode(100000, 0, 0, 2);
+        EXPECT_EQ(kVoxelStateOk,
+                  state->newParticleChannel<vec3f>("drops/position", "drops", {-1, -1, -1}));
+        state->newParticleChannel<vec3f>("drops/velocity", "drops", {});
+        state->newParticleChannel<vec3f>("drops/normal", "drops", {0, 0, 1});
+        state->newParticleChannel<float>("drops/density", "drops", 1.5f);
+        state->newParticleChannel<unsigned long long>("drops/id", "drops", 0);
+        fill(*channelOf<vec3f>(*state, "position"), {0, 7}, {{0, 1, 2}, {2.5f, -1.5f, 0}});
+        fill(*channelOf<vec3f>(*state, "position"), {1, 7}, {{9, 0, 0}});
+        const TileIndex shallow = shape->layout().nodeIndex<false>(100000, 0, 0, 2);
+        fill(*channelOf<vec3f>(*state, "position"), shallow, {{100000.25f, 0, 0}});
+        channelOf<vec3f>(*state, "position")->syncShapeParticleCounts();
+        channelOf<vec3f>(*state, "velocity")->tile(0, 7)[1] = {1e-20f, -3, 5};
+        channelOf<vec3f>(*state, "normal")->tile(0, 7)[1] = {1, 0, 0};
+        for (unsigned long long& id : *channelOf<unsigned long long>(*state, "id")) {
+            id = shape->nextParticleId();
+        }
+    }
+
+    static void fill(ParticleChannel<vec3f>& io_channel, const TileIndex& in_tile,
+                     const std::vector<vec3f>& in_values)
+    {
+        for (const vec3f& value : in_values) {
+            io_channel.tile(in_tile).push_back(value);
+        }
+    }
+    std::string save(const std::string& in_path, int in_quality) const
+    {
+        std::string resolved;
+        EXPECT_TRUE(kvfSave(*state, in_path, "drops", kChannels, 3,
+                            static_cast<CompressionQuality>(in_quality), resolved));
+        return Test::readFile(resolved);
+    }
+};
+
+template <typename T>
+bool sameElements(VoxelState& io_a, VoxelState& io_b, const std::string& in_name)
+{
+    const auto a = channelOf<T>(io_a, in_name);
+    const auto b = channelOf<T>(io_b, in_name);
+    for (int depth = 0; depth < kNumDepths; ++depth) {
+        if (a->numTiles(depth) != b->numTiles(depth)) {
+            return false;
+        }
+        for (int n = 0; n < a->numTiles(depth); ++n) {
+            if (!std::equal(a->tile(n, depth).begin(), a->tile(n, depth).end(),
+                            b->tile(n, depth).begin(), b->tile(n, depth).end())) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+TEST(ParticleFile, BringsBackWhatEachQualityKeeps)
+{
+    const DropScene scene;
+    const TempFolder folder;
+    for (int quality = 0; quality < 4; ++quality) {
+        SCOPED_TRACE("quality " + std::to_string(quality));
+        const std::string path = folder.file("drops" + std::to_string(quality) + ".kvf");
+        scene.save(path, quality);
+        const auto state = newState();
+        ASSERT_TRUE(kvfLoad(*state, path)) << kvfLastError();
+
+        EXPECT_TRUE(sameElements<vec3f>(*scene.state, *state, "velocity"));
+        EXPECT_TRUE(sameElements<float>(*scene.state, *state, "density"));
+        EXPECT_TRUE(sameElements<unsigned long long>(*scene.state, *state, "id"));
+        EXPECT_EQ(quality < 2, sameElements<vec3f>(*scene.state, *state, "position"));
+        EXPECT_EQ(quality < 2, sameElements<vec3f>(*scene.state, *state, "normal"));
+        const auto position = channelOf<vec3f>(*state, "position");
+        EXPECT_NEAR(2.5f, position->tile(0, 7)[1][0], quality == 3 ? 5.0f / 255 : 5.0f / 65535);
+        const auto normal = channelOf<vec3f>(*state, "normal");
+        EXPECT_EQ(4u, normal->numElements());
+        EXPECT_EQ((quality < 2 ? vec3f{1, 0, 0} : vec3f{0, 0, 1}), normal->tile(0, 7)[1]);
+        const auto shape = position->particleShapePtr();
+        EXPECT_EQ(4u, shape->maxParticleId());
+        EXPECT_EQ(4u, shape->numParticles());
+        EXPECT_EQ(1u, shape->numParticles(2));
+        EXPECT_EQ("rain", shape->objectName());
+        const TileIndex shallow = shape->layout().nodeIndex<false>(100000, 0, 0, 2);
+        EXPECT_EQ(100000.25f, position->tile(shallow)[0][0]) << "shallow depths are plain";
+    }
+}
+
+TEST(ParticleFile, DamageIsRefusedAndLeavesStatesThatCanBeUsed)
+{
+    const DropScene scene;
+    const TempFolder folder;
+    const std::string path = folder.file("damaged.kvf");
+    for (const int quality : {0, 2}) {
+        const std::string whole = scene.save(folder.file("whole.kvf"), quality);
+        for (std::size_t at = 0; at < whole.size(); at += 3) {
+            std::string cut = whole.substr(0, at);
+            std::string flipped = whole;
+            flipped[at] = static_cast<char>(~flipped[at]);
+            for (const std::string& bytes : {cut, flipped}) {
+                Test::writeFile(path, bytes);
+                const auto state = newState();
+                const bool ok = kvfLoad(*state, path);
+                EXPECT_TRUE(!ok || bytes.size() == whole.size()) << "cut at " << at;
+                std::shared_ptr<TreeShape3DBase> shape;
+                if (state->shapeRef("drops", shape) != kVoxelStateOk ||
+                    !shape->isCastableTo(ParticleShape::typeName())) {
+                    continue;
+                }
+                for (const auto& [name, channel] : shape->channels()) {
+                    for (int depth = 0; depth < kNumDepths; ++depth) {
+                        EXPECT_EQ(channel->numElements(depth), shape->numElements(depth))
+                            << name << " at " << at;
+                    }
+                }
+            }
+        }
+    }
+}
+
+TEST(ParticleFile, CountsThatTheFileCannotBackTakeNoMemory)
+{
+    const DropScene scene;
+    const TempFolder folder;
+    std::string bytes = scene.save(folder.file("drops.kvf"), 3);
+    // Ahead of the raw totals, 1 at depth 2 and 3 at depth 7, stand their length and the counts.
+    const unsigned long long totals[kNumDepths] = {0, 0, 1, 0, 0, 0, 0, 3};
+    const std::string raw(reinterpret_cast<const char*>(totals), sizeof(totals));
+    const std::size_t end = bytes.find(raw);
+    ASSERT_NE(std::string::npos, end);
+    bytes[end - 20 + 2] = '\x01';  // 2^40 particles and two
+    Test::writeFile(folder.file("drops.kvf"), bytes);
+
+    const auto state = newState();
+    EXPECT_FALSE(kvfLoad(*state, folder.file("drops.kvf")));
+    EXPECT_NE(std::string::npos, kvfLastError().find("cannot hold")) << kvfLastError();
+}
+
+}  // namespace
+}  // namespace Skelvar
