@@ -53,7 +53,7 @@ protected:
 TEST_F(KvfProgram, HelpsAndStatesItsVersion)
 {
     for (const char* command : {"", "voxelize", "info", "check", "convert", "stats", "slice",
-                                "tree", "solve", "solve poisson", "dump"}) {
+                                "tree", "solve", "solve poisson", "dump", "scatter", "export"}) {
         const Outcome outcome = kvf(std::string(command) + " --help");
         EXPECT_EQ(0, outcome.status);
         EXPECT_NE(std::string::npos, outcome.output.find("Usage:")) << outcome.output;

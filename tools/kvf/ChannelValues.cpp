@@ -52,7 +52,7 @@ struct Sums {
 };
 
 template <typename T>
-std::vector<ComponentStats> statsOf(const VoxelChannel<T>& in_channel, int in_depth)
+std::vector<ComponentStats> statsOf(const TreeChannel3DBase& in_channel, int in_depth)
 {
     using Components = ValueComponents<T>;
     using AllSums = std::array<Sums, Components::kCount>;
@@ -60,8 +60,10 @@ std::vector<ComponentStats> statsOf(const VoxelChannel<T>& in_channel, int in_de
         tbb::blocked_range<int>(0, in_channel.numTiles(in_depth), kGrain), AllSums{},
         [&](const tbb::blocked_range<int>& in_range, AllSums io_sums) {
             for (int n = in_range.begin(); n != in_range.end(); ++n) {
-                const T* values = in_channel.tile(n, in_depth).data();
-                for (int v = 0; v < VoxelChannel<T>::tileSize(); ++v) {
+                unsigned long count = 0;
+                const T* values =
+                    static_cast<const T*>(in_channel.tileArrayPtr({n, in_depth}, count));
+                for (unsigned long v = 0; v < count; ++v) {
                     for (int c = 0; c < Components::kCount; ++c) {
                         io_sums[c].add(Components::get(values[v], c));
                     }
@@ -87,8 +89,13 @@ std::vector<ComponentStats> statsOf(const VoxelChannel<T>& in_channel, int in_de
 std::vector<ComponentStats> channelStats(const TreeChannel3DBase& in_channel, int in_depth)
 {
     std::vector<ComponentStats> stats;
-    visitVoxelChannel(in_channel,
-                      [&](const auto& in_typed) { stats = statsOf(in_typed, in_depth); });
+    const std::string& element = in_channel.elementTypeMeta()->typeName();
+#define SKELVAR_TRY(T)                            \
+    if (element == typeNameOf<T>()) {             \
+        stats = statsOf<T>(in_channel, in_depth); \
+    }
+    SKELVAR_FOR_VOXEL_TYPES(SKELVAR_TRY)
+#undef SKELVAR_TRY
     return stats;
 }
 

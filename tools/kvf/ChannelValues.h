@@ -1,5 +1,6 @@
 #pragma once
 
+#include <skelvar/particles/ParticleChannel.h>
 #include <skelvar/voxel/VoxelChannel.h>
 
 #include <vector>
@@ -33,6 +34,20 @@ bool visitVoxelChannel(const TreeChannel3DBase& in_channel, const Visit& in_visi
         return true;                                               \
     }
     SKELVAR_FOR_VOXEL_TYPES(SKELVAR_VISIT)
+#undef SKELVAR_VISIT
+    return false;
+}
+
+/// The same for a particle channel.
+template <typename Visit>
+bool visitParticleChannel(const TreeChannel3DBase& in_channel, const Visit& in_visit)
+{
+#define SKELVAR_VISIT(T)                                              \
+    if (in_channel.isCastableTo(ParticleChannel<T>::typeName())) {    \
+        in_visit(static_cast<const ParticleChannel<T>&>(in_channel)); \
+        return true;                                                  \
+    }
+    SKELVAR_FOR_PARTICLE_TYPES(SKELVAR_VISIT)
 #undef SKELVAR_VISIT
     return false;
 }

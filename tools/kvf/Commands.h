@@ -12,6 +12,8 @@ namespace Skelvar::Tool {
 // throws a `ToolError`. `out_status` must live until the command line has been parsed.
 
 void addVoxelizeCommand(CLI::App& io_app, ExitStatus& out_status);
+void addScatterCommand(CLI::App& io_app, ExitStatus& out_status);
+void addExportCommand(CLI::App& io_app, ExitStatus& out_status);
 void addInfoCommand(CLI::App& io_app, ExitStatus& out_status);
 void addCheckCommand(CLI::App& io_app, ExitStatus& out_status);
 void addConvertCommand(CLI::App& io_app, ExitStatus& out_status);

@@ -2,6 +2,7 @@
 
 #include <skelvar/io/FileUtils.h>
 #include <skelvar/io/Kvf.h>
+#include <skelvar/particles/ParticleShape.h>
 #include <skelvar/state/StateServerManager.h>
 #include <skelvar/state/VoxelState.h>
 #include <skelvar/voxel/TreeChannel3DBase.h>
@@ -77,6 +78,15 @@ std::shared_ptr<VoxelShape> ShapeFile::voxelShape() const
                         path + " holds a " + info.shapeType + ", and this needs a VoxelShape");
     }
     return std::static_pointer_cast<VoxelShape>(shape);
+}
+
+std::shared_ptr<ParticleShape> ShapeFile::particleShape() const
+{
+    if (!shape->isCastableTo(ParticleShape::typeName())) {
+        throw ToolError(eDataSaysNo,
+                        path + " holds a " + info.shapeType + ", and this needs a ParticleShape");
+    }
+    return std::static_pointer_cast<ParticleShape>(shape);
 }
 
 std::shared_ptr<TreeChannel3DBase> ShapeFile::channel(const std::string& in_name) const

@@ -11,6 +11,7 @@
 
 namespace Skelvar {
 
+class ParticleShape;
 class TreeChannel3DBase;
 class TreeShape3DBase;
 class VoxelShape;
@@ -41,6 +42,8 @@ struct ShapeFile {
 
     /// The shape as one of voxels. Throws `ToolError` with `eDataSaysNo` for another kind.
     std::shared_ptr<VoxelShape> voxelShape() const;
+    /// The shape as one of particles, likewise.
+    std::shared_ptr<ParticleShape> particleShape() const;
     /// The channel of that full name, or else the only one whose name ends so behind its last `/`.
     /// Throws `ToolError`: `eDataSaysNo`, with the names that there are, if there is none,
     /// `eMisuse` if there are several.

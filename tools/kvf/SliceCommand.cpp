@@ -47,8 +47,8 @@ void addSliceCommand(CLI::App& io_app, ExitStatus& out_status)
     SliceRequest& request = arguments->request;
     CLI::App* command = io_app.add_subcommand(
         "slice",
-        "Draws a plane through a channel: finest values (or with --kind a smooth field), outlines "
-        "of tiles, the zero line");
+        "Draws a plane through a channel: finest values (or with --kind a smooth field) or "
+        "particles, outlines of tiles, the zero line");
     command->add_option("FILE", arguments->file, "file to read")->required();
     command->add_option("--channel", request.channel, "channel to show")->required();
     command->add_option("--axis", arguments->axis, "axis across which the plane lies")

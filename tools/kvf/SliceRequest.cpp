@@ -1,5 +1,6 @@
 #include <tools/kvf/SliceRequest.h>
 
+#include <skelvar/particles/ParticleShape.h>
 #include <skelvar/tree/VoxelLayout.h>
 #include <skelvar/voxel/TreeChannel3DBase.h>
 #include <skelvar/voxel/VoxelShape.h>
@@ -18,7 +19,7 @@ namespace Skelvar::Tool {
 namespace {
 
 /// Throws if the plane lies outside of the layout, with the range that it may lie in.
-void checkMeets(const VoxelShape& in_shape, const SlicePlane& in_plane)
+void checkMeets(const TreeShape3DBase& in_shape, const SlicePlane& in_plane)
 {
     vec3f lo, hi;
     in_shape.worldBounds(lo, hi);
@@ -35,9 +36,13 @@ void checkMeets(const VoxelShape& in_shape, const SlicePlane& in_plane)
 
 void writeSlice(const ShapeFile& in_file, const SliceRequest& in_request)
 {
-    const auto shape = in_file.voxelShape();
+    const std::shared_ptr<TreeShape3DBase> shape = in_file.shape;
+    const bool is_particles = shape->isCastableTo(ParticleShape::typeName());
+    if (!is_particles) {
+        in_file.voxelShape();
+    }
     const auto channel = in_file.channel(in_request.channel);
-    const VoxelLayout& layout = shape->layout();
+    const VoxelLayout& layout = static_cast<const VoxelLayout&>(shape->layout());
     if (layout.empty() || !channel->blockDataPtr()) {
         throw ToolError(eDataSaysNo, in_file.path + ": the layout has no tiles");
     }
@@ -45,7 +50,10 @@ void writeSlice(const ShapeFile& in_file, const SliceRequest& in_request)
         chooseSlicePlane(*shape, in_request.axis, in_request.at ? &*in_request.at : nullptr);
     checkMeets(*shape, plane);
     const SliceFrame frame(in_request.width);
-    const SliceField field = sampleSlice(*shape, *channel, plane, frame.plot_side, in_request.kind);
+    const SliceField field =
+        is_particles
+            ? sampleParticles(*in_file.particleShape(), *channel, plane, frame.plot_side)
+            : sampleSlice(*in_file.voxelShape(), *channel, plane, frame.plot_side, in_request.kind);
     SliceCaption caption;
     caption.title = channel->name();
     caption.subtitle = in_file.path + "   frame " + std::to_string(in_file.info.frame) + "   " +

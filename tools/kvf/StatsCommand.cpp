@@ -107,7 +107,6 @@ ExitStatus run(const Arguments& in_arguments)
     const ExitStatus status =
         runFrames("reading", tasks, in_arguments.frames, [&](const FrameTask& in_task) {
             const ShapeFile file = loadShapeFile(in_task.input);
-            file.voxelShape();
             if (in_arguments.as_json) {
                 reports[static_cast<std::size_t>(&in_task - tasks.data())] = toJson(file);
                 return FrameResult{};

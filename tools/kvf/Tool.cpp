@@ -51,6 +51,7 @@ int runTool(int in_argc, const char* const* in_argv)
         "A path may hold a frame pattern: # or @@@@ stands for the frame in four digits. Then a\n"
         "command goes over all frames that are there, or over those of --frames and --shard.");
     addVoxelizeCommand(app, status);
+    addScatterCommand(app, status);
     addInfoCommand(app, status);
     addLsCommand(app, status);
     addCheckCommand(app, status);
@@ -63,6 +64,7 @@ int runTool(int in_argc, const char* const* in_argv)
     addSolveCommand(app, status);
     addTreeCommand(app, status);
     addDumpCommand(app, status);
+    addExportCommand(app, status);
     try {
         checkCommand(app, in_argc, in_argv);
         app.parse(in_argc, in_argv);

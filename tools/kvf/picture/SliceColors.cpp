@@ -30,7 +30,7 @@ SliceColors::SliceColors(const SliceField& in_field) : m_components(in_field.com
     std::vector<double> values;
     for (const SlicePixel& pixel : in_field.pixels) {
         const double value = shown(pixel);
-        if (pixel.depth >= 0 && std::isfinite(value)) {
+        if (pixel.depth >= 0 && pixel.has_value && std::isfinite(value)) {
             values.push_back(value);
         }
     }
@@ -70,6 +70,9 @@ Color SliceColors::of(const SlicePixel& in_pixel) const
 {
     if (in_pixel.depth < 0) {
         return kNoSpace;
+    }
+    if (!in_pixel.has_value) {
+        return kPaper;
     }
     if (m_kind == eDirections) {
         vec3f direction{};

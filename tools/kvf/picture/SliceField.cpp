@@ -20,8 +20,8 @@ namespace {
 constexpr float kSurroundings = 0.12f;  ///< of the window's side, on each side of the finest tiles
 
 /// The box in the world around a box of tile coordinates.
-void worldBox(const VoxelShape& in_shape, const vec3i& in_lo, const vec3i& in_hi, vec3f& out_lo,
-              vec3f& out_hi)
+void worldBox(const TreeShape3DBase& in_shape, const vec3i& in_lo, const vec3i& in_hi,
+              vec3f& out_lo, vec3f& out_hi)
 {
     for (int corner = 0; corner < 8; ++corner) {
         vec3f point;
@@ -161,9 +161,9 @@ void sampleRow(const VoxelShape& in_shape, PointReader<T>& io_reader, const Base
 
 }  // namespace
 
-void finestWorldBounds(const VoxelShape& in_shape, vec3f& out_lo, vec3f& out_hi)
+void finestWorldBounds(const TreeShape3DBase& in_shape, vec3f& out_lo, vec3f& out_hi)
 {
-    const VoxelLayout& layout = in_shape.layout();
+    const VoxelLayout& layout = static_cast<const VoxelLayout&>(in_shape.layout());
     int depth = layout.maxDepth();
     while (depth > 0 && layout.numNodes(depth) == 0) {
         --depth;
@@ -173,7 +173,7 @@ void finestWorldBounds(const VoxelShape& in_shape, vec3f& out_lo, vec3f& out_hi)
     worldBox(in_shape, lo, hi, out_lo, out_hi);
 }
 
-SlicePlane chooseSlicePlane(const VoxelShape& in_shape, int in_axis, const float* in_at)
+SlicePlane chooseSlicePlane(const TreeShape3DBase& in_shape, int in_axis, const float* in_at)
 {
     static constexpr int kRight[3] = {2, 0, 0};
     static constexpr int kUp[3] = {1, 2, 1};

@@ -1,0 +1,159 @@
+#include <tests/tools/RunProgram.h>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+#include <sstream>
+
+namespace Skelvar::Tool::Test {
+
+namespace {
+
+using nlohmann::json;
+
+constexpr const char* kCube =
+    "v -1 -1 -1\nv 1 -1 -1\nv -1 1 -1\nv 1 1 -1\nv -1 -1 1\nv 1 -1 1\nv -1 1 1\nv 1 1 1\n"
+    "f 1 3 4 2\nf 5 6 8 7\nf 1 2 6 5\nf 3 7 8 4\nf 1 5 7 3\n";
+constexpr const char* kLastFace = "f 2 4 8 6\n";
+
+/// A folder with a closed cube of side 2 and one without a face.
+class KvfParticles : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        folder.write("cube.obj", std::string(kCube) + kLastFace);
+        folder.write("open.obj", kCube);
+    }
+    Outcome kvf(const std::string& in_arguments) const
+    {
+        return runProgram(folder, std::string("'") + KVF_PROGRAM + "' " + in_arguments);
+    }
+    json statsOf(const std::string& in_file, const std::string& in_channel) const
+    {
+        const json report = json::parse(kvf("stats --json " + in_file).output);
+        for (const json& channel : report["channels"]) {
+            if (channel["name"] == "cube-particles/" + in_channel) {
+                return channel["depths"].back()["components"];
+            }
+        }
+        return {};
+    }
+
+    TemporaryFolder folder;
+};
+
+}  // namespace
+
+TEST_F(KvfParticles, ScatterFillsAClosedMeshEvenly)
+{
+    const Outcome outcome = kvf("scatter cube.obj cube.kvf --per-cell 2 --voxel-size 0.1");
+    ASSERT_EQ(0, outcome.status) << outcome.error;
+    EXPECT_NE(std::string::npos, outcome.output.find("16000 particles")) << outcome.output;
+
+    const json position = statsOf("cube.kvf", "position");
+    for (int axis = 0; axis < 3; ++axis) {
+        EXPECT_EQ(16000, position[axis]["values"]);
+        EXPECT_GE(position[axis]["min"], -10.0);
+        EXPECT_LE(position[axis]["max"], 10.0);
+        EXPECT_NEAR(0.0, position[axis]["mean"].get<double>(), 0.2);
+    }
+    EXPECT_EQ(0, statsOf("cube.kvf", "id")[0]["min"]);
+    EXPECT_EQ(15999, statsOf("cube.kvf", "id")[0]["max"]);
+    EXPECT_EQ(1.0, statsOf("cube.kvf", "density")[0]["mean"]);
+    EXPECT_EQ(16000, statsOf("cube.kvf", "velocity")[2]["values"]);
+    EXPECT_EQ("cube.kvf: ok\n", kvf("check cube.kvf").output);
+    EXPECT_NE(std::string::npos, kvf("info cube.kvf").output.find("ParticleShape"));
+
+    EXPECT_EQ(0, kvf("scatter cube.obj again.kvf --per-cell 2 --voxel-size 0.1").status);
+    EXPECT_TRUE(folder.read("cube.kvf") == folder.read("again.kvf")) << "the same seed";
+    EXPECT_EQ(0, kvf("scatter cube.obj other.kvf --per-cell 2 --voxel-size 0.1 --seed 2").status);
+    EXPECT_FALSE(folder.read("cube.kvf") == folder.read("other.kvf"));
+}
+
+TEST_F(KvfParticles, ScatterCountsExactlyAndLeavesStraysOut)
+{
+    const Outcome exact = kvf("scatter cube.obj cube.kvf --count 12345 --quality 3");
+    EXPECT_EQ(0, exact.status) << exact.error;
+    EXPECT_NE(std::string::npos, exact.output.find("12345 particles")) << exact.output;
+    EXPECT_EQ(12345, statsOf("cube.kvf", "position")[0]["values"]);
+
+    // The far half of the cube lies outside of the tree.
+    folder.write("far.obj",
+                 "v 39062 0 0\nv 39063 0 0\nv 39062 1 0\nv 39062 0 1\n"
+                 "f 1 3 2\nf 1 2 4\nf 1 4 3\nf 2 3 4\n");
+    const Outcome far = kvf("scatter far.obj far.kvf --count 1000 --voxel-size 0.2 --name far");
+    EXPECT_EQ(0, far.status) << far.error;
+    EXPECT_NE(std::string::npos, far.output.find("left out")) << far.output;
+}
+
+TEST_F(KvfParticles, OpenMeshesAndMisuseAreToldInOneLine)
+{
+    const Outcome open = kvf("scatter open.obj open.kvf --count 100");
+    EXPECT_EQ(1, open.status);
+    EXPECT_NE(std::string::npos, open.error.find("--shell")) << open.error;
+    EXPECT_FALSE(std::filesystem::exists(folder.path("open.kvf")));
+    const Outcome shell =
+        kvf("scatter open.obj cube.kvf --count 5000 --shell --voxel-size 0.1 --name cube");
+    EXPECT_EQ(0, shell.status) << shell.error;
+    const json position = statsOf("cube.kvf", "position");
+    EXPECT_LT(position[0]["min"], -10.0);
+    EXPECT_GE(position[0]["min"], -11.01);
+
+    EXPECT_EQ(2, kvf("scatter cube.obj a.kvf --count 5 --per-cell 5").status);
+    EXPECT_EQ(2, kvf("scatter cube.obj a.kvf --voxel-size -1").status);
+    EXPECT_EQ(1, kvf("scatter cube.obj a.kvf --voxel-size 1e-9").status);
+    EXPECT_EQ(2, kvf("export cube.kvf a.txt").status);
+    EXPECT_EQ(3, kvf("export cube.kvf no/a.ply").status);
+    EXPECT_EQ(0, kvf("voxelize cube.obj voxels.kvf --voxel-size 0.2").status);
+    EXPECT_EQ(1, kvf("export voxels.kvf a.ply").status);
+}
+
+TEST_F(KvfParticles, ExportWritesEveryParticleWithAllChannels)
+{
+    ASSERT_EQ(0, kvf("scatter cube.obj cube.kvf --count 300 --voxel-size 0.1").status);
+    ASSERT_EQ(0, kvf("export cube.kvf cube.csv").status);
+    ASSERT_EQ(0, kvf("export cube.kvf cube.ply").status);
+
+    const std::string ply = folder.read("cube.ply");
+    const std::string head =
+        "ply\nformat binary_little_endian 1.0\nelement vertex 300\nproperty float x\n"
+        "property float y\nproperty float z\nproperty float density\nproperty double id\n"
+        "property float velocity_x\nproperty float velocity_y\nproperty float velocity_z\n"
+        "end_header\n";
+    constexpr std::size_t kRow = 7 * sizeof(float) + sizeof(double);
+    ASSERT_EQ(head, ply.substr(0, head.size()));
+    ASSERT_EQ(head.size() + 300 * kRow, ply.size());
+
+    std::istringstream csv(folder.read("cube.csv"));
+    std::string line;
+    std::getline(csv, line);
+    EXPECT_EQ("x,y,z,density,id,velocity_x,velocity_y,velocity_z", line);
+    for (std::size_t row = 0; row < 300; ++row) {
+        ASSERT_TRUE(std::getline(csv, line));
+        float binary[3];
+        std::memcpy(binary, ply.data() + head.size() + row * kRow, sizeof(binary));
+        std::istringstream fields(line);
+        for (const float expected : binary) {
+            std::string field;
+            std::getline(fields, field, ',');
+            EXPECT_EQ(expected, std::stof(field)) << "all digits";
+            EXPECT_LE(std::abs(expected), 1.0f) << "in the world";
+        }
+        EXPECT_NE(std::string::npos, line.find(",1," + std::to_string(row) + ",0,0,0"));
+    }
+    EXPECT_FALSE(std::getline(csv, line));
+}
+
+TEST_F(KvfParticles, SliceDrawsDots)
+{
+    ASSERT_EQ(0, kvf("scatter cube.obj cube.kvf --count 3000 --voxel-size 0.2").status);
+    ASSERT_EQ(0, kvf("slice cube.kvf --channel id -o id.png").status);
+    EXPECT_GT(std::filesystem::file_size(folder.path("id.png")), 10000u);
+    EXPECT_EQ(0, kvf("slice cube.kvf --channel velocity --axis x -o v.png").status);
+    EXPECT_EQ(1, kvf("slice cube.kvf --channel id --at 100").status);
+}
+
+}  // namespace Skelvar::Tool::Test

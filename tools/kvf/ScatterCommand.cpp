@@ -1,0 +1,182 @@
+#include <skelvar/particles/ParticleBins.h>
+#include <skelvar/particles/ParticleChannel.h>
+#include <skelvar/particles/ParticleShape.h>
+#include <skelvar/state/VoxelState.h>
+#include <skelvar/tree/VoxelLayout.h>
+
+#include <tools/kvf/Commands.h>
+#include <tools/kvf/Format.h>
+#include <tools/kvf/ShapeFile.h>
+#include <tools/kvf/geometry/MeshReader.h>
+#include <tools/kvf/geometry/Scatter.h>
+#include <tools/kvf/geometry/Voxelizer.h>
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+
+namespace Skelvar::Tool {
+
+namespace {
+
+struct Arguments {
+    std::string mesh;
+    std::string output;
+    std::string name;
+    int frame = 0;
+    int quality = 0;
+    ScatterOptions options;
+};
+
+/// What became of the points.
+struct ScatterResult {
+    std::string shape_name;
+    std::vector<std::string> channel_names;
+    unsigned long long particles = 0;
+    unsigned long long strays = 0;
+    int tiles = 0;
+};
+
+void require(VoxelStateResult in_result, const std::string& in_name)
+{
+    if (in_result != kVoxelStateOk) {
+        throw ToolError(eDataSaysNo, "the name " + in_name + " is taken");
+    }
+}
+
+template <typename T>
+std::shared_ptr<ParticleChannel<T>> makeChannel(VoxelState& io_state, const std::string& in_name,
+                                                const T& in_background, ScatterResult& io_result)
+{
+    const std::string name = io_result.shape_name + "/" + in_name;
+    require(io_state.newParticleChannel<T>(name, io_result.shape_name, in_background), name);
+    io_result.channel_names.push_back(name);
+    std::shared_ptr<TreeChannel3DBase> channel;
+    io_state.channelRef(name, channel);
+    return std::static_pointer_cast<ParticleChannel<T>>(channel);
+}
+
+/// Makes the shape: particles at rest with density 1, numbered in the order of the tiles.
+ScatterResult makeParticles(VoxelState& io_state, std::string in_name, float in_voxel_size,
+                            std::vector<vec3f> in_points)
+{
+    ScatterResult result;
+    result.shape_name = in_name + "-particles";
+    const std::string layout_name = result.shape_name + "layout";
+    std::shared_ptr<TreeLayout3DBase> layout_base;
+    std::shared_ptr<ParticleShape> shape;
+    require(io_state.newObject(in_name), in_name);
+    require(io_state.newLayout(layout_name, in_voxel_size, layout_base), layout_name);
+    VoxelLayout& layout = static_cast<VoxelLayout&>(*layout_base);
+
+    for (vec3f& point : in_points) {
+        point *= 1.0f / in_voxel_size;
+    }
+    const ParticleBins bins(in_points.data(), in_points.size());
+    bins.addTiles(layout);
+    require(io_state.newParticleShape(result.shape_name, layout_name, &in_name, shape),
+            result.shape_name);
+    const auto position = makeChannel<vec3f>(io_state, "position", {}, result);
+    makeChannel<vec3f>(io_state, "velocity", {}, result);
+    const auto id = makeChannel<unsigned long long>(io_state, "id", 0, result);
+    makeChannel<float>(io_state, "density", 1.0f, result);
+    bins.append(in_points.data(), *position);
+    position->syncShapeParticleCounts();
+    for (unsigned long long& number : *id) {
+        number = shape->nextParticleId();
+    }
+    result.particles = shape->numParticles();
+    result.strays = bins.numStrays();
+    result.tiles = layout.numNodes();
+    return result;
+}
+
+float defaultVoxelSize(const TriangleMesh& in_mesh)
+{
+    vec3f low{}, high{};
+    findBounds(in_mesh, low, high);
+    const vec3f extent = high - low;
+    return *std::max_element(extent.e, extent.e + 3) / 50.0f;
+}
+
+void run(Arguments& io_arguments)
+{
+    ScatterOptions& options = io_arguments.options;
+    const bool has_size = options.voxel_size != 0.0f;
+    if (has_size && !(options.voxel_size > 0.0f && std::isfinite(options.voxel_size))) {
+        throw ToolError(eMisuse, "the voxel size must be a positive number");
+    }
+    const std::string name =
+        io_arguments.name.empty()
+            ? objectNameFrom(std::filesystem::path(io_arguments.mesh).stem().string())
+            : io_arguments.name;
+    if (objectNameFrom(name) != name) {
+        throw ToolError(eMisuse, "the name \"" + name + "\" may hold only letters, digits and _");
+    }
+    TriangleMesh mesh = readMesh(io_arguments.mesh);
+    if (!has_size) {
+        options.voxel_size = defaultVoxelSize(mesh);
+        if (!std::isnormal(options.voxel_size)) {
+            throw ToolError(eDataSaysNo, "the mesh has no extent, or one beyond all numbers");
+        }
+    }
+    const auto state = makeServer();
+    const ScatterResult result =
+        makeParticles(*state, name, options.voxel_size, scatterPoints(std::move(mesh), options));
+    if (result.particles == 0 && result.strays > 0) {
+        throw ToolError(eDataSaysNo, "all " + std::to_string(result.strays) +
+                                         " positions are outside of the tree's domain");
+    }
+    const std::string path =
+        saveShapeFile(*state, io_arguments.output, result.shape_name, result.channel_names,
+                      io_arguments.frame, io_arguments.quality);
+    if (result.strays > 0) {
+        std::cout << "  " << result.strays
+                  << " positions are outside of the tree's domain or no numbers: left out\n";
+    }
+    std::cout << path << ": " << result.particles << " particles in " << result.tiles
+              << " tiles, voxel size " << shortNumber(double(options.voxel_size)) << ", "
+              << humanBytes(double(std::filesystem::file_size(path))) << "\n";
+}
+
+}  // namespace
+
+void addScatterCommand(CLI::App& io_app, ExitStatus& out_status)
+{
+    const auto arguments = std::make_shared<Arguments>();
+    ScatterOptions& options = arguments->options;
+    CLI::App* command =
+        io_app.add_subcommand("scatter", "Fills a closed mesh with particles, or its surroundings");
+    command->add_option("MESH", arguments->mesh, "any mesh file that Assimp reads")->required();
+    command->add_option("OUT", arguments->output, "file to write; may hold a frame pattern")
+        ->required();
+    const auto count = command->add_option("--count", options.count, "particles in all")
+                           ->check(CLI::Range(0LL, 4000000000LL));
+    command->add_option("--per-cell", options.per_cell, "particles of each finest cell")
+        ->check(CLI::Range(1, 1000))
+        ->excludes(count)
+        ->capture_default_str();
+    command->add_option("--voxel-size", options.voxel_size,
+                        "side of a finest cell in world units (longest side of the mesh / 50)");
+    command->add_flag(
+        "--shell", options.shell,
+        "around the surface, up to a finest cell away: for meshes that are not closed");
+    command->add_option("--seed", options.seed, "of the random places")->capture_default_str();
+    command->add_option("--name", arguments->name, "name of the object (the mesh file's name)");
+    command->add_option("--frame", arguments->frame, "frame number")->capture_default_str();
+    command
+        ->add_option("--quality", arguments->quality,
+                     "0 plain, 1 byte planes for floats, 2 and 3 also positions in 16 and 8 bits")
+        ->check(CLI::Range(0, 3))
+        ->capture_default_str();
+    command->callback([arguments, &out_status] {
+        run(*arguments);
+        out_status = eDone;
+    });
+}
+
+}  // namespace Skelvar::Tool
