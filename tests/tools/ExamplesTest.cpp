@@ -55,6 +55,22 @@ TEST(Examples, FramesSavedInTheBackgroundAreWhole)
     EXPECT_NE(std::string::npos, outcome.output.find("\n100 of 100 frames are as they were"));
 }
 
+TEST(Examples, SwirlBringsEachParticleBack)
+{
+    const TemporaryFolder folder;
+
+    const Outcome outcome = runProgram(folder, EXAMPLE_SWIRL_PROGRAM);
+
+    EXPECT_EQ(0, outcome.status) << outcome.error;
+    const std::string phrase = "largest distance from the start ";
+    const std::size_t at = outcome.output.find(phrase);
+    ASSERT_NE(std::string::npos, at) << outcome.output;
+    EXPECT_LT(std::stod(outcome.output.substr(at + phrase.size())), 0.05);
+    EXPECT_EQ(0u, outcome.output.find("2828 of 2828 particles, 100 frames")) << outcome.output;
+    EXPECT_TRUE(std::filesystem::exists(folder.path("out/swirl.0100.kvf")));
+    EXPECT_GT(std::filesystem::file_size(folder.path("out/swirl.png")), 2000u);
+}
+
 TEST(Examples, DemoBringsEveryBitBackAndDrawsIt)
 {
     const TemporaryFolder folder;
