@@ -99,6 +99,23 @@ BEGIN {
         "state.merge/skelvar-small/1t", 0.5)
     row("rename among 10^5 names against 10^4", "state.names.rename/skelvar-100k/1t",
         "state.names.rename/skelvar-10k/1t", 0.4)
+    for (n = 1; n <= 2; ++n) {
+        size = n == 1 ? "1e6" : "8e6"
+        row("move and reblock particles, " size, "particles.move.posvelid." size "/skelvar/2t",
+            "particles.move.posvelid." size "/openvdb/2t", 3)
+        row("two threads against one, move, " size, "particles.move.posvelid." size "/skelvar/2t",
+            "particles.move.posvelid." size "/skelvar/1t", 1.8)
+        row("two threads against one, build, " size, "particles.build.posvelid." size "/skelvar/2t",
+            "particles.build.posvelid." size "/skelvar/1t", 1.8)
+        row("a reblock without a move against reading the positions, " size,
+            "particles.reblock.none." size "/skelvar/2t",
+            "particles.readpositions." size "/skelvar/2t", 0.33)
+    }
+    row("build particles, 8e6", "particles.build.posvelid.8e6/skelvar/2t",
+        "particles.build.posvelid.8e6/openvdb/2t", 2.5)
+    row("remove a tenth of the particles, 8e6", "particles.delete10pct.posvelid.8e6/skelvar/2t",
+        "particles.delete10pct.posvelid.8e6/openvdb/2t", 3)
+    bound("memory of 8e6 particles, of the payload", "particles.memory.resident.8e6/skelvar/2t", 1.35)
     bound("bytes a cell of the band, channel", "tree.memory.bytespercell/skelvar-channel/1t", 9.4)
     bound("bytes a cell of the band, with nodes", "tree.memory.bytespercell/skelvar/1t", 13)
 }

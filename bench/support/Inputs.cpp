@@ -262,4 +262,47 @@ float poissonSource(const vec3i& in_cell)
     return static_cast<float>(smooth + 0.1 * cellHash(in_cell[0], in_cell[1], in_cell[2], 701));
 }
 
+std::vector<vec3f> particles(std::size_t in_count)
+{
+    constexpr unsigned long long kSeed = 501;
+    constexpr double kPi = 3.14159265358979323846;
+    const double cube = 3.0 * static_cast<double>(in_count) / (32.0 * kPi);
+    double radius = std::max(cube, 1.0);
+    for (int n = 0; n < 100; ++n) {
+        radius = (2.0 * radius + cube / (radius * radius)) / 3.0;
+    }
+    Random random(kSeed);
+    std::vector<vec3f> points;
+    points.reserve(in_count);
+    while (points.size() < in_count) {
+        double p[3];
+        for (double& component : p) {
+            component = random.symmetric();
+        }
+        if (dot(p, p) < 1.0) {
+            points.push_back({static_cast<float>(radius * p[0]), static_cast<float>(radius * p[1]),
+                              static_cast<float>(radius * p[2])});
+        }
+    }
+    return points;
+}
+
+vec3f displacement(const vec3f& in_position)
+{
+    constexpr unsigned long long kFactors[3] = {0x9E3779B1u, 0x85EBCA77ull, 0xC2B2AE3Dull};
+    constexpr float kJitter = 0.25f / 1048576.0f;
+    unsigned long long word = 601;
+    for (int a = 0; a < 3; ++a) {
+        word += widened(static_cast<int>(in_position[a] * 256)) * kFactors[a];
+    }
+    word = mix(word);
+    const vec3f flow = {-0.04f * in_position[1], 0.04f * in_position[0], 0.01f * in_position[0]};
+    vec3f way{};
+    for (int a = 0; a < 3; ++a) {
+        const int noise = static_cast<int>(word >> (21 * a) & 0x1FFFFF) - 1048576;
+        way[a] = flow[a] + kJitter * static_cast<float>(noise);
+    }
+    return way;
+}
+
 }  // namespace Bench

@@ -62,6 +62,12 @@ std::vector<vec3f> bandWalkPositions();
 /// The cells that hold the positions.
 std::vector<vec3i> cellsOf(const std::vector<vec3f>& in_positions);
 
+/// Particles spread evenly in a ball about the origin that holds eight a cell, in random order.
+std::vector<vec3f> particles(std::size_t in_count);
+/// The way of a particle in one step: a swirl about z, a vertical shear, and a jitter of a quarter
+/// of a cell; at most 1.63 cells for a million particles. A function of the position alone.
+vec3f displacement(const vec3f& in_position);
+
 constexpr double kFloatBallRadius = 184.0;  ///< 26.1 million cells, 104 MB of float
 constexpr double kVec3BallRadius = 128.0;   ///< 8.8 million cells, 105 MB of vec3f
 constexpr unsigned long long kFloatBallSeed = 300;
