@@ -2,6 +2,8 @@
 #include <fuzz/FuzzInput.h>
 #include <skelvar/base/Dictionary.h>
 #include <skelvar/io/Kvf.h>
+#include <skelvar/particles/ParticleChannel.h>
+#include <skelvar/particles/ParticleShape.h>
 #include <skelvar/state/NamespaceContainer.h>
 #include <skelvar/state/StateServerManager.h>
 #include <skelvar/state/VoxelState.h>
@@ -34,7 +36,7 @@ template <typename Item>
 void writeItemSeeds(const std::string& in_target, const std::string& in_name, const Item& in_item,
                     char in_choice)
 {
-    for (char quality : {0, 1}) {
+    for (char quality : {0, 1, 2, 3}) {
         KvfCompressor stream;
         stream.setQuality(static_cast<CompressionQuality>(quality));
         Fuzz::require(in_item.save(stream), "a saved item");
@@ -120,12 +122,63 @@ void writeChannelSeed(char in_type)
     writeItemSeeds("fuzz_channel", "type" + std::to_string(in_type), channel, in_type);
 }
 
+/// A particle channel with some elements in the first tile; the name chooses the form.
+template <typename T>
+void writeParticleSeeds(char in_type)
+{
+    const auto layout = smallLayout();
+    for (const char* name : {"position", "velocity", "normal"}) {
+        const auto shape = std::make_shared<ParticleShape>("shape");
+        shape->setLayout(layout);
+        const auto channel = std::make_shared<ParticleChannel<T>>(name, shape, T{});
+        shape->addChannel(channel);
+        channel->tile(0, 7).resize(5);
+        channel->syncShapeParticleCounts();
+        writeItemSeeds("fuzz_channel", name + std::to_string(in_type), *channel, in_type);
+        writeItemSeeds("fuzz_shape", "particles", *shape, 1);
+    }
+}
+
 void writeChannelSeeds()
 {
     char type = 0;
 #define SKELVAR_SEED(T) writeChannelSeed<T>(type++);
     SKELVAR_FOR_VOXEL_TYPES(SKELVAR_SEED)
 #undef SKELVAR_SEED
+#define SKELVAR_SEED(T) writeParticleSeeds<T>(type++);
+    SKELVAR_FOR_PARTICLE_TYPES(SKELVAR_SEED)
+#undef SKELVAR_SEED
+}
+
+/// A file of particles, for each quality.
+void writeParticleFileSeeds()
+{
+    const auto state = StateServerManager::instance().createNewStateServer();
+    std::string object = "object";
+    std::shared_ptr<ParticleShape> shape;
+    std::shared_ptr<TreeLayout3DBase> layout;
+    std::shared_ptr<ParticleChannel<vec3f>> position;
+    state->newObject(object);
+    state->newLayout("layout", deepLayout(), layout);
+    state->newParticleShape("shape", "layout", &object, shape);
+    state->newParticleChannel<vec3f>("shape/position", "shape", {});
+    state->newParticleChannel<vec3f>("shape/normal", "shape", {});
+    state->newParticleChannel<unsigned long long>("shape/id", "shape", 0);
+    state->particleChannel("shape/position", shape, &position, VoxelState::eHintDoNotCopy);
+    position->tile(0, 7).resize(3);
+    position->tile(0, 4).resize(2);
+    position->syncShapeParticleCounts();
+    for (int quality = 0; quality < 4; ++quality) {
+        std::string path;
+        Fuzz::require(kvfSave(*state, (s_folder / "seed.kvf").string(), "shape",
+                              {"shape/position", "shape/normal", "shape/id"}, 12,
+                              static_cast<CompressionQuality>(quality), path),
+                      "a saved file");
+        std::ifstream file(path, std::ios::binary);
+        writeSeed("fuzz_kvf_load", "particles-q" + std::to_string(quality),
+                  {std::istreambuf_iterator<char>{file}, {}});
+        std::filesystem::remove(path);
+    }
 }
 
 }  // namespace
@@ -151,5 +204,6 @@ int main(int argc, char** argv)
     writeSeed("fuzz_dictionary", "empty", Dictionary().save());
     writeSeed("fuzz_dictionary", "full", fullDictionary().save());
     writeFileSeeds();
+    writeParticleFileSeeds();
     return 0;
 }

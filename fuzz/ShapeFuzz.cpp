@@ -1,5 +1,6 @@
 // Bytes that claim to be a shape.
 #include <fuzz/FuzzInput.h>
+#include <skelvar/particles/ParticleShape.h>
 #include <skelvar/voxel/DictionaryShape.h>
 #include <skelvar/voxel/VoxelShape.h>
 
@@ -25,8 +26,10 @@ void tryShape(Fuzz::Input& io_input)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* in_data, std::size_t in_size)
 {
     Fuzz::Input input(in_data, in_size);
-    if (input.choice() % 2 == 0) {
+    if (input.choice() % 3 == 0) {
         tryShape<VoxelShape>(input);
+    } else if (input.choice() % 3 == 1) {
+        tryShape<ParticleShape>(input);
     } else {
         tryShape<DictionaryShape>(input);
     }
