@@ -82,7 +82,7 @@ void findMoves(const ParticleTile<vec3f>& in_points, const VoxelLayoutNode& in_n
         return;
     }
     // Those that may have to go, gathered without a branch that nobody can foresee.
-    io_leaving.resize(in_points.size() + 1);
+    io_leaving.resize(std::max<std::size_t>(io_leaving.size(), in_points.size() + 1));
     unsigned long num_leaving = 0;
     for (unsigned long n = 0; n < in_points.size(); ++n) {
         io_leaving[num_leaving] = n;
