@@ -14,7 +14,9 @@ namespace Skelvar {
 namespace {
 
 using Test::newState;
+using Test::readFile;
 using Test::TempFolder;
+using Test::writeFile;
 
 const std::vector<std::string> kChannels = {"drops/position", "drops/velocity", "drops/normal",
                                             "drops/density", "drops/id"};
@@ -73,7 +75,7 @@ struct DropScene {
         std::string resolved;
         EXPECT_TRUE(kvfSave(*state, in_path, "drops", kChannels, 3,
                             static_cast<CompressionQuality>(in_quality), resolved));
-        return Test::readFile(resolved);
+        return readFile(resolved);
     }
 };
 
@@ -139,7 +141,7 @@ TEST(ParticleFile, DamageIsRefusedAndLeavesStatesThatCanBeUsed)
             std::string flipped = whole;
             flipped[at] = static_cast<char>(~flipped[at]);
             for (const std::string& bytes : {cut, flipped}) {
-                Test::writeFile(path, bytes);
+                writeFile(path, bytes);
                 const auto state = newState();
                 const bool ok = kvfLoad(*state, path);
                 EXPECT_TRUE(!ok || bytes.size() == whole.size()) << "cut at " << at;
@@ -170,7 +172,7 @@ TEST(ParticleFile, CountsThatTheFileCannotBackTakeNoMemory)
     const std::size_t end = bytes.find(raw);
     ASSERT_NE(std::string::npos, end);
     bytes[end - 20 + 2] = '\x01';  // 2^40 particles and two
-    Test::writeFile(folder.file("drops.kvf"), bytes);
+    writeFile(folder.file("drops.kvf"), bytes);
 
     const auto state = newState();
     EXPECT_FALSE(kvfLoad(*state, folder.file("drops.kvf")));

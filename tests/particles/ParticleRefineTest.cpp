@@ -15,6 +15,7 @@
 namespace Skelvar {
 namespace {
 
+using Test::errorOf;
 using Test::ParticleScene;
 
 std::set<TileId> tilesOf(const VoxelLayout& in_layout)
@@ -93,7 +94,7 @@ TEST(RefineLayout, AroundParticlesNeedsPositions)
     const auto shape = std::make_shared<ParticleShape>("bare");
     shape->setLayout(layout);
     VoxelShape* const no_shape = nullptr;
-    EXPECT_EQ("refineLayout: shape bare has no channel of positions", Test::errorOf([&] {
+    EXPECT_EQ("refineLayout: shape bare has no channel of positions", errorOf([&] {
                   refineLayout(layout.get(), layout.get(), no_shape, shape.get(), 0.0f,
                                eOffsetCorner);
               }));
