@@ -1,0 +1,289 @@
+#include <skelvar/tree/RefineLayout.h>
+#include <skelvar/tree/VoxelLayout.h>
+#include <skelvar/voxel/VoxelShape.h>
+
+#include "FollowingArrays.h"
+#include "LayoutFaults.h"
+#include "LayoutModel.h"
+#include "RandomForest.h"
+#include "tests/support/LayoutBuilder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace Skelvar::Test {
+namespace {
+
+using Testing::Random;
+
+LayoutModel modelOf(const VoxelLayout& in_layout)
+{
+    LayoutModel model;
+    for (int depth = 0; depth < 8; ++depth) {
+        for (const VoxelLayoutNode& node : in_layout.nodes(depth)) {
+            if (node.valid()) {
+                model.add({depth, node.i(), node.j(), node.k()});
+            }
+        }
+    }
+    return model;
+}
+
+/// What `refine` must leave: both sets of tiles; a tile between two of one branch where one lies
+/// above the other is there as well, which adding to the model tile by tile sees to.
+std::set<Tile> unionOf(const VoxelLayout& in_layout,
+                       const std::vector<const VoxelLayout*>& in_others)
+{
+    LayoutModel model = modelOf(in_layout);
+    for (const VoxelLayout* other : in_others) {
+        for (int depth = 0; depth < 8; ++depth) {
+            for (const VoxelLayoutNode& node : other->nodes(depth)) {
+                if (node.valid()) {
+                    model.add({depth, node.i(), node.j(), node.k()});
+                }
+            }
+        }
+    }
+    return model.tiles();
+}
+
+std::set<TileId> idsOf(const VoxelLayout& in_layout)
+{
+    std::vector<TileId> ids;
+    in_layout.tileIds(&ids, 0, 7);
+    return {ids.begin(), ids.end()};
+}
+
+TEST(Refine, GivesTheUnionWithOneEvent)
+{
+    for (unsigned seed = 1; seed <= 12; ++seed) {
+        Random random(seed);
+        SCOPED_TRACE(random.seed());
+        const int size = seed <= 4 ? 3 : 30 * static_cast<int>(seed);
+        const auto layout = randomForest(random, size, false);
+        const auto other = randomForest(random, size, seed % 2 == 0);
+        const auto third = randomForest(random, 20, false);
+        const std::vector<const VoxelLayout*> others =
+            seed % 3 == 0 ? std::vector<const VoxelLayout*>{other.get(), third.get()}
+                          : std::vector<const VoxelLayout*>{other.get()};
+        const std::set<Tile> expected = unionOf(*layout, others);
+        const std::set<TileId> before = idsOf(*layout);
+        FollowingArrays arrays(*layout);
+        std::vector<TileId> added;
+
+        layout->refine(others, &added);
+
+        EXPECT_EQ("", layoutFaults(*layout));
+        EXPECT_EQ(expected, modelOf(*layout).tiles());
+        arrays.expectInStep();
+        const std::vector<std::string> log = arrays.takeLog();
+        EXPECT_EQ(1, std::count(log.begin(), log.end(), "nodesAdded"));
+        EXPECT_EQ("nodesAdded", log.back());
+        std::set<TileId> after = before;
+        after.insert(added.begin(), added.end());
+        EXPECT_EQ(idsOf(*layout), after);
+        EXPECT_EQ(before.size() + added.size(), after.size());
+    }
+}
+
+TEST(Refine, WithACopyOfItselfAddsNothing)
+{
+    Random random(31);
+    const auto layout = randomForest(random, 300, false);
+    const auto deep = std::static_pointer_cast<VoxelLayout>(layout->copy(true));
+    const auto shallow = std::static_pointer_cast<VoxelLayout>(layout->copy(false));
+    const std::set<TileId> before = idsOf(*layout);
+    std::vector<TileId> added;
+
+    layout->refine({deep.get(), shallow.get(), layout.get()}, &added);
+
+    EXPECT_TRUE(added.empty());
+    EXPECT_EQ(before, idsOf(*layout));
+}
+
+TEST(Refine, FewAndManyNodesMakeTheSameTree)
+{
+    for (const int count : {99, 100}) {
+        LayoutBuilder builder;
+        builder.tile({0, 0, 0}, 4);
+        for (int n = 0; n < count; ++n) {
+            builder.tile({5 * (n % 10), 5 * (n / 10), 0}, 7);
+        }
+        const auto other = builder.build();
+        ASSERT_EQ(count, other->numNodes(7));
+        const auto layout = LayoutBuilder().tile({0, 0, 0}, 4).build();
+
+        layout->refine(*other);
+
+        EXPECT_EQ("", layoutFaults(*layout));
+        EXPECT_EQ(idsOf(*other), idsOf(*layout));
+    }
+}
+
+TEST(Refine, LeavesTheEventToTheCallerWhoAsksForTheLists)
+{
+    const auto layout = LayoutBuilder().tile({0, 0, 0}, 6).build();
+    const auto other = LayoutBuilder().tile({0, 0, 0}, 6).tile({0, 0, 0}, 7).build();
+    FollowingArrays arrays(*layout);
+    std::vector<int> lists[8];
+
+    layout->refine(*other, lists, false, nullptr);
+
+    EXPECT_TRUE(arrays.takeLog().empty());
+    EXPECT_EQ((std::vector<int>{0}), lists[7]);
+    layout->setBranchSizes();
+    layout->nodesAdded(lists);
+    EXPECT_EQ("", layoutFaults(*layout));
+    arrays.expectInStep();
+}
+
+/// The tiles around points, point by point and cell by cell.
+std::set<Tile> tilesAround(const std::vector<vec3f>& in_points, float in_radius,
+                           const vec3f& in_offset, int in_depth)
+{
+    std::set<Tile> tiles;
+    for (const vec3f& p : in_points) {
+        int lo[3], hi[3];
+        bool wanted = true;
+        for (int axis = 0; axis < 3; ++axis) {
+            const float low = p[axis] - in_radius - in_offset[axis];
+            const float high = p[axis] + in_radius - in_offset[axis];
+            wanted = wanted && std::isfinite(low) && std::isfinite(high) && low < 195313.0f &&
+                     high >= -195312.0f;
+            lo[axis] = wanted ? std::max(-195312, static_cast<int>(std::floor(low))) : 0;
+            hi[axis] = wanted ? std::min(195312, static_cast<int>(std::floor(high))) : 0;
+        }
+        for (int i = lo[0]; i <= hi[0] && wanted; ++i) {
+            for (int j = lo[1]; j <= hi[1]; ++j) {
+                for (int k = lo[2]; k <= hi[2]; ++k) {
+                    const bool is_new = tiles.insert(Tile::at({i, j, k}, in_depth)).second;
+                    for (int depth = 0; depth < in_depth && is_new; ++depth) {
+                        tiles.insert(Tile::at({i, j, k}, depth));
+                    }
+                }
+            }
+        }
+    }
+    return tiles;
+}
+
+TEST(RefineLayout, MakesTheTilesAroundPoints)
+{
+    for (unsigned seed = 41; seed <= 60; ++seed) {
+        Random random(seed);
+        SCOPED_TRACE(random.seed());
+        std::vector<vec3f> points;
+        const int count = seed % 2 == 0 ? 20 : 3000;
+        for (int n = 0; n < count; ++n) {
+            const vec3i near = randomPoint(random, seed % 3 == 0 ? 1300 : 60);
+            points.push_back({static_cast<float>(near[0] + random.real(0, 1)),
+                              static_cast<float>(near[1] + random.real(0, 1)),
+                              static_cast<float>(near[2] + random.real(0, 1))});
+        }
+        const int depth = seed % 4 == 0 ? random.integer(0, 7) : 7;
+        const float radius =
+            seed % 5 == 0 ? 0.0f : static_cast<float>(random.real(0, count < 100 ? 8 : 1));
+        const auto offset = static_cast<VoxelOffsetType>(random.integer(0, 7));
+        VoxelLayout layout;
+        FollowingArrays arrays(layout);
+        std::vector<TileId> added;
+
+        refineLayout(&layout, static_cast<VoxelShape*>(nullptr), points.begin(), points.end(),
+                     radius, offset, depth, &added);
+
+        EXPECT_EQ("", layoutFaults(layout));
+        EXPECT_EQ(tilesAround(points, radius, kVoxelOffset[offset], depth),
+                  modelOf(layout).tiles());
+        EXPECT_EQ((std::vector<std::string>{"nodesAdded"}), arrays.takeLog());
+        arrays.expectInStep();
+        EXPECT_EQ(added.size(), idsOf(layout).size());
+    }
+}
+
+TEST(RefineLayout, ReachesIntoALayoutThatIsThere)
+{
+    Random random(61);
+    const auto layout = randomForest(random, 200, false);
+    const std::vector<vec3f> points = {{-200.0f, -200.0f, -200.0f}, {9.0f, 9.0f, 9.0f}};
+    std::set<Tile> expected = tilesAround(points, 2.0f, kVoxelOffset[0], 7);
+    LayoutModel model = modelOf(*layout);
+    for (const Tile& tile : expected) {
+        model.add(tile);
+    }
+    FollowingArrays arrays(*layout);
+
+    refineLayout(layout.get(), static_cast<VoxelShape*>(nullptr), points.data(),
+                 points.data() + points.size(), 2.0f, eOffsetCentre);
+
+    EXPECT_EQ("", layoutFaults(*layout));
+    EXPECT_EQ(model.tiles(), modelOf(*layout).tiles());
+    arrays.expectInStep();
+    const std::vector<std::string> log = arrays.takeLog();
+    EXPECT_EQ(1, std::count(log.begin(), log.end(), "nodesAdded"));
+}
+
+TEST(RefineLayout, SkipsWhatIsNoPlaceInTheDomain)
+{
+    constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+    constexpr float kInfinity = std::numeric_limits<float>::infinity();
+    const auto refine = [](const std::vector<vec3f>& in_points, float in_radius, int in_depth) {
+        VoxelLayout layout;
+        refineLayout(&layout, static_cast<VoxelShape*>(nullptr), in_points.begin(), in_points.end(),
+                     in_radius, eOffsetCorner, in_depth);
+        EXPECT_EQ("", layoutFaults(layout));
+        return layout.numNodes();
+    };
+    const vec3f inside{0.0f, 0.0f, 0.0f};
+
+    EXPECT_EQ(8, refine({inside}, 0.0f, 7));
+    EXPECT_EQ(0, refine({}, 1.0f, 7));
+    EXPECT_EQ(0, refine({{kNan, 0, 0}, {0, kInfinity, 0}, {0, 0, -kInfinity}}, 1.0f, 7));
+    EXPECT_EQ(0, refine({{3e38f, 0, 0}, {0, -3e9f, 0}, {0, 0, 195314.0f}}, 0.5f, 7));
+    for (const float radius : {-1.0f, kNan, kInfinity}) {
+        EXPECT_EQ(0, refine({inside}, radius, 7));
+    }
+    for (const int depth : {-1, 8}) {
+        EXPECT_EQ(0, refine({inside}, 1.0f, depth));
+    }
+    // The last tiles of the domain, and a box as large as the domain.
+    EXPECT_EQ(8, refine({{195312.5f, 195312.5f, 195312.5f}}, 0.0f, 7));
+    EXPECT_EQ(8, refine({{-195313.0f, -195312.0f, 0.0f}}, 1.0f, 7));
+    EXPECT_EQ(1 + 125 + 15625, refine({inside}, 1e30f, 2));
+}
+
+TEST(RefineLayout, CarriesTheTilesOfAnotherShapeOver)
+{
+    const auto source = LayoutBuilder().tile({0, 0, 0}, 7).tile({100, 7, -3}, 7).build();
+    const auto target = std::make_shared<VoxelLayout>();
+    VoxelShape from("object-from");
+    VoxelShape to("object-to");
+
+    refineLayout(target.get(), std::as_const(source).get(), &to, &from);
+    const std::set<TileId> same_place = idsOf(*target);
+    target->clear();
+    Similarity shift;
+    shift.toWorld(3, 0) = 10.0f;
+    shift.fromWorld(3, 0) = -10.0f;
+    from.setToWorld(shift);
+    refineLayout(target.get(), std::as_const(source).get(), &to, &from);
+
+    std::set<TileId> expected;
+    for (const TileId id : idsOf(*source)) {
+        for (TileId above = id; above != kNoTile; above = parentTile(above)) {
+            expected.insert(above);
+        }
+    }
+    EXPECT_EQ(expected, same_place);
+    EXPECT_EQ(2, target->numNodes(7));
+    EXPECT_TRUE(target->nodeExists(tileCoordsToId(10, 0, 0, 7)));
+    EXPECT_TRUE(target->nodeExists(tileCoordsToId(110, 7, -3, 7)));
+
+    refineLayout(target.get(), std::as_const(source).get(), &to, &to, 1.0f);
+    EXPECT_EQ(2 + 54, target->numNodes(7));
+}
+
+}  // namespace
+}  // namespace Skelvar::Test
