@@ -1,6 +1,6 @@
 #include <skelvar/tree/Grading.h>
+#include <skelvar/tree/LayoutConsistency.h>
 
-#include "LayoutFaults.h"
 #include "LayoutModel.h"
 #include "RandomForest.h"
 #include "tests/support/LayoutBuilder.h"
@@ -66,7 +66,7 @@ TEST(Grading, GradesRandomTreesAndOnlyAddsToThem)
 
         computeGradedTree(&layout, &added);
 
-        EXPECT_EQ("", layoutFaults(layout));
+        EXPECT_TRUE(isLayoutConsistent(layout));
         const std::set<Tile> after = tilesOf(layout);
         EXPECT_EQ(0, violations(after, 3));  // no pass covers depth 1
         EXPECT_TRUE(std::includes(after.begin(), after.end(), before.begin(), before.end()));

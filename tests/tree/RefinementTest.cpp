@@ -1,9 +1,9 @@
+#include <skelvar/tree/LayoutConsistency.h>
 #include <skelvar/tree/RefineLayout.h>
 #include <skelvar/tree/VoxelLayout.h>
 #include <skelvar/voxel/VoxelShape.h>
 
 #include "FollowingArrays.h"
-#include "LayoutFaults.h"
 #include "LayoutModel.h"
 #include "RandomForest.h"
 #include "tests/support/LayoutBuilder.h"
@@ -76,7 +76,7 @@ TEST(Refine, GivesTheUnionWithOneEvent)
 
         layout->refine(others, &added);
 
-        EXPECT_EQ("", layoutFaults(*layout));
+        EXPECT_TRUE(isLayoutConsistent(*layout));
         EXPECT_EQ(expected, modelOf(*layout).tiles());
         arrays.expectInStep();
         const std::vector<std::string> log = arrays.takeLog();
@@ -118,7 +118,7 @@ TEST(Refine, FewAndManyNodesMakeTheSameTree)
 
         layout->refine(*other);
 
-        EXPECT_EQ("", layoutFaults(*layout));
+        EXPECT_TRUE(isLayoutConsistent(*layout));
         EXPECT_EQ(idsOf(*other), idsOf(*layout));
     }
 }
@@ -136,7 +136,7 @@ TEST(Refine, LeavesTheEventToTheCallerWhoAsksForTheLists)
     EXPECT_EQ((std::vector<int>{0}), lists[7]);
     layout->setBranchSizes();
     layout->nodesAdded(lists);
-    EXPECT_EQ("", layoutFaults(*layout));
+    EXPECT_TRUE(isLayoutConsistent(*layout));
     arrays.expectInStep();
 }
 
@@ -194,7 +194,7 @@ TEST(RefineLayout, MakesTheTilesAroundPoints)
         refineLayout(&layout, static_cast<VoxelShape*>(nullptr), points.begin(), points.end(),
                      radius, offset, depth, &added);
 
-        EXPECT_EQ("", layoutFaults(layout));
+        EXPECT_TRUE(isLayoutConsistent(layout));
         EXPECT_EQ(tilesAround(points, radius, kVoxelOffset[offset], depth),
                   modelOf(layout).tiles());
         EXPECT_EQ((std::vector<std::string>{"nodesAdded"}), arrays.takeLog());
@@ -218,7 +218,7 @@ TEST(RefineLayout, ReachesIntoALayoutThatIsThere)
     refineLayout(layout.get(), static_cast<VoxelShape*>(nullptr), points.data(),
                  points.data() + points.size(), 2.0f, eOffsetCentre);
 
-    EXPECT_EQ("", layoutFaults(*layout));
+    EXPECT_TRUE(isLayoutConsistent(*layout));
     EXPECT_EQ(model.tiles(), modelOf(*layout).tiles());
     arrays.expectInStep();
     const std::vector<std::string> log = arrays.takeLog();
@@ -233,7 +233,7 @@ TEST(RefineLayout, SkipsWhatIsNoPlaceInTheDomain)
         VoxelLayout layout;
         refineLayout(&layout, static_cast<VoxelShape*>(nullptr), in_points.begin(), in_points.end(),
                      in_radius, eOffsetCorner, in_depth);
-        EXPECT_EQ("", layoutFaults(layout));
+        EXPECT_TRUE(isLayoutConsistent(layout));
         return layout.numNodes();
     };
     const vec3f inside{0.0f, 0.0f, 0.0f};
