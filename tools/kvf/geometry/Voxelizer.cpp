@@ -122,6 +122,25 @@ std::shared_ptr<VoxelChannel<T>> makeChannel(VoxelState& io_state, const std::st
     return std::static_pointer_cast<VoxelChannel<T>>(channel);
 }
 
+/// The tiles with all tiles above their root, so that each tile that grading adds finds a parent
+/// and the layout keeps one root.
+TilesByDepth upToTheTop(TilesByDepth in_tiles)
+{
+    int depth = 0;
+    while (in_tiles[depth].empty()) {
+        ++depth;
+    }
+    const vec3i root = in_tiles[depth].front();
+    while (depth-- > 0) {
+        vec3i corner;
+        int found = 0;
+        idToTileCoords(tileCoordsToId(root[0], root[1], root[2], depth), corner[0], corner[1],
+                       corner[2], found);
+        in_tiles[depth].push_back(corner);
+    }
+    return in_tiles;
+}
+
 Items makeItems(VoxelState& io_state, std::string in_name, float in_voxel_size,
                 const TilesByDepth& in_tiles, bool in_graded)
 {
@@ -132,9 +151,11 @@ Items makeItems(VoxelState& io_state, std::string in_name, float in_voxel_size,
     require(io_state.newObject(in_name), in_name);
     require(io_state.newLayout(layout_name, in_voxel_size, layout), layout_name);
     items.layout = std::static_pointer_cast<VoxelLayout>(layout);
-    items.layout->addNodes(in_tiles, nullptr);
     if (in_graded) {
+        items.layout->addNodes(upToTheTop(in_tiles), nullptr);
         computeGradedTree(items.layout.get());
+    } else {
+        items.layout->addNodes(in_tiles, nullptr);
     }
     require(io_state.newVoxelShape(shape_name, layout_name, &in_name, items.shape), shape_name);
     // What lies outside of the tree is on the outer side, as far away as the root is wide.

@@ -32,10 +32,10 @@ struct VoxelizeResult {
 /// Makes a shape out of a mesh: an object of the given name, and in it `NAME-volume` on
 /// `NAME-volumelayout`, with the channels `NAME-volume/distance` (float, world units, negative
 /// inside) and `NAME-volume/normal` (the unit vector in which the distance grows), both at cell
-/// centres and exact at every depth. The layout is that of `findSurfaceTiles`, graded if wanted.
-/// The mesh needs a triangle. Parallel; shows a bar on a terminal. Throws `ToolError` if an option
-/// makes no sense (`eMisuse`), if the mesh has no extent, does not fit into the tree or would not
-/// fit into memory, or if a name is taken (`eDataSaysNo`).
+/// centres and exact at every depth. The layout is that of `findSurfaceTiles`; a graded one reaches
+/// up to depth 0. The mesh needs a triangle. Parallel; shows a bar on a terminal. Throws
+/// `ToolError` if an option makes no sense (`eMisuse`), if the mesh has no extent, does not fit
+/// into the tree or would not fit into memory, or if a name is taken (`eDataSaysNo`).
 VoxelizeResult voxelize(VoxelState& io_state, TriangleMesh in_mesh,
                         const VoxelizeOptions& in_options);
 
