@@ -4,11 +4,10 @@
 #include <skelvar/voxel/TreeChannel3DBase.h>
 #include <skelvar/voxel/VoxelShape.h>
 
+#include <tools/kvf/CommandLine.h>
 #include <tools/kvf/Commands.h>
 #include <tools/kvf/Frames.h>
 #include <tools/kvf/ShapeFile.h>
-
-#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <filesystem>
@@ -128,15 +127,15 @@ ExitStatus run(const Arguments& in_arguments)
 
 }  // namespace
 
-void addCheckCommand(CLI::App& io_app, ExitStatus& out_status)
+void addCheckCommand(Command& io_tool, ExitStatus& out_status)
 {
     const auto arguments = std::make_shared<Arguments>();
-    CLI::App* command = io_app.add_subcommand(
+    Command command = io_tool.command(
         "check", "Reads files with every check on and tells which are damaged, and where");
-    command->add_option("FILE", arguments->files, "files to read")->required();
+    command.option("FILE", arguments->files, "files to read").required();
     arguments->frames.may_mix = true;
-    addFrameOptions(*command, false, arguments->frames);
-    command->callback([arguments, &out_status] { out_status = run(*arguments); });
+    addFrameOptions(command, false, arguments->frames);
+    command.onRun([arguments, &out_status] { out_status = run(*arguments); });
 }
 
 }  // namespace Skelvar::Tool

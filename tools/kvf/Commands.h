@@ -2,30 +2,28 @@
 
 #include <tools/kvf/ToolError.h>
 
-namespace CLI {
-class App;
-}
-
 namespace Skelvar::Tool {
+
+class Command;
 
 // Each adds one command to the program. A command that runs leaves its status in `out_status`, or
 // throws a `ToolError`. `out_status` must live until the command line has been parsed.
 
-void addVoxelizeCommand(CLI::App& io_app, ExitStatus& out_status);
-void addScatterCommand(CLI::App& io_app, ExitStatus& out_status);
-void addExportCommand(CLI::App& io_app, ExitStatus& out_status);
-void addInfoCommand(CLI::App& io_app, ExitStatus& out_status);
-void addCheckCommand(CLI::App& io_app, ExitStatus& out_status);
-void addConvertCommand(CLI::App& io_app, ExitStatus& out_status);
-void addStatsCommand(CLI::App& io_app, ExitStatus& out_status);
-void addLsCommand(CLI::App& io_app, ExitStatus& out_status);
-void addDiffCommand(CLI::App& io_app, ExitStatus& out_status);
-void addSliceCommand(CLI::App& io_app, ExitStatus& out_status);
-void addSampleCommand(CLI::App& io_app, ExitStatus& out_status);
-void addRenderCommand(CLI::App& io_app, ExitStatus& out_status);
-void addSolveCommand(CLI::App& io_app, ExitStatus& out_status);
-void addTreeCommand(CLI::App& io_app, ExitStatus& out_status);
-void addDumpCommand(CLI::App& io_app, ExitStatus& out_status);
+void addVoxelizeCommand(Command& io_tool, ExitStatus& out_status);
+void addScatterCommand(Command& io_tool, ExitStatus& out_status);
+void addExportCommand(Command& io_tool, ExitStatus& out_status);
+void addInfoCommand(Command& io_tool, ExitStatus& out_status);
+void addCheckCommand(Command& io_tool, ExitStatus& out_status);
+void addConvertCommand(Command& io_tool, ExitStatus& out_status);
+void addStatsCommand(Command& io_tool, ExitStatus& out_status);
+void addLsCommand(Command& io_tool, ExitStatus& out_status);
+void addDiffCommand(Command& io_tool, ExitStatus& out_status);
+void addSliceCommand(Command& io_tool, ExitStatus& out_status);
+void addSampleCommand(Command& io_tool, ExitStatus& out_status);
+void addRenderCommand(Command& io_tool, ExitStatus& out_status);
+void addSolveCommand(Command& io_tool, ExitStatus& out_status);
+void addTreeCommand(Command& io_tool, ExitStatus& out_status);
+void addDumpCommand(Command& io_tool, ExitStatus& out_status);
 
 /// The whole program: parses, runs, prints one line "kvf: ..." on standard error for a failure, and
 /// gives the exit status.

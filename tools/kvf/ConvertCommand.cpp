@@ -1,11 +1,10 @@
 #include <skelvar/voxel/TreeShape3DBase.h>
 
+#include <tools/kvf/CommandLine.h>
 #include <tools/kvf/Commands.h>
 #include <tools/kvf/Format.h>
 #include <tools/kvf/Frames.h>
 #include <tools/kvf/ShapeFile.h>
-
-#include <CLI/CLI.hpp>
 
 #include <filesystem>
 #include <memory>
@@ -51,19 +50,17 @@ FrameResult convert(const FrameTask& in_task, const Arguments& in_arguments)
 
 }  // namespace
 
-void addConvertCommand(CLI::App& io_app, ExitStatus& out_status)
+void addConvertCommand(Command& io_tool, ExitStatus& out_status)
 {
     const auto arguments = std::make_shared<Arguments>();
-    CLI::App* command =
-        io_app.add_subcommand("convert", "Reads a file of any version and writes the current one");
-    command->add_option("FILE", arguments->file, "file to read")->required();
-    command->add_option("OUT", arguments->output, "file to write; may hold a frame pattern")
-        ->required();
-    addFrameOptions(*command, true, arguments->frames);
-    command->add_option("--quality", arguments->quality, "0 to 3 (as the file has it)")
-        ->check(CLI::Range(0, 3));
-    command->add_flag("-f,--force", arguments->force, "overwrite OUT if it is there");
-    command->callback([arguments, &out_status] {
+    Command command =
+        io_tool.command("convert", "Reads a file of any version and writes the current one");
+    command.option("FILE", arguments->file, "file to read").required();
+    command.option("OUT", arguments->output, "file to write; may hold a frame pattern").required();
+    addFrameOptions(command, true, arguments->frames);
+    command.option("--quality", arguments->quality, "0 to 3 (as the file has it)").inRange(0, 3);
+    command.flag("-f,--force", arguments->force, "overwrite OUT if it is there");
+    command.onRun([arguments, &out_status] {
         const auto tasks = selectFrames(arguments->file, arguments->output, arguments->frames);
         out_status =
             runFrames("converting", tasks, arguments->frames,

@@ -3,12 +3,11 @@
 #include <skelvar/voxel/VoxelShape.h>
 
 #include <tools/kvf/ChannelDiff.h>
+#include <tools/kvf/CommandLine.h>
 #include <tools/kvf/Commands.h>
 #include <tools/kvf/Format.h>
 #include <tools/kvf/Frames.h>
 #include <tools/kvf/ShapeFile.h>
-
-#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <memory>
@@ -151,25 +150,25 @@ ExitStatus run(const Arguments& in_arguments)
 
 }  // namespace
 
-void addDiffCommand(CLI::App& io_app, ExitStatus& out_status)
+void addDiffCommand(Command& io_tool, ExitStatus& out_status)
 {
     const auto arguments = std::make_shared<Arguments>();
-    CLI::App* command = io_app.add_subcommand(
+    Command command = io_tool.command(
         "diff",
         "Compares two files: tiles by place in the tree, and for each channel the largest and the "
         "mean difference, and where. Status 1 if they differ");
-    command->add_option("A", arguments->file_a, "first file, or sequence")->required();
-    command->add_option("B", arguments->file_b, "second file, or sequence")->required();
-    command->add_option("--abs", arguments->tolerance.absolute, "difference that does not count")
-        ->check(CLI::NonNegativeNumber)
-        ->capture_default_str();
+    command.option("A", arguments->file_a, "first file, or sequence").required();
+    command.option("B", arguments->file_b, "second file, or sequence").required();
+    command.option("--abs", arguments->tolerance.absolute, "difference that does not count")
+        .notNegative()
+        .showDefault();
     command
-        ->add_option("--rel", arguments->tolerance.relative,
-                     "the same, times the larger of the two numbers; both add up")
-        ->check(CLI::NonNegativeNumber)
-        ->capture_default_str();
-    addFrameOptions(*command, false, arguments->frames);
-    command->callback([arguments, &out_status] { out_status = run(*arguments); });
+        .option("--rel", arguments->tolerance.relative,
+                "the same, times the larger of the two numbers; both add up")
+        .notNegative()
+        .showDefault();
+    addFrameOptions(command, false, arguments->frames);
+    command.onRun([arguments, &out_status] { out_status = run(*arguments); });
 }
 
 }  // namespace Skelvar::Tool

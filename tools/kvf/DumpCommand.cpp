@@ -1,10 +1,9 @@
 #include <skelvar/io/Kvf.h>
 #include <skelvar/io/KvfDump.h>
 
+#include <tools/kvf/CommandLine.h>
 #include <tools/kvf/Commands.h>
 #include <tools/kvf/ShapeFile.h>
-
-#include <CLI/CLI.hpp>
 
 #include <memory>
 
@@ -29,15 +28,15 @@ ExitStatus run(const Arguments& in_arguments)
 
 }  // namespace
 
-void addDumpCommand(CLI::App& io_app, ExitStatus& out_status)
+void addDumpCommand(Command& io_tool, ExitStatus& out_status)
 {
     const auto arguments = std::make_shared<Arguments>();
-    CLI::App* command = io_app.add_subcommand(
+    Command command = io_tool.command(
         "dump", "Writes what a file holds as text; of a damaged file what can be loaded");
-    command->add_option("file", arguments->file, "the file")->required();
-    command->add_option("output", arguments->output, "the text to write")->required();
-    command->add_flag("--verbose", arguments->verbose, "counts for each depth too");
-    command->callback([arguments, &out_status] { out_status = run(*arguments); });
+    command.option("file", arguments->file, "the file").required();
+    command.option("output", arguments->output, "the text to write").required();
+    command.flag("--verbose", arguments->verbose, "counts for each depth too");
+    command.onRun([arguments, &out_status] { out_status = run(*arguments); });
 }
 
 }  // namespace Skelvar::Tool

@@ -3,10 +3,9 @@
 #include <skelvar/tree/VoxelLayout.h>
 
 #include <tools/kvf/ChannelValues.h>
+#include <tools/kvf/CommandLine.h>
 #include <tools/kvf/Commands.h>
 #include <tools/kvf/ShapeFile.h>
-
-#include <CLI/CLI.hpp>
 
 #include <bit>
 #include <cstdio>
@@ -231,16 +230,15 @@ void run(const Arguments& in_arguments)
 
 }  // namespace
 
-void addExportCommand(CLI::App& io_app, ExitStatus& out_status)
+void addExportCommand(Command& io_tool, ExitStatus& out_status)
 {
     const auto arguments = std::make_shared<Arguments>();
-    CLI::App* command = io_app.add_subcommand(
-        "export", "Writes particles as points with all channels, as PLY or CSV");
-    command->add_option("FILE", arguments->file, "file to read")->required();
-    command->add_option("OUT", arguments->output, "file to write, ending in .ply or .csv")
-        ->required();
-    command->add_option("--frame", arguments->frame, "frame of a path with a frame pattern");
-    command->callback([arguments, &out_status] {
+    Command command =
+        io_tool.command("export", "Writes particles as points with all channels, as PLY or CSV");
+    command.option("FILE", arguments->file, "file to read").required();
+    command.option("OUT", arguments->output, "file to write, ending in .ply or .csv").required();
+    command.option("--frame", arguments->frame, "frame of a path with a frame pattern");
+    command.onRun([arguments, &out_status] {
         run(*arguments);
         out_status = eDone;
     });

@@ -4,8 +4,6 @@
 
 #include <tools/kvf/ShapeFile.h>
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <filesystem>
 #include <iostream>
@@ -126,21 +124,21 @@ void checkOneShape(const std::string& in_input, const std::vector<FrameFile>& in
 
 }  // namespace
 
-void addFrameOptions(CLI::App& io_command, bool in_writes_files, FrameOptions& io_options)
+void addFrameOptions(Command& io_command, bool in_writes_files, FrameOptions& io_options)
 {
-    io_command.add_option("--frame", io_options.frame, "frame of paths with a frame pattern");
+    io_command.option("--frame", io_options.frame, "frame of paths with a frame pattern");
     io_command
-        .add_option("--frames", io_options.frames,
-                    "frames of a path with a frame pattern, as A-B or A-BxS (all that are there)")
-        ->excludes("--frame");
-    io_command.add_option("--shard", io_options.shard,
-                          "I/N: only the I-th part of the frames, of N parts");
-    io_command.add_option("--jobs", io_options.jobs, "frames worked on at once")
-        ->check(CLI::Range(1, 256))
-        ->capture_default_str();
+        .option("--frames", io_options.frames,
+                "frames of a path with a frame pattern, as A-B or A-BxS (all that are there)")
+        .excludes("--frame");
+    io_command.option("--shard", io_options.shard,
+                      "I/N: only the I-th part of the frames, of N parts");
+    io_command.option("--jobs", io_options.jobs, "frames worked on at once")
+        .inRange(1, 256)
+        .showDefault();
     if (in_writes_files) {
-        io_command.add_flag("--skip-existing", io_options.skip_existing,
-                            "leave out frames whose output is there");
+        io_command.flag("--skip-existing", io_options.skip_existing,
+                        "leave out frames whose output is there");
     }
 }
 

@@ -1,15 +1,12 @@
 #pragma once
 
 #include <tools/kvf/ToolError.h>
+#include <tools/kvf/CommandLine.h>
 
 #include <functional>
 #include <optional>
 #include <string>
 #include <vector>
-
-namespace CLI {
-class App;
-}
 
 namespace Skelvar::Tool {
 
@@ -48,7 +45,7 @@ struct FrameOptions {
 
 /// Adds --frame, --frames, --shard and --jobs to a command, and --skip-existing to one that writes
 /// a file for each frame. The options must live until the command has run.
-void addFrameOptions(CLI::App& io_command, bool in_writes_files, FrameOptions& io_options);
+void addFrameOptions(Command& io_command, bool in_writes_files, FrameOptions& io_options);
 
 /// Whether a path holds a frame pattern: `#` or `@@@@`.
 bool hasFramePattern(const std::string& in_path);

@@ -1,11 +1,11 @@
 #include <skelvar/io/Kvf.h>
 
+#include <tools/kvf/CommandLine.h>
 #include <tools/kvf/Commands.h>
 #include <tools/kvf/Format.h>
 #include <tools/kvf/Frames.h>
 #include <tools/kvf/ShapeFile.h>
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <memory>
@@ -120,16 +120,16 @@ ExitStatus run(const Arguments& in_arguments)
 
 }  // namespace
 
-void addInfoCommand(CLI::App& io_app, ExitStatus& out_status)
+void addInfoCommand(Command& io_tool, ExitStatus& out_status)
 {
     const auto arguments = std::make_shared<Arguments>();
-    CLI::App* command = io_app.add_subcommand(
-        "info", "Tells what files hold and how large it is, without loading them");
-    command->add_option("FILE", arguments->files, "files to read")->required();
+    Command command =
+        io_tool.command("info", "Tells what files hold and how large it is, without loading them");
+    command.option("FILE", arguments->files, "files to read").required();
     arguments->frames.may_mix = true;
-    addFrameOptions(*command, false, arguments->frames);
-    command->add_flag("--json", arguments->as_json, "print a JSON array, one entry a file");
-    command->callback([arguments, &out_status] { out_status = run(*arguments); });
+    addFrameOptions(command, false, arguments->frames);
+    command.flag("--json", arguments->as_json, "print a JSON array, one entry a file");
+    command.onRun([arguments, &out_status] { out_status = run(*arguments); });
 }
 
 }  // namespace Skelvar::Tool

@@ -1,11 +1,11 @@
 #include <skelvar/io/Kvf.h>
 
+#include <tools/kvf/CommandLine.h>
 #include <tools/kvf/Commands.h>
 #include <tools/kvf/Format.h>
 #include <tools/kvf/Frames.h>
 #include <tools/kvf/ShapeFile.h>
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -203,18 +203,18 @@ void run(const Arguments& in_arguments)
 
 }  // namespace
 
-void addLsCommand(CLI::App& io_app, ExitStatus& out_status)
+void addLsCommand(Command& io_tool, ExitStatus& out_status)
 {
     const auto arguments = std::make_shared<Arguments>();
-    CLI::App* command = io_app.add_subcommand(
+    Command command = io_tool.command(
         "ls", "Lists the frames of a sequence: sizes, holes, files that are cut short or damaged");
-    command->add_option("PATTERN", arguments->pattern, "path with a frame pattern: name.#.kvf")
-        ->required();
-    command->add_option("--frames", arguments->frames,
-                        "frames that should be there, as A-B or A-BxS (the first to the last)");
-    command->add_flag("--json", arguments->as_json,
-                      "print JSON: frames, missing, damaged, last_complete, files");
-    command->callback([arguments, &out_status] {
+    command.option("PATTERN", arguments->pattern, "path with a frame pattern: name.#.kvf")
+        .required();
+    command.option("--frames", arguments->frames,
+                   "frames that should be there, as A-B or A-BxS (the first to the last)");
+    command.flag("--json", arguments->as_json,
+                 "print JSON: frames, missing, damaged, last_complete, files");
+    command.onRun([arguments, &out_status] {
         run(*arguments);
         out_status = eDone;
     });

@@ -1,10 +1,9 @@
+#include <tools/kvf/CommandLine.h>
 #include <tools/kvf/Commands.h>
 #include <tools/kvf/Points.h>
 #include <tools/kvf/RenderRequest.h>
 #include <tools/kvf/SamplerKind.h>
 #include <tools/kvf/ShapeFile.h>
-
-#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <cstdio>
@@ -60,23 +59,22 @@ void run(Arguments& io_arguments)
 
 }  // namespace
 
-void addRenderCommand(CLI::App& io_app, ExitStatus& out_status)
+void addRenderCommand(Command& io_tool, ExitStatus& out_status)
 {
     const auto arguments = std::make_shared<Arguments>();
     RenderRequest& request = arguments->request;
-    CLI::App* command = io_app.add_subcommand(
+    Command command = io_tool.command(
         "render", "Draws the surface where a signed distance is zero, shaded by its gradient");
-    command->add_option("FILE", arguments->file, "file to read")->required();
-    command->add_option("--channel", request.channel, "channel of distances, in world units")
-        ->required();
-    addKindOption(*command, request.kind)->capture_default_str();
-    command->add_option("--size", arguments->size, "pixels, as WxH (960x720)");
-    command->add_option("--camera", arguments->camera,
-                        "from where to look, as AZIMUTH,ELEVATION,ZOOM: degrees about the upright "
-                        "axis y and above the ground, and 1 to see all (35,20,1)");
-    command->add_option("-o", request.output, "picture to write (FILE's name with -render.png)");
-    command->add_option("--frame", arguments->frame, "frame of a path with a frame pattern");
-    command->callback([arguments, &out_status] {
+    command.option("FILE", arguments->file, "file to read").required();
+    command.option("--channel", request.channel, "channel of distances, in world units").required();
+    addKindOption(command, request.kind).showDefault();
+    command.option("--size", arguments->size, "pixels, as WxH (960x720)");
+    command.option("--camera", arguments->camera,
+                   "from where to look, as AZIMUTH,ELEVATION,ZOOM: degrees about the upright "
+                   "axis y and above the ground, and 1 to see all (35,20,1)");
+    command.option("-o", request.output, "picture to write (FILE's name with -render.png)");
+    command.option("--frame", arguments->frame, "frame of a path with a frame pattern");
+    command.onRun([arguments, &out_status] {
         run(*arguments);
         out_status = eDone;
     });

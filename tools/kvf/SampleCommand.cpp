@@ -2,12 +2,11 @@
 #include <skelvar/voxel/TreeShape3DBase.h>
 
 #include <tools/kvf/ChannelValues.h>
+#include <tools/kvf/CommandLine.h>
 #include <tools/kvf/Commands.h>
 #include <tools/kvf/Points.h>
 #include <tools/kvf/SamplerKind.h>
 #include <tools/kvf/ShapeFile.h>
-
-#include <CLI/CLI.hpp>
 
 #include <charconv>
 #include <iostream>
@@ -114,28 +113,28 @@ void run(const Arguments& in_arguments)
 
 }  // namespace
 
-void addSampleCommand(CLI::App& io_app, ExitStatus& out_status)
+void addSampleCommand(Command& io_tool, ExitStatus& out_status)
 {
     const auto arguments = std::make_shared<Arguments>();
-    CLI::App* command = io_app.add_subcommand(
+    Command command = io_tool.command(
         "sample", "Reads a channel at points, and prints rows x,y,z,value[,gradient]");
-    command->add_option("FILE", arguments->file, "file to read")->required();
-    command->add_option("--channel", arguments->channel, "channel to read")->required();
-    command->add_option("--at", arguments->at, "one point, as x,y,z");
-    command->add_option("--points", arguments->points,
-                        "file of points: the first three columns of its rows");
-    command->add_option("--line", arguments->line, "points on a line, as x0,y0,z0,x1,y1,z1");
-    command->add_option("--count", arguments->count, "how many points on the line (100)")
-        ->check(CLI::Range(1, 100000000));
-    addKindOption(*command, arguments->kind)->capture_default_str();
-    command->add_flag("--gradient", arguments->gradient,
-                      "print the gradient too: by linear per finest cell, by qbspline per cell of "
-                      "the tile");
-    command->add_option("--space", arguments->space, "space of the points")
-        ->check(CLI::IsMember({"world", "tree"}))
-        ->capture_default_str();
-    command->add_option("--frame", arguments->frame, "frame of a path with a frame pattern");
-    command->callback([arguments, &out_status] {
+    command.option("FILE", arguments->file, "file to read").required();
+    command.option("--channel", arguments->channel, "channel to read").required();
+    command.option("--at", arguments->at, "one point, as x,y,z");
+    command.option("--points", arguments->points,
+                   "file of points: the first three columns of its rows");
+    command.option("--line", arguments->line, "points on a line, as x0,y0,z0,x1,y1,z1");
+    command.option("--count", arguments->count, "how many points on the line (100)")
+        .inRange(1, 100000000);
+    addKindOption(command, arguments->kind).showDefault();
+    command.flag("--gradient", arguments->gradient,
+                 "print the gradient too: by linear per finest cell, by qbspline per cell of "
+                 "the tile");
+    command.option("--space", arguments->space, "space of the points")
+        .oneOf({"world", "tree"})
+        .showDefault();
+    command.option("--frame", arguments->frame, "frame of a path with a frame pattern");
+    command.onRun([arguments, &out_status] {
         run(*arguments);
         out_status = eDone;
     });

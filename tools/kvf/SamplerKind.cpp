@@ -5,18 +5,15 @@
 
 #include <tools/kvf/ToolError.h>
 
-#include <CLI/CLI.hpp>
-
 namespace Skelvar::Tool {
 
-CLI::Option* addKindOption(CLI::App& io_command, std::string& io_kind)
+Option addKindOption(Command& io_command, std::string& io_kind)
 {
     return io_command
-        .add_option(
-            "--kind", io_kind,
-            "how to read between the values: linear, qbspline (smooth, but of the background "
-            "value in the outermost cells of a root) or weno (sharp, for float)")
-        ->check(CLI::IsMember({"linear", "qbspline", "weno"}));
+        .option("--kind", io_kind,
+                "how to read between the values: linear, qbspline (smooth, but of the background "
+                "value in the outermost cells of a root) or weno (sharp, for float)")
+        .oneOf({"linear", "qbspline", "weno"});
 }
 
 std::shared_ptr<BaseSampler> makeSampler(const TreeChannel3DBase& in_channel,

@@ -3,19 +3,16 @@
 #include <skelvar/base/SamplerSpace.h>
 #include <skelvar/sampling/BaseSampler.h>
 
+#include <tools/kvf/CommandLine.h>
+
 #include <memory>
 #include <string>
-
-namespace CLI {
-class App;
-class Option;
-}  // namespace CLI
 
 namespace Skelvar::Tool {
 
 /// Adds --kind, one of linear, qbspline and weno, to a command. The text must live until the
 /// command has run; it is the default.
-CLI::Option* addKindOption(CLI::App& io_command, std::string& io_kind);
+Option addKindOption(Command& io_command, std::string& io_kind);
 
 /// A sampler of a kind. Throws `ToolError` with `eDataSaysNo` if the channel has none of it, or no
 /// layout.

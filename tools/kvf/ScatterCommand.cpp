@@ -4,14 +4,13 @@
 #include <skelvar/state/VoxelState.h>
 #include <skelvar/tree/VoxelLayout.h>
 
+#include <tools/kvf/CommandLine.h>
 #include <tools/kvf/Commands.h>
 #include <tools/kvf/Format.h>
 #include <tools/kvf/ShapeFile.h>
 #include <tools/kvf/geometry/MeshReader.h>
 #include <tools/kvf/geometry/Scatter.h>
 #include <tools/kvf/geometry/Voxelizer.h>
-
-#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <cmath>
@@ -145,35 +144,32 @@ void run(Arguments& io_arguments)
 
 }  // namespace
 
-void addScatterCommand(CLI::App& io_app, ExitStatus& out_status)
+void addScatterCommand(Command& io_tool, ExitStatus& out_status)
 {
     const auto arguments = std::make_shared<Arguments>();
     ScatterOptions& options = arguments->options;
-    CLI::App* command =
-        io_app.add_subcommand("scatter", "Fills a closed mesh with particles, or its surroundings");
-    command->add_option("MESH", arguments->mesh, "any mesh file that Assimp reads")->required();
-    command->add_option("OUT", arguments->output, "file to write; may hold a frame pattern")
-        ->required();
-    const auto count = command->add_option("--count", options.count, "particles in all")
-                           ->check(CLI::Range(0LL, 4000000000LL));
-    command->add_option("--per-cell", options.per_cell, "particles of each finest cell")
-        ->check(CLI::Range(1, 1000))
-        ->excludes(count)
-        ->capture_default_str();
-    command->add_option("--voxel-size", options.voxel_size,
-                        "side of a finest cell in world units (longest side of the mesh / 50)");
-    command->add_flag(
-        "--shell", options.shell,
-        "around the surface, up to a finest cell away: for meshes that are not closed");
-    command->add_option("--seed", options.seed, "of the random places")->capture_default_str();
-    command->add_option("--name", arguments->name, "name of the object (the mesh file's name)");
-    command->add_option("--frame", arguments->frame, "frame number")->capture_default_str();
+    Command command =
+        io_tool.command("scatter", "Fills a closed mesh with particles, or its surroundings");
+    command.option("MESH", arguments->mesh, "any mesh file that Assimp reads").required();
+    command.option("OUT", arguments->output, "file to write; may hold a frame pattern").required();
+    command.option("--count", options.count, "particles in all").inRange(0LL, 4000000000LL);
+    command.option("--per-cell", options.per_cell, "particles of each finest cell")
+        .inRange(1, 1000)
+        .excludes("--count")
+        .showDefault();
+    command.option("--voxel-size", options.voxel_size,
+                   "side of a finest cell in world units (longest side of the mesh / 50)");
+    command.flag("--shell", options.shell,
+                 "around the surface, up to a finest cell away: for meshes that are not closed");
+    command.option("--seed", options.seed, "of the random places").showDefault();
+    command.option("--name", arguments->name, "name of the object (the mesh file's name)");
+    command.option("--frame", arguments->frame, "frame number").showDefault();
     command
-        ->add_option("--quality", arguments->quality,
-                     "0 plain, 1 byte planes for floats, 2 and 3 also positions in 16 and 8 bits")
-        ->check(CLI::Range(0, 3))
-        ->capture_default_str();
-    command->callback([arguments, &out_status] {
+        .option("--quality", arguments->quality,
+                "0 plain, 1 byte planes for floats, 2 and 3 also positions in 16 and 8 bits")
+        .inRange(0, 3)
+        .showDefault();
+    command.onRun([arguments, &out_status] {
         run(*arguments);
         out_status = eDone;
     });

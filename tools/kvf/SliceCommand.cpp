@@ -2,13 +2,12 @@
 #include <skelvar/voxel/TreeChannel3DBase.h>
 #include <skelvar/voxel/VoxelShape.h>
 
+#include <tools/kvf/CommandLine.h>
 #include <tools/kvf/Commands.h>
 #include <tools/kvf/Frames.h>
 #include <tools/kvf/SamplerKind.h>
 #include <tools/kvf/ShapeFile.h>
 #include <tools/kvf/SliceRequest.h>
-
-#include <CLI/CLI.hpp>
 
 #include <filesystem>
 #include <memory>
@@ -41,27 +40,27 @@ FrameResult drawFrame(const FrameTask& in_task, const Arguments& in_arguments)
 
 }  // namespace
 
-void addSliceCommand(CLI::App& io_app, ExitStatus& out_status)
+void addSliceCommand(Command& io_tool, ExitStatus& out_status)
 {
     const auto arguments = std::make_shared<Arguments>();
     SliceRequest& request = arguments->request;
-    CLI::App* command = io_app.add_subcommand(
+    Command command = io_tool.command(
         "slice",
         "Draws a plane through a channel: finest values (or with --kind a smooth field) or "
         "particles, outlines of tiles, the zero line");
-    command->add_option("FILE", arguments->file, "file to read")->required();
-    command->add_option("--channel", request.channel, "channel to show")->required();
-    command->add_option("--axis", arguments->axis, "axis across which the plane lies")
-        ->check(CLI::IsMember({"x", "y", "z"}))
-        ->capture_default_str();
-    command->add_option("--at", request.at, "world coordinate of the plane (the middle)");
-    addKindOption(*command, request.kind);
-    command->add_option("-o", request.output, "picture to write (FILE's name with .png)");
-    command->add_option("--size", request.width, "width of the picture in pixels")
-        ->check(CLI::Range(kLeastSliceWidth, kGreatestSliceWidth))
-        ->capture_default_str();
-    addFrameOptions(*command, true, arguments->frames);
-    command->callback([arguments, &out_status] {
+    command.option("FILE", arguments->file, "file to read").required();
+    command.option("--channel", request.channel, "channel to show").required();
+    command.option("--axis", arguments->axis, "axis across which the plane lies")
+        .oneOf({"x", "y", "z"})
+        .showDefault();
+    command.option("--at", request.at, "world coordinate of the plane (the middle)");
+    addKindOption(command, request.kind);
+    command.option("-o", request.output, "picture to write (FILE's name with .png)");
+    command.option("--size", request.width, "width of the picture in pixels")
+        .inRange(kLeastSliceWidth, kGreatestSliceWidth)
+        .showDefault();
+    addFrameOptions(command, true, arguments->frames);
+    command.onRun([arguments, &out_status] {
         const auto tasks =
             selectFrames(arguments->file, arguments->request.output, arguments->frames);
         out_status = runFrames("drawing", tasks, arguments->frames, [&](const FrameTask& in_task) {

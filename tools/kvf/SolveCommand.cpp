@@ -7,12 +7,11 @@
 #include <skelvar/voxel/VoxelChannel.h>
 #include <skelvar/voxel/VoxelShape.h>
 
+#include <tools/kvf/CommandLine.h>
 #include <tools/kvf/Commands.h>
 #include <tools/kvf/Format.h>
 #include <tools/kvf/ShapeFile.h>
 #include <tools/kvf/picture/ResidualPlot.h>
-
-#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <cmath>
@@ -188,31 +187,30 @@ void run(const Arguments& in_arguments)
     std::cout << written << ": " << result->name() << "\n";
 }
 
-void addPoisson(CLI::App& io_command, ExitStatus& out_status)
+void addPoisson(Command& io_command, ExitStatus& out_status)
 {
     const auto arguments = std::make_shared<Arguments>();
-    CLI::App* command = io_command.add_subcommand(
+    Command command = io_command.command(
         "poisson",
         "Solves -div grad u = f on the finest cells, in world units, with u = 0 one "
         "cell beyond the tree or nothing flowing out of it");
-    command->add_option("FILE", arguments->file, "file to read, and to add u to")->required();
-    command->add_option("--rhs", arguments->rhs, "channel with f")->required();
-    command->add_option("--out", arguments->result, "channel for u, made if it is not there")
-        ->required();
-    command->add_option("--tolerance", arguments->tolerance, "relative residual to reach")
-        ->check(CLI::NonNegativeNumber)
-        ->capture_default_str();
-    command->add_option("--max-iterations", arguments->max_iterations, "most passes")
-        ->check(CLI::NonNegativeNumber)
-        ->capture_default_str();
-    command->add_option("--sides", arguments->sides, "what the tree ends with")
-        ->check(CLI::IsMember({"dirichlet", "neumann"}))
-        ->capture_default_str();
-    command->add_option("--plot", arguments->plot, "picture of the residuals to write");
-    command->add_option("-o", arguments->output, "file to write instead of FILE");
-    command->add_flag("-f,--force", arguments->force, "overwrite the file of -o if it is there");
-    command->add_option("--frame", arguments->frame, "frame of a path with a frame pattern");
-    command->callback([arguments, &out_status] {
+    command.option("FILE", arguments->file, "file to read, and to add u to").required();
+    command.option("--rhs", arguments->rhs, "channel with f").required();
+    command.option("--out", arguments->result, "channel for u, made if it is not there").required();
+    command.option("--tolerance", arguments->tolerance, "relative residual to reach")
+        .notNegative()
+        .showDefault();
+    command.option("--max-iterations", arguments->max_iterations, "most passes")
+        .notNegative()
+        .showDefault();
+    command.option("--sides", arguments->sides, "what the tree ends with")
+        .oneOf({"dirichlet", "neumann"})
+        .showDefault();
+    command.option("--plot", arguments->plot, "picture of the residuals to write");
+    command.option("-o", arguments->output, "file to write instead of FILE");
+    command.flag("-f,--force", arguments->force, "overwrite the file of -o if it is there");
+    command.option("--frame", arguments->frame, "frame of a path with a frame pattern");
+    command.onRun([arguments, &out_status] {
         run(*arguments);
         out_status = eDone;
     });
@@ -220,12 +218,12 @@ void addPoisson(CLI::App& io_command, ExitStatus& out_status)
 
 }  // namespace
 
-void addSolveCommand(CLI::App& io_app, ExitStatus& out_status)
+void addSolveCommand(Command& io_tool, ExitStatus& out_status)
 {
-    CLI::App* command =
-        io_app.add_subcommand("solve", "Solves an equation and adds the result to the file");
-    command->require_subcommand(1);
-    addPoisson(*command, out_status);
+    Command command =
+        io_tool.command("solve", "Solves an equation and adds the result to the file");
+    command.requireCommand();
+    addPoisson(command, out_status);
 }
 
 }  // namespace Skelvar::Tool

@@ -1,12 +1,12 @@
 #include <skelvar/voxel/VoxelShape.h>
 
 #include <tools/kvf/ChannelValues.h>
+#include <tools/kvf/CommandLine.h>
 #include <tools/kvf/Commands.h>
 #include <tools/kvf/Format.h>
 #include <tools/kvf/Frames.h>
 #include <tools/kvf/ShapeFile.h>
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <memory>
@@ -122,16 +122,16 @@ ExitStatus run(const Arguments& in_arguments)
 
 }  // namespace
 
-void addStatsCommand(CLI::App& io_app, ExitStatus& out_status)
+void addStatsCommand(Command& io_tool, ExitStatus& out_status)
 {
     const auto arguments = std::make_shared<Arguments>();
-    CLI::App* command = io_app.add_subcommand("stats",
-                                              "Tells least, greatest and mean finite value, and "
-                                              "NaN and Inf counts, by channel and depth");
-    command->add_option("FILE", arguments->file, "file to read")->required();
-    addFrameOptions(*command, false, arguments->frames);
-    command->add_flag("--json", arguments->as_json, "print JSON, an array for a sequence");
-    command->callback([arguments, &out_status] { out_status = run(*arguments); });
+    Command command = io_tool.command("stats",
+                                      "Tells least, greatest and mean finite value, and "
+                                      "NaN and Inf counts, by channel and depth");
+    command.option("FILE", arguments->file, "file to read").required();
+    addFrameOptions(command, false, arguments->frames);
+    command.flag("--json", arguments->as_json, "print JSON, an array for a sequence");
+    command.onRun([arguments, &out_status] { out_status = run(*arguments); });
 }
 
 }  // namespace Skelvar::Tool

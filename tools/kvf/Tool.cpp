@@ -1,5 +1,6 @@
 #include <skelvar/Version.h>
 
+#include <tools/kvf/CommandLine.h>
 #include <tools/kvf/Commands.h>
 
 #include <CLI/CLI.hpp>
@@ -50,21 +51,22 @@ int runTool(int in_argc, const char* const* in_argv)
         "A channel is named in full or by the part behind its last \"/\".\n"
         "A path may hold a frame pattern: # or @@@@ stands for the frame in four digits. Then a\n"
         "command goes over all frames that are there, or over those of --frames and --shard.");
-    addVoxelizeCommand(app, status);
-    addScatterCommand(app, status);
-    addInfoCommand(app, status);
-    addLsCommand(app, status);
-    addCheckCommand(app, status);
-    addConvertCommand(app, status);
-    addStatsCommand(app, status);
-    addDiffCommand(app, status);
-    addSliceCommand(app, status);
-    addSampleCommand(app, status);
-    addRenderCommand(app, status);
-    addSolveCommand(app, status);
-    addTreeCommand(app, status);
-    addDumpCommand(app, status);
-    addExportCommand(app, status);
+    Command kvf(app);
+    addVoxelizeCommand(kvf, status);
+    addScatterCommand(kvf, status);
+    addInfoCommand(kvf, status);
+    addLsCommand(kvf, status);
+    addCheckCommand(kvf, status);
+    addConvertCommand(kvf, status);
+    addStatsCommand(kvf, status);
+    addDiffCommand(kvf, status);
+    addSliceCommand(kvf, status);
+    addSampleCommand(kvf, status);
+    addRenderCommand(kvf, status);
+    addSolveCommand(kvf, status);
+    addTreeCommand(kvf, status);
+    addDumpCommand(kvf, status);
+    addExportCommand(kvf, status);
     try {
         checkCommand(app, in_argc, in_argv);
         app.parse(in_argc, in_argv);

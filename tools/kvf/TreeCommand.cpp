@@ -4,11 +4,11 @@
 #include <skelvar/voxel/TreeChannel3DBase.h>
 #include <skelvar/voxel/TreeShape3DBase.h>
 
+#include <tools/kvf/CommandLine.h>
 #include <tools/kvf/Commands.h>
 #include <tools/kvf/Format.h>
 #include <tools/kvf/ShapeFile.h>
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -145,15 +145,15 @@ void run(const Arguments& in_arguments)
 
 }  // namespace
 
-void addTreeCommand(CLI::App& io_app, ExitStatus& out_status)
+void addTreeCommand(Command& io_tool, ExitStatus& out_status)
 {
     const auto arguments = std::make_shared<Arguments>();
-    CLI::App* command = io_app.add_subcommand(
+    Command command = io_tool.command(
         "tree", "Tells what the tree of a file is like: its depths, roots, grading and soundness");
-    command->add_option("FILE", arguments->files, "files to read")->required();
-    command->add_option("--frame", arguments->frame, "frame of a path with a frame pattern");
-    command->add_flag("--json", arguments->as_json, "print a JSON array, one entry a file");
-    command->callback([arguments, &out_status] {
+    command.option("FILE", arguments->files, "files to read").required();
+    command.option("--frame", arguments->frame, "frame of a path with a frame pattern");
+    command.flag("--json", arguments->as_json, "print a JSON array, one entry a file");
+    command.onRun([arguments, &out_status] {
         run(*arguments);
         out_status = eDone;
     });

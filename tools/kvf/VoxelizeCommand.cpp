@@ -1,12 +1,11 @@
 #include <skelvar/state/VoxelState.h>
 
+#include <tools/kvf/CommandLine.h>
 #include <tools/kvf/Commands.h>
 #include <tools/kvf/Format.h>
 #include <tools/kvf/ShapeFile.h>
 #include <tools/kvf/geometry/MeshReader.h>
 #include <tools/kvf/geometry/Voxelizer.h>
-
-#include <CLI/CLI.hpp>
 
 #include <filesystem>
 #include <iostream>
@@ -78,27 +77,26 @@ void run(const Arguments& in_arguments)
 
 }  // namespace
 
-void addVoxelizeCommand(CLI::App& io_app, ExitStatus& out_status)
+void addVoxelizeCommand(Command& io_tool, ExitStatus& out_status)
 {
     const auto arguments = std::make_shared<Arguments>();
-    CLI::App* command = io_app.add_subcommand(
+    Command command = io_tool.command(
         "voxelize",
         "Turns a mesh into voxels: signed distance and normal, finest near the surface");
-    command->add_option("MESH", arguments->mesh, "any mesh file that Assimp reads")->required();
-    command->add_option("OUT", arguments->output, "file to write; may hold a frame pattern")
-        ->required();
-    command->add_option("--voxel-size", arguments->voxel_size,
-                        "side of a finest cell in world units (longest side of the mesh / 100)");
-    command->add_option("--band", arguments->band, "finest cells on each side of the surface")
-        ->capture_default_str();
-    command->add_flag("--graded", arguments->graded,
-                      "add tiles until those that touch differ by at most one depth");
-    command->add_option("--name", arguments->name, "name of the object (the mesh file's name)");
-    command->add_option("--frame", arguments->frame, "frame number")->capture_default_str();
-    command->add_option("--quality", arguments->quality, "0 plain, 1 byte planes for floats")
-        ->check(CLI::Range(0, 3))
-        ->capture_default_str();
-    command->callback([arguments, &out_status] {
+    command.option("MESH", arguments->mesh, "any mesh file that Assimp reads").required();
+    command.option("OUT", arguments->output, "file to write; may hold a frame pattern").required();
+    command.option("--voxel-size", arguments->voxel_size,
+                   "side of a finest cell in world units (longest side of the mesh / 100)");
+    command.option("--band", arguments->band, "finest cells on each side of the surface")
+        .showDefault();
+    command.flag("--graded", arguments->graded,
+                 "add tiles until those that touch differ by at most one depth");
+    command.option("--name", arguments->name, "name of the object (the mesh file's name)");
+    command.option("--frame", arguments->frame, "frame number").showDefault();
+    command.option("--quality", arguments->quality, "0 plain, 1 byte planes for floats")
+        .inRange(0, 3)
+        .showDefault();
+    command.onRun([arguments, &out_status] {
         run(*arguments);
         out_status = eDone;
     });
