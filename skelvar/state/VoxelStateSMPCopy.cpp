@@ -1,5 +1,6 @@
-#include <skelvar/base/NameSuffixCompare.h>
+#include <skelvar/base/NameFunctions.h>
 #include <skelvar/base/PathName.h>
+#include <skelvar/base/UniqueName.h>
 #include <skelvar/mesh/Mesh.h>
 #include <skelvar/state/BObject.h>
 #include <skelvar/state/ShapeLinks.h>
@@ -8,8 +9,6 @@
 #include <skelvar/tree/VoxelLayout.h>
 #include <skelvar/voxel/TreeChannel3DBase.h>
 #include <skelvar/voxel/TreeShape3DBase.h>
-
-#include <set>
 
 namespace Skelvar {
 
@@ -63,22 +62,50 @@ VoxelStateResult VoxelStateSMP::duplicateChannel(const std::string& in_key,
     return kVoxelStateOk;
 }
 
-/// Whether each channel can be copied from the one shape to the other, which need not be there yet.
+namespace {
+
+/// The name that a copied channel gets where nothing has it yet: that of a bare-key channel is
+/// taken as it is, any other loses its path and its bad characters. Empty if none can be made.
+std::string nameOfCopy(const std::string& in_new_name, bool in_is_bare_key)
+{
+    std::string object;
+    std::string shape;
+    std::string channel;
+    if (in_is_bare_key) {
+        return in_new_name;
+    }
+    NS::splitPathName(in_new_name, object, shape, channel);
+    return NS::substitueBadChars(channel, '_');
+}
+
+}  // namespace
+
+/// Whether each channel can be copied from the one shape to the other, which, like its layout, need
+/// not be stored yet.
 bool VoxelStateSMP::canCopyChannels(const TreeShape3DBase& in_source, const std::string& in_target,
                                     const TreeShape3DBase* in_target_shape,
                                     const NamePairs& in_channels) const
 {
-    std::set<std::string, NS::NameSuffixCompare> taken;
+    const auto is_taken = [&](const std::string& in_name) {
+        return m_maps->findChannel(in_name) ||
+               m_maps->findChannel(channelStoringKey(in_target, in_name)) ||
+               in_target_shape->hasChannel(in_name);
+    };
+    NS::NameSet names;  // of the copies before
+    NS::NameSet keys = {in_target};
+    if (const auto layout = in_target_shape->layoutPtr()) {
+        keys.insert(layout->name());
+    }
     for (const auto& [name, new_name] : in_channels) {
         const std::string key = in_source.hasChannel(name) ? keyInShape(in_source, name) : "";
-        if (key.empty() || m_maps->findChannel(new_name) ||
-            m_maps->findChannel(channelStoringKey(in_target, new_name)) ||
-            (in_target_shape && in_target_shape->hasChannel(new_name))) {
+        if (key.empty() || is_taken(new_name)) {
             return false;
         }
-        const std::string new_key =
-            m_maps->isBareKey(key) ? new_name : NS::join(in_target, new_name);
-        if (m_maps->hasName(new_key) || !taken.insert(new_key).second) {
+        const bool is_bare = m_maps->isBareKey(key);
+        const std::string made = nameOfCopy(new_name, is_bare);
+        const std::string new_key = is_bare ? made : NS::join(in_target, made);
+        if (made.empty() || is_taken(made) || m_maps->hasName(new_key) ||
+            !names.insert(made).second || !keys.insert(new_key).second) {
             return false;
         }
     }
@@ -109,19 +136,19 @@ VoxelStateResult VoxelStateSMP::copyShape(const std::string& in_source_shape,
     const auto source = m_maps->findShape(in_source_shape);
     const auto source_layout = source ? source->layoutPtr() : nullptr;
     if (!source_layout || in_new_shape == in_new_layout || m_maps->hasName(in_new_shape) ||
-        m_maps->hasName(in_new_layout) ||
-        !canCopyChannels(*source, in_new_shape, nullptr, in_channels)) {
+        m_maps->hasName(in_new_layout)) {
         return kVoxelStateFailed;
     }
     const auto layout = std::make_shared<VoxelLayout>(in_new_layout, source_layout->MVS());
     layout->setStateServerID(getId());
-    if (!m_maps->insertLayout(layout)) {
-        return kVoxelStateFailed;
-    }
     const auto shape = source->copy(false, false);
     shape->removeAllChannels();
     shape->setName(in_new_shape);
     shape->setLayout(layout);
+    if (!canCopyChannels(*source, in_new_shape, shape.get(), in_channels) ||
+        !m_maps->insertLayout(layout)) {
+        return kVoxelStateFailed;
+    }
     if (!m_maps->insertShape(shape)) {
         m_maps->eraseLayout(in_new_layout);
         return kVoxelStateFailed;
