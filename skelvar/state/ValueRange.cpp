@@ -3,6 +3,7 @@
 #include <skelvar/base/TypeMeta.h>
 #include <skelvar/voxel/TreeChannel3DBase.h>
 
+#include <cmath>
 #include <sstream>
 #include <type_traits>
 
@@ -44,8 +45,10 @@ private:
 
     void take(const Component& in_value, int in_component)
     {
-        if (!(in_value == in_value)) {
-            return;
+        if constexpr (std::is_floating_point_v<Component>) {
+            if (std::isnan(in_value)) {
+                return;
+            }
         }
         if (!m_found[in_component] || in_value < m_min[in_component]) {
             m_min[in_component] = in_value;

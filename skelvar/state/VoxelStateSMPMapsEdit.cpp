@@ -111,7 +111,7 @@ bool Maps::standsUnder(const std::string& in_key,
 std::string Maps::keyOf(const std::shared_ptr<TreeChannel3DBase>& in_channel) const
 {
     const Lock lock(m_mutex);
-    const std::string path = in_channel->partialPathName();
+    std::string path = in_channel->partialPathName();
     if (standsUnder(path, in_channel)) {
         return path;
     }
