@@ -71,9 +71,9 @@ private:
     }
     void addPlace(const vec3i& in_steps)
     {
-        const bool is_near = (static_cast<unsigned>(in_steps[0]) < 3) &
-                             (static_cast<unsigned>(in_steps[1]) < 3) &
-                             (static_cast<unsigned>(in_steps[2]) < 3);
+        const bool is_near = static_cast<unsigned>(in_steps[0]) < 3 &&
+                             static_cast<unsigned>(in_steps[1]) < 3 &&
+                             static_cast<unsigned>(in_steps[2]) < 3;
         const int place = in_steps[0] + 3 * (in_steps[1] + 3 * in_steps[2]);
         if (is_near && std::exchange(m_is_done[place], true)) {
             return;
@@ -129,8 +129,12 @@ struct InnerBox {
     }
     bool holds(const vec3f& in_point) const
     {
-        return (in_point[0] >= low[0]) & (in_point[0] < high[0]) & (in_point[1] >= low[1]) &
-               (in_point[1] < high[1]) & (in_point[2] >= low[2]) & (in_point[2] < high[2]);
+        bool inside = true;
+        for (int a = 0; a < 3; ++a) {  // without a branch for each comparison
+            inside &= in_point[a] >= low[a];
+            inside &= in_point[a] < high[a];
+        }
+        return inside;
     }
 };
 
