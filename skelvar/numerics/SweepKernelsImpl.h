@@ -162,8 +162,8 @@ private:
     int m_parity;
 };
 
-void sweepCore(const float* const* in_values, const float* const* in_r, float* const* out_z,
-               double* out_dots)
+inline void sweepCore(const float* const* in_values, const float* const* in_r, float* const* out_z,
+                      double* out_dots)
 {
     CoreLanes lanes;
     gatherLanes<kCoreEntries>(in_values, lanes.values);
@@ -223,7 +223,7 @@ inline void relaxRow(const SweepRows& io_rows, int in_row)
     }
 }
 
-void sweepRows(const SweepRows& io_rows)
+inline void sweepRows(const SweepRows& io_rows)
 {
     const int last_even = (io_rows.num_rows - 1) & ~1;
     const int last_odd = io_rows.num_rows / 2 * 2 - 1;
