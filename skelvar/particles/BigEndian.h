@@ -46,7 +46,7 @@ template <typename T>
 void toBigEndian(const T* in_elements, unsigned long in_count, char* out_bytes)
 {
     using Word = ComponentWord<T>;
-    swapWords<Word>(in_elements, in_count * (sizeof(T) / sizeof(Word)), out_bytes);
+    swapWords<Word>(in_elements, in_count * sizeof(T) / sizeof(Word), out_bytes);
 }
 
 /// In place.
@@ -54,7 +54,7 @@ template <typename T>
 void fromBigEndian(T* io_elements, unsigned long in_count)
 {
     using Word = ComponentWord<T>;
-    swapWords<Word>(io_elements, in_count * (sizeof(T) / sizeof(Word)), io_elements);
+    swapWords<Word>(io_elements, in_count * sizeof(T) / sizeof(Word), io_elements);
 }
 
 }  // namespace Skelvar::Detail
