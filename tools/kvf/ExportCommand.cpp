@@ -54,10 +54,12 @@ public:
         const std::string name = full.substr(full.rfind('/') + 1);
         std::vector<std::string> names;
         for (int c = 0; c < Components::kCount; ++c) {
-            const std::string axis(1, "xyzw"[c]);
-            names.push_back(m_place != nullptr        ? axis
-                            : Components::kCount == 1 ? name
-                                                      : name + "_" + axis);
+            std::string component = m_place != nullptr ? "" : name;
+            if (Components::kCount > 1) {
+                component += m_place != nullptr ? "" : "_";
+                component += "xyzw"[c];
+            }
+            names.push_back(component);
         }
         return names;
     }
