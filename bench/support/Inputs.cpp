@@ -257,8 +257,8 @@ float ballDensity(const vec3i& in_cell, unsigned long long in_seed)
 
 float poissonSource(const vec3i& in_cell)
 {
-    const double smooth = valueNoise((in_cell[0] + 0.5) / 16, (in_cell[1] + 0.5) / 16,
-                                     (in_cell[2] + 0.5) / 16, 700);
+    const double smooth =
+        valueNoise((in_cell[0] + 0.5) / 16, (in_cell[1] + 0.5) / 16, (in_cell[2] + 0.5) / 16, 700);
     return static_cast<float>(smooth + 0.1 * cellHash(in_cell[0], in_cell[1], in_cell[2], 701));
 }
 

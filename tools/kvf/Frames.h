@@ -1,7 +1,7 @@
 #pragma once
 
-#include <tools/kvf/ToolError.h>
 #include <tools/kvf/CommandLine.h>
+#include <tools/kvf/ToolError.h>
 
 #include <functional>
 #include <optional>
