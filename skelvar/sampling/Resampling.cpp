@@ -47,7 +47,7 @@ template <typename First, typename... Rest>
 std::shared_ptr<VoxelLayout> commonLayout(const std::string& in_operation, const First& in_first,
                                           const Rest&... in_rest)
 {
-    const auto layout = layoutOf(in_first);
+    auto layout = layoutOf(in_first);
     const auto expect = [&](const auto& in_channel) {
         if (!layout || layoutOf(in_channel) != layout) {
             throw std::runtime_error(in_operation +
