@@ -176,7 +176,7 @@ std::streamsize FileStreamBuf::xsputn(const char* in_bytes, std::streamsize in_c
             return writeOut(in_bytes, count) ? in_count : 0;
         }
     }
-    std::memcpy(pptr(), in_bytes, count);
+    std::copy_n(in_bytes, count, pptr());  // of nothing too, from nowhere
     pbump(static_cast<int>(count));
     return in_count;
 }

@@ -1,7 +1,6 @@
 #include <skelvar/io/MemoryStreamBuf.h>
 
 #include <algorithm>
-#include <cstring>
 
 namespace Skelvar {
 
@@ -54,7 +53,7 @@ std::streamsize MemoryStreamBuf::xsputn(const char* in_bytes, std::streamsize in
     if (place == nullptr) {
         return 0;
     }
-    std::memcpy(place, in_bytes, static_cast<std::size_t>(in_count));
+    std::copy_n(in_bytes, in_count, place);  // of nothing too, from nowhere
     return in_count;
 }
 

@@ -118,8 +118,10 @@ vec3f placeOf(const VoxelShape& in_shape, const TreeChannel3DBase& in_channel,
 {
     const VoxelLayoutNode& node = in_shape.layout().node(in_tile.first, in_tile.second);
     const float width = static_cast<float>(VoxelLayout::cellWidth(in_tile.second));
-    const vec3f cell{static_cast<float>(in_cell % 5), static_cast<float>(in_cell / 5 % 5),
-                     static_cast<float>(in_cell / 25)};
+    const int layer = in_cell / 25;
+    const int row = in_cell / 5 % 5;
+    const vec3f cell{static_cast<float>(in_cell % 5), static_cast<float>(row),
+                     static_cast<float>(layer)};
     const vec3f corner{static_cast<float>(node.i()), static_cast<float>(node.j()),
                        static_cast<float>(node.k())};
     return in_shape.wsx(corner + cell * width, in_channel.offsetType(), in_tile.second);
