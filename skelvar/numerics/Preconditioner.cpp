@@ -14,7 +14,6 @@ using Detail::kLanes;
 using Detail::LaneFloats;
 using Detail::LaneOffsets;
 using Detail::SweepKernels;
-using Detail::SweepRows;
 
 /// A tile's diagonal block with its r and z.
 struct Work {
