@@ -155,6 +155,19 @@ double refine(const Differences& in_d, double in_permanent, double in_bound_b, d
     return std::fabs(det) >= bound ? det : in_exact();
 }
 
+/// The same where all stages evaluate one determinant: `in_determinant` does it with the arithmetic
+/// that it is given.
+template <typename Differences, typename Determinant>
+double refine(const Differences& in_d, double in_permanent, double in_bound_b, double in_bound_c,
+              Determinant in_determinant)
+{
+    return refine(
+        in_d, in_permanent, in_bound_b, in_bound_c,
+        [&] { return in_determinant(kHead).estimate(); },
+        [&] { return in_determinant(kFirstOrder).tail; },
+        [&] { return in_determinant(kExact).largest(); });
+}
+
 template <typename Number>
 auto orient2dOf(const Differences<2, 2>& in_d, Number in_number)
 {
@@ -264,11 +277,8 @@ double orient2dadapt(const double* in_pa, const double* in_pb, const double* in_
                      double in_permanent)
 {
     const Differences<2, 2> d({in_pa, in_pb}, in_pc);
-    return refine(
-        d, in_permanent, ccwerrboundB, ccwerrboundC,
-        [&] { return orient2dOf(d, kHead).estimate(); },
-        [&] { return orient2dOf(d, kFirstOrder).tail; },
-        [&] { return orient2dOf(d, kExact).largest(); });
+    return refine(d, in_permanent, ccwerrboundB, ccwerrboundC,
+                  [&](auto in_number) { return orient2dOf(d, in_number); });
 }
 
 double orient3dStaged(const double* in_pa, const double* in_pb, const double* in_pc,
@@ -279,11 +289,8 @@ double orient3dStaged(const double* in_pa, const double* in_pb, const double* in
     if (std::fabs(det.value) > o3derrboundA * det.permanent) {
         return det.value;
     }
-    return refine(
-        d, det.permanent, o3derrboundB, o3derrboundC,
-        [&] { return orient3dOf(d, kHead).estimate(); },
-        [&] { return orient3dOf(d, kFirstOrder).tail; },
-        [&] { return orient3dOf(d, kExact).largest(); });
+    return refine(d, det.permanent, o3derrboundB, o3derrboundC,
+                  [&](auto in_number) { return orient3dOf(d, in_number); });
 }
 
 double insphereadapt(const double* in_pa, const double* in_pb, const double* in_pc,
@@ -317,11 +324,8 @@ double incircle(const double* in_pa, const double* in_pb, const double* in_pc, c
     if (std::fabs(det.value) > iccerrboundA * det.permanent) {
         return det.value;
     }
-    return refine(
-        d, det.permanent, iccerrboundB, iccerrboundC,
-        [&] { return incircleOf(d, kHead).estimate(); },
-        [&] { return incircleOf(d, kFirstOrder).tail; },
-        [&] { return incircleOf(d, kExact).largest(); });
+    return refine(d, det.permanent, iccerrboundB, iccerrboundC,
+                  [&](auto in_number) { return incircleOf(d, in_number); });
 }
 
 double insphere(const double* in_pa, const double* in_pb, const double* in_pc, const double* in_pd,
