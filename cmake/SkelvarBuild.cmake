@@ -32,6 +32,11 @@ endif()
 add_library(skelvar_options INTERFACE)
 target_compile_options(skelvar_options INTERFACE -Wall -Wextra -Wpedantic -Wno-unknown-pragmas
                                                  -ffp-contract=off)
+# Some source files are compiled as one where that saves time. g++ then takes each of them for a
+# header, whose anonymous namespaces would differ from file to file.
+if(CMAKE_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  target_compile_options(skelvar_options INTERFACE -Wno-subobject-linkage)
+endif()
 
 # Checked builds. The first fault ends the program, so that no test can pass over it.
 if(SKELVAR_SANITIZE)

@@ -10,4 +10,11 @@ enum KvfVersion : int {
     kKvfVersion4 = 4,  ///< channels in compressed chunks; the version that is written
 };
 
+/// Versions of the records within, which go their own way: the one that is written, and the first
+/// with a dictionary.
+inline constexpr unsigned short kLayoutVersion = 3;
+inline constexpr unsigned short kLayoutVersionWithDictionary = 3;
+inline constexpr unsigned short kShapeVersion = 4;
+inline constexpr unsigned short kShapeVersionWithDictionary = 4;
+
 }  // namespace Skelvar

@@ -18,8 +18,8 @@ constexpr unsigned int kVersionWithCreationKind = 3;
 constexpr unsigned long kLeastChannelRecord = 20;  ///< two empty strings and three numbers
 
 /// The channel of the name; null if the shape has none.
-std::shared_ptr<TreeChannel3DBase> findChannel(const TreeShape3DBase& in_shape,
-                                               const std::string& in_name)
+std::shared_ptr<TreeChannel3DBase> channelOrNull(const TreeShape3DBase& in_shape,
+                                                 const std::string& in_name)
 {
     try {
         return in_shape.channelBasePtr(in_name);
@@ -125,7 +125,7 @@ bool saveKvfHeader(KvfWriter& io_writer, const VoxelState& in_state,
     ok &= io_writer.write(out_info.layoutName);
     ok &= io_writer.write(static_cast<unsigned int>(in_channel_names.size()));
     for (const std::string& name : in_channel_names) {
-        const std::shared_ptr<TreeChannel3DBase> channel = findChannel(*shape, name);
+        const std::shared_ptr<TreeChannel3DBase> channel = channelOrNull(*shape, name);
         if (!channel) {
             KvfError::print("Channel <" + name + "> doesn't exist in component <" + shape->name() +
                             "> and cannot be saved.\n");

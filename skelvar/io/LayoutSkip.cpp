@@ -1,5 +1,6 @@
 #include <skelvar/io/LayoutSkip.h>
 
+#include <skelvar/base/KvfVersion.h>
 #include <skelvar/io/KvfReader.h>
 #include <skelvar/tree/TileId.h>
 
@@ -18,8 +19,6 @@ constexpr Offset kSlotBytes = 500;
 constexpr Offset kLargestNode = kNodeBytes + kSlotBytes;
 constexpr Offset kWindow = kLargestNode + kNodeBytes;  ///< holds a whole head, wherever it begins
 constexpr Offset kMatrixBytes = 64;
-constexpr unsigned short kLayoutVersionWithDictionary = 3;
-constexpr unsigned short kShapeVersionWithDictionary = 4;
 
 unsigned int bigEndian32(const char* in_bytes)
 {

@@ -10,7 +10,7 @@ namespace Skelvar {
 namespace {
 
 using Bytes = std::vector<unsigned char>;
-using Positions = std::vector<DynamicParticleTile<vec3f>>;
+using PositionTiles = std::vector<DynamicParticleTile<vec3f>>;
 
 static_assert(sizeof(vec3f) == 3 * sizeof(float), "elements are walked as rows of floats");
 
@@ -158,7 +158,7 @@ bool TilesEncoder<ParticleChannel<vec3f>>::decode3f(unsigned long in_count, Tile
     return decodePlanes(in_count, io_tiles, io_stream);
 }
 
-bool encodePositions(const VoxelLayout& in_layout, int in_depth, const Positions& in_tiles,
+bool encodePositions(const VoxelLayout& in_layout, int in_depth, const PositionTiles& in_tiles,
                      OutputStream& io_stream)
 {
     const bool is_wide = io_stream.quality() == eQualityQuantised16;
@@ -188,7 +188,7 @@ bool encodePositions(const VoxelLayout& in_layout, int in_depth, const Positions
     return ok;
 }
 
-bool decodePositions(const VoxelLayout& in_layout, int in_depth, Positions& io_tiles,
+bool decodePositions(const VoxelLayout& in_layout, int in_depth, PositionTiles& io_tiles,
                      InputStream& io_stream)
 {
     const bool is_wide = io_stream.quality() == eQualityQuantised16;

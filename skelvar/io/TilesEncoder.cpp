@@ -16,7 +16,6 @@ namespace Skelvar {
 
 namespace {
 
-constexpr long long kTileSize = 125;
 constexpr long long kPlaneRecord = 8 + 4 * kTileSize;  ///< plane length and four planes
 constexpr unsigned long kBatchBytes = 32 * 1024;       ///< encoded at once: stays in the cache
 constexpr unsigned long kSerialTiles = 99;             ///< at most so many are not worth tasks

@@ -20,7 +20,7 @@ constexpr int kHaloedSize = kHaloedWidth * kHaloedWidth * kHaloedWidth;
 /// Place of the parent among the sources, behind the 27 tiles.
 constexpr int kParent = 27;
 /// Sources that one run of the evaluator answers.
-constexpr int kLanes = 4;
+constexpr int kHaloLanes = 4;
 
 /// A value that the haloed tile is made of: a cell of a tile of the block, or a position of the
 /// parent's haloed tile.
@@ -80,9 +80,9 @@ public:
     void answer(const Add& in_add)
     {
         const std::vector<Source> sources = findSources();
-        for (std::size_t first = 0; first < sources.size(); first += kLanes) {
+        for (std::size_t first = 0; first < sources.size(); first += kHaloLanes) {
             const int count =
-                static_cast<int>(std::min<std::size_t>(kLanes, sources.size() - first));
+                static_cast<int>(std::min<std::size_t>(kHaloLanes, sources.size() - first));
             set(sources.data() + first, count, 1.0f);
             run();
             for (int position = 0; position < kHaloedSize; ++position) {

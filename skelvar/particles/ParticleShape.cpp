@@ -14,7 +14,7 @@ namespace Skelvar {
 namespace {
 
 constexpr unsigned short kVersionWithNextId = 4;
-constexpr unsigned short kVersion = 4;
+constexpr unsigned short kParticleShapeVersion = 4;
 constexpr unsigned int kTotalsBytes = kNumDepths * 8;
 
 /// Beyond what any memory holds; keeps the totals from running over.
@@ -135,7 +135,7 @@ unsigned long long ParticleShape::memUsage(MemUsage::Type in_type) const
 
 bool ParticleShape::save(OutputStream& io_stream) const
 {
-    bool ok = io_stream.write(kVersion);
+    bool ok = io_stream.write(kParticleShapeVersion);
     ok &= TreeShape3DBase::save(io_stream);
     ok &= io_stream.write(maxParticleId());
     ok &= io_stream.write(static_cast<unsigned int>(kNumDepths));
@@ -159,7 +159,7 @@ bool ParticleShape::load(InputStream& io_stream)
     }
     unsigned long long next_id = 0;
     ParticleCountBlock counts;
-    if (version > kVersion || !TreeShape3DBase::load(io_stream) ||
+    if (version > kParticleShapeVersion || !TreeShape3DBase::load(io_stream) ||
         (version >= kVersionWithNextId && !io_stream.read(next_id)) ||
         !loadCounts(io_stream, counts)) {
         return false;

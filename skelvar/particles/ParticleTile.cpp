@@ -45,7 +45,7 @@ void releaseMemory(void* io_memory)
 #endif
 
 constexpr unsigned short kVersion2 = 2;
-constexpr unsigned long kBatchBytes = 4096;
+constexpr unsigned long kReadBatchBytes = 4096;
 constexpr unsigned long kMostBytes = 1UL << 47;  ///< more than a process can address
 
 }  // namespace
@@ -95,7 +95,7 @@ bool ParticleTile<T>::save(OutputStream& io_stream) const
 {
     bool ok = io_stream.write(kVersion2);
     ok &= io_stream.write(static_cast<unsigned long long>(size()));
-    constexpr unsigned long kBatch = kBatchBytes / sizeof(T);
+    constexpr unsigned long kBatch = kReadBatchBytes / sizeof(T);
     char batch[kBatch * sizeof(T)];
     for (unsigned long first = 0; first < size(); first += kBatch) {
         const unsigned long count = std::min(kBatch, size() - first);

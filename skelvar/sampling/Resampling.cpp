@@ -36,7 +36,7 @@ private:
 };
 
 template <typename Channel>
-std::shared_ptr<VoxelLayout> layoutOf(const Channel& in_channel)
+std::shared_ptr<VoxelLayout> layoutBelow(const Channel& in_channel)
 {
     const auto shape = in_channel.voxelShapePtr();
     return shape ? shape->layoutPtr() : nullptr;
@@ -47,9 +47,9 @@ template <typename First, typename... Rest>
 std::shared_ptr<VoxelLayout> commonLayout(const std::string& in_operation, const First& in_first,
                                           const Rest&... in_rest)
 {
-    auto layout = layoutOf(in_first);
+    auto layout = layoutBelow(in_first);
     const auto expect = [&](const auto& in_channel) {
-        if (!layout || layoutOf(in_channel) != layout) {
+        if (!layout || layoutBelow(in_channel) != layout) {
             throw std::runtime_error(in_operation +
                                      ": no layout, or another one, below the channel " +
                                      in_channel.name());

@@ -14,10 +14,10 @@ namespace {
 /// In place of the index of a node here: it is to be made.
 constexpr int kNewNode = -1;
 /// It has no place here.
-constexpr int kSkipped = -3;
+constexpr int kNoPlace = -3;
 
 /// Nodes that one task handles.
-constexpr long long kChunk = 4096;
+constexpr long long kMergeChunk = 4096;
 
 /// The nodes of a layout as a source of tiles.
 struct LayoutSource {
@@ -67,7 +67,7 @@ public:
     {
         Piece piece;
         for (long long n = in_begin; n < in_end; ++n) {
-            m_here[n] = m_source.exists(m_depth, n) ? find(n, piece) : kSkipped;
+            m_here[n] = m_source.exists(m_depth, n) ? find(n, piece) : kNoPlace;
             piece.new_nodes += m_here[n] == kNewNode;
         }
         return piece;
@@ -104,8 +104,8 @@ private:
             const int slot = tileDigit(m_source.id(m_depth, in_n), m_depth) - 1;
             return node.childExists(slot) ? node.child(slot) : kNewNode;
         }
-        if (parent == kSkipped) {
-            return kSkipped;
+        if (parent == kNoPlace) {
+            return kNoPlace;
         }
         const TileId id = m_source.id(m_depth, in_n);
         const TileIndex found = m_layout.nodeIndex<true>(id);
@@ -113,7 +113,7 @@ private:
             return found.first;
         }
         if (m_layout.findRoot(id) != m_layout.endRoots()) {
-            return kSkipped;
+            return kNoPlace;
         }
         io_piece.has_roots = true;
         return kNewNode;
@@ -163,13 +163,13 @@ void LayoutMerge::addAll(const Source& in_source)
     for (int depth = 0; depth < kNumDepths; ++depth) {
         DepthMerge<Source> merge(in_source, depth, above, m_layout);
         const long long count = in_source.size(depth);
-        const long long num_chunks = (count + kChunk - 1) / kChunk;
+        const long long num_chunks = (count + kMergeChunk - 1) / kMergeChunk;
         const auto for_chunks = [&](const auto& in_body) {
             tbb::task_group_context context;
             tbb::parallel_for(
                 0LL, num_chunks,
                 [&](long long chunk) {
-                    in_body(chunk, chunk * kChunk, std::min(count, (chunk + 1) * kChunk));
+                    in_body(chunk, chunk * kMergeChunk, std::min(count, (chunk + 1) * kMergeChunk));
                 },
                 tbb::auto_partitioner{}, context);
         };

@@ -27,7 +27,7 @@ struct Block {
 
 /// A set of tiles of one depth, kept as blocks: an open hash table that is at most half full.
 /// Remembers the last block, so that boxes near each other cost no search.
-class TileSet {
+class BlockSet {
 public:
     /// Adds the child in `in_slot` of the block.
     void add(Word in_key, int in_slot)
@@ -103,7 +103,7 @@ unsigned cellFromCorner(float in_coordinate)
 
 /// The tiles of `Depth` that meet a box of cells, as children of blocks one depth above.
 template <int Depth>
-void addBox(const CellBox& in_box, TileSet& io_tiles)
+void addBox(const CellBox& in_box, BlockSet& io_tiles)
 {
     constexpr unsigned side = kTileSideLUT[Depth];
     unsigned low[3];
@@ -144,7 +144,7 @@ template <typename TileSets>
 std::vector<Block> gatherBlocks(const TileSets& in_sets, int in_depth)
 {
     std::vector<Block> blocks;
-    for (const TileSet& set : in_sets) {
+    for (const BlockSet& set : in_sets) {
         set.appendTo(blocks);
     }
     tbb::parallel_for(std::size_t{0}, blocks.size(),
@@ -225,11 +225,11 @@ template <int Depth>
 TileForest collectTiles(long long in_count, const CellBoxes& in_boxes, const char* in_label)
 {
     constexpr long long kBatch = 256;
-    tbb::enumerable_thread_specific<TileSet> sets;
+    tbb::enumerable_thread_specific<BlockSet> sets;
     tbb::parallel_for(tbb::blocked_range<long long>(0, in_count, 4 * kBatch),
                       [&](const tbb::blocked_range<long long>& range) {
                           const SkelvarProfiler::Scope event(in_label);
-                          TileSet& tiles = sets.local();
+                          BlockSet& tiles = sets.local();
                           std::array<CellBox, kBatch> boxes;
                           for (long long n = range.begin(); n < range.end(); n += kBatch) {
                               const long long count = std::min(kBatch, range.end() - n);

@@ -2,6 +2,7 @@
 
 #include <skelvar/base/Dictionary.h>
 #include <skelvar/base/InputStream.h>
+#include <skelvar/base/KvfVersion.h>
 #include <skelvar/base/OutputStream.h>
 #include <skelvar/tree/LayoutConsistency.h>
 
@@ -12,9 +13,6 @@ namespace Skelvar {
 
 namespace {
 
-constexpr unsigned short kVersionWithDictionary = 3;
-constexpr unsigned short kVersionWritten = kVersionWithDictionary;
-
 constexpr int kRootCountBytes = kNumDepths * static_cast<int>(sizeof(int));
 constexpr unsigned long long kRootEntryBytes = 16;
 /// The fields of a node without a version and without child slots.
@@ -24,7 +22,7 @@ constexpr unsigned long long kSmallestNodeBytes = 45;
 
 bool VoxelLayout::save(OutputStream& io_stream) const
 {
-    bool ok = io_stream.write(kVersionWritten);
+    bool ok = io_stream.write(kLayoutVersion);
     ok &= TreeLayout3DBase::save(io_stream);
     ok &= io_stream.write(m_compact_on_delete);
     ok &= io_stream.write(m_num_nodes);
@@ -68,7 +66,7 @@ bool VoxelLayout::loadContent(InputStream& io_stream)
     }
     int num_nodes = 0;  // told again by the nodes themselves
     int count_bytes = 0;
-    return version <= kVersionWritten && TreeLayout3DBase::load(io_stream) &&
+    return version <= kLayoutVersion && TreeLayout3DBase::load(io_stream) &&
            io_stream.read(m_compact_on_delete) && io_stream.read(num_nodes) &&
            io_stream.read(m_finest_root_depth) && m_finest_root_depth >= 0 &&
            m_finest_root_depth <= kMaxTileDepth && io_stream.read(count_bytes) &&
@@ -76,7 +74,7 @@ bool VoxelLayout::loadContent(InputStream& io_stream)
            io_stream.readbytes(kRootCountBytes, reinterpret_cast<char*>(m_root_counts)) &&
            *std::min_element(std::begin(m_root_counts), std::end(m_root_counts)) >= 0 &&
            loadRoots(io_stream) && loadNodes(io_stream) &&
-           (version < kVersionWithDictionary || loadDictionary(io_stream)) && settle();
+           (version < kLayoutVersionWithDictionary || loadDictionary(io_stream)) && settle();
 }
 
 bool VoxelLayout::loadRoots(InputStream& io_stream)

@@ -15,8 +15,8 @@ namespace Skelvar {
 
 namespace {
 
-constexpr unsigned short kVersionWithDictionary = 2;
-constexpr unsigned short kVersion = 2;
+constexpr unsigned short kChannelVersionWithDictionary = 2;
+constexpr unsigned short kChannelVersion = 2;
 
 }  // namespace
 
@@ -46,7 +46,7 @@ void TreeChannel3DBase::setShape(const std::shared_ptr<TreeShape3DBase>& in_shap
 
 bool TreeChannel3DBase::save(OutputStream& io_stream) const
 {
-    bool ok = io_stream.write(kVersion);
+    bool ok = io_stream.write(kChannelVersion);
     ok &= io_stream.write(m_tag_word);
     ok &= io_stream.write(m_tag_text);
     ok &= io_stream.write(m_dictionary->save());
@@ -59,7 +59,7 @@ bool TreeChannel3DBase::load(InputStream& io_stream)
         return true;
     }
     unsigned short version = 0;
-    if (!io_stream.read(version) || version > kVersion) {
+    if (!io_stream.read(version) || version > kChannelVersion) {
         return false;
     }
     if (version == 0) {
@@ -69,7 +69,7 @@ bool TreeChannel3DBase::load(InputStream& io_stream)
     std::string tag_text;
     std::string dictionary;
     bool ok = io_stream.read(tag_word) && io_stream.read(tag_text);
-    if (version >= kVersionWithDictionary) {
+    if (version >= kChannelVersionWithDictionary) {
         ok = ok && io_stream.read(dictionary) &&
              (dictionary.empty() || m_dictionary->load(dictionary));
     }

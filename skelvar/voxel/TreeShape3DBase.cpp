@@ -2,6 +2,7 @@
 
 #include <skelvar/base/Dictionary.h>
 #include <skelvar/base/InputStream.h>
+#include <skelvar/base/KvfVersion.h>
 #include <skelvar/base/OutputStream.h>
 #include <skelvar/base/SkelvarProfiler.h>
 #include <skelvar/state/BObject.h>
@@ -16,13 +17,6 @@
 #include <stdexcept>
 
 namespace Skelvar {
-
-namespace {
-
-constexpr unsigned short kVersionWithDictionary = 4;
-constexpr unsigned short kVersion = 4;
-
-}  // namespace
 
 TreeShape3DBase::TreeShape3DBase(const std::string& in_name)
     : m_name(in_name), m_dictionary(std::make_shared<Dictionary>())
@@ -294,7 +288,7 @@ void TreeShape3DBase::copyShapeInto(TreeShape3DBase& io_target, bool in_copy_dat
 
 bool TreeShape3DBase::save(OutputStream& io_stream) const
 {
-    bool ok = io_stream.write(kVersion);
+    bool ok = io_stream.write(kShapeVersion);
     ok &= io_stream.write(m_name);
     ok &= io_stream.write(m_layout_name);
     ok &= io_stream.write(m_object_name);
@@ -319,11 +313,11 @@ bool TreeShape3DBase::load(InputStream& io_stream)
     float inverse_voxel_size = 1.0f;
     Similarity to_world;
     std::string dictionary;
-    bool ok = version <= kVersion && io_stream.read(name) && io_stream.read(layout_name) &&
+    bool ok = version <= kShapeVersion && io_stream.read(name) && io_stream.read(layout_name) &&
               io_stream.read(object_name) && io_stream.read(voxel_size) &&
               io_stream.read(inverse_voxel_size) && io_stream.read(to_world.toWorld) &&
               io_stream.read(to_world.fromWorld);
-    if (version >= kVersionWithDictionary) {
+    if (version >= kShapeVersionWithDictionary) {
         ok = ok && io_stream.read(dictionary) &&
              (dictionary.empty() || m_dictionary->load(dictionary));
     }

@@ -17,9 +17,9 @@ namespace {
 using Testing::Random;
 
 #ifdef SKELVAR_CHECKED_BUILD
-constexpr int kTrials = 5000;
+constexpr int kPredicateTrials = 5000;
 #else
-constexpr int kTrials = 100000;
+constexpr int kPredicateTrials = 100000;
 #endif
 
 // --- the slow side: integers that are wide enough ---------------------------------------------
@@ -124,7 +124,7 @@ void expectTrueSigns(int in_count, bool in_lifted, Predicate in_predicate)
     Random random(4711);
     SCOPED_TRACE(random.seed());
     int zeros = 0;
-    for (int trial = 0; trial < kTrials && !testing::Test::HasFailure(); ++trial) {
+    for (int trial = 0; trial < kPredicateTrials && !testing::Test::HasFailure(); ++trial) {
         Points<AXES> points;
         for (int n = 0; n < in_count; ++n) {
             points.push_back(nearDegenerate<AXES>(random, trial % 4));
@@ -147,8 +147,8 @@ void expectTrueSigns(int in_count, bool in_lifted, Predicate in_predicate)
         EXPECT_EQ(first == second ? expected : -expected, sign(in_predicate(points)))
             << "exchanged, trial " << trial;
     }
-    EXPECT_GT(zeros, kTrials / 1000);
-    EXPECT_LT(zeros, kTrials);
+    EXPECT_GT(zeros, kPredicateTrials / 1000);
+    EXPECT_LT(zeros, kPredicateTrials);
 }
 
 TEST(Predicates, Orient2dHasTheTrueSign)
@@ -206,7 +206,7 @@ TEST(Expansions, SumsAndProductsAreExact)
 {
     Random random(12);
     SCOPED_TRACE(random.seed());
-    for (int trial = 0; trial < kTrials / 100; ++trial) {
+    for (int trial = 0; trial < kPredicateTrials / 100; ++trial) {
         double e[8] = {random.real(-1, 1)};
         Wide exact = scaled(e[0]);
         int length = 1;
@@ -287,7 +287,7 @@ TEST(SimulationOfSimplicity, IsTheSignOfPointsMovedByTheirIds)
 {
     Random random(99);
     SCOPED_TRACE(random.seed());
-    for (int trial = 0; trial < kTrials / 50 && !HasFailure(); ++trial) {
+    for (int trial = 0; trial < kPredicateTrials / 50 && !HasFailure(); ++trial) {
         std::array<int, 4> ids{};
         for (int n = 0; n < 4; ++n) {
             ids[n] = 10 * random.integer(-5, 5) + n;

@@ -13,16 +13,12 @@ namespace {
 
 using nlohmann::json;
 
-constexpr const char* kCube =
-    "v -1 -1 -1\nv 1 -1 -1\nv -1 1 -1\nv 1 1 -1\nv -1 -1 1\nv 1 -1 1\nv -1 1 1\nv 1 1 1\n"
-    "f 1 3 4 2\nf 5 6 8 7\nf 1 2 6 5\nf 3 7 8 4\nf 1 5 7 3\nf 2 4 8 6\n";
-
 /// A folder with a mesh and a file made of it, and the program at hand.
 class KvfProgram : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        folder.write("cube.obj", kCube);
+        folder.write("cube.obj", kCubeObj);
         ASSERT_EQ(0, kvf("voxelize cube.obj cube.kvf --voxel-size 0.1 --frame 3").status);
     }
 

@@ -1,4 +1,5 @@
 #include <tests/tools/RunProgram.h>
+#include <tests/tools/TestMeshes.h>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -14,18 +15,13 @@ namespace {
 
 using nlohmann::json;
 
-constexpr const char* kCube =
-    "v -1 -1 -1\nv 1 -1 -1\nv -1 1 -1\nv 1 1 -1\nv -1 -1 1\nv 1 -1 1\nv -1 1 1\nv 1 1 1\n"
-    "f 1 3 4 2\nf 5 6 8 7\nf 1 2 6 5\nf 3 7 8 4\nf 1 5 7 3\n";
-constexpr const char* kLastFace = "f 2 4 8 6\n";
-
 /// A folder with a closed cube of side 2 and one without a face.
 class KvfParticles : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        folder.write("cube.obj", std::string(kCube) + kLastFace);
-        folder.write("open.obj", kCube);
+        folder.write("cube.obj", kCubeObj);
+        folder.write("open.obj", kOpenCubeObj);
     }
     Outcome kvf(const std::string& in_arguments) const
     {

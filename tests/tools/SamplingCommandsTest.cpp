@@ -4,6 +4,7 @@
 
 #include <tests/sampling/Field.h>
 #include <tests/tools/RunProgram.h>
+#include <tests/tools/TestMeshes.h>
 
 #include <gtest/gtest.h>
 #include <png.h>
@@ -17,16 +18,12 @@ namespace Skelvar::Tool::Test {
 
 namespace {
 
-constexpr const char* kCube =
-    "v -1 -1 -1\nv 1 -1 -1\nv -1 1 -1\nv 1 1 -1\nv -1 -1 1\nv 1 -1 1\nv -1 1 1\nv 1 1 1\n"
-    "f 1 3 4 2\nf 5 6 8 7\nf 1 2 6 5\nf 3 7 8 4\nf 1 5 7 3\nf 2 4 8 6\n";
-
 /// A folder with a cube from -1 to 1 in voxels of 0.1, and the program at hand.
 class SamplingCommands : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        folder.write("cube.obj", kCube);
+        folder.write("cube.obj", kCubeObj);
         ASSERT_EQ(0, kvf("voxelize cube.obj cube.kvf --voxel-size 0.1").status);
     }
     Outcome kvf(const std::string& in_arguments) const

@@ -2,21 +2,14 @@
 
 #include <skelvar/numerics/Distance.h>
 
+#include <tools/kvf/geometry/Vectors.h>
+
 #include <cmath>
 #include <filesystem>
 #include <limits>
 #include <numbers>
 
 namespace Skelvar::Tool::Test {
-
-namespace {
-
-vec3d widen(const vec3f& in_v)
-{
-    return {in_v[0], in_v[1], in_v[2]};
-}
-
-}  // namespace
 
 TriangleMesh makeCube(float in_half)
 {

@@ -7,6 +7,14 @@
 
 namespace Skelvar::Tool::Test {
 
+/// A cube from -1 to 1 as the text of an OBJ file, and the same without its last side.
+inline constexpr const char* kCubeObj =
+    "v -1 -1 -1\nv 1 -1 -1\nv -1 1 -1\nv 1 1 -1\nv -1 -1 1\nv 1 -1 1\nv -1 1 1\nv 1 1 1\n"
+    "f 1 3 4 2\nf 5 6 8 7\nf 1 2 6 5\nf 3 7 8 4\nf 1 5 7 3\nf 2 4 8 6\n";
+inline constexpr const char* kOpenCubeObj =
+    "v -1 -1 -1\nv 1 -1 -1\nv -1 1 -1\nv 1 1 -1\nv -1 -1 1\nv 1 -1 1\nv -1 1 1\nv 1 1 1\n"
+    "f 1 3 4 2\nf 5 6 8 7\nf 1 2 6 5\nf 3 7 8 4\nf 1 5 7 3\n";
+
 /// A cube from -in_half to +in_half, twelve triangles that look outwards.
 TriangleMesh makeCube(float in_half = 1.0f);
 

@@ -16,10 +16,10 @@ namespace Skelvar::Tool {
 
 namespace {
 
-constexpr int kGrain = 256;  ///< tiles; fixed, so that sums are rounded alike on every machine
+constexpr int kDiffGrain = 256;  ///< tiles; fixed, so that sums are rounded alike on every machine
 
 /// A running count. The place is kept as a cell of A, and made a point at the end.
-struct Sums {
+struct RunningDiff {
     ChannelDiff diff;
     double sum = 0.0;
     long long num_finite = 0;
@@ -48,7 +48,7 @@ struct Sums {
             cell = in_cell;
         }
     }
-    void add(const Sums& in_later)
+    void add(const RunningDiff& in_later)
     {
         const long long values = diff.num_values + in_later.diff.num_values;
         const long long different = diff.num_different + in_later.diff.num_different;
@@ -76,7 +76,7 @@ private:
 
 template <typename T>
 void diffTile(const T* in_a, const T* in_b, const TileIndex& in_tile, const Tolerance& in_tolerance,
-              Sums& io_sums)
+              RunningDiff& io_sums)
 {
     using Components = ValueComponents<T>;
     for (int v = 0; v < VoxelChannel<T>::tileSize(); ++v) {
@@ -88,13 +88,13 @@ void diffTile(const T* in_a, const T* in_b, const TileIndex& in_tile, const Tole
 }
 
 template <typename T>
-Sums diffDepth(const VoxelLayout& in_layout_a, const VoxelChannel<T>& in_a,
-               const VoxelLayout& in_layout_b, const VoxelChannel<T>& in_b, int in_depth,
-               const Tolerance& in_tolerance)
+RunningDiff diffDepth(const VoxelLayout& in_layout_a, const VoxelChannel<T>& in_a,
+                      const VoxelLayout& in_layout_b, const VoxelChannel<T>& in_b, int in_depth,
+                      const Tolerance& in_tolerance)
 {
     return tbb::parallel_deterministic_reduce(
-        tbb::blocked_range<int>(0, in_a.numTiles(in_depth), kGrain), Sums{},
-        [&](const tbb::blocked_range<int>& in_range, Sums io_sums) {
+        tbb::blocked_range<int>(0, in_a.numTiles(in_depth), kDiffGrain), RunningDiff{},
+        [&](const tbb::blocked_range<int>& in_range, RunningDiff io_sums) {
             for (int n = in_range.begin(); n != in_range.end(); ++n) {
                 const VoxelLayoutNode& node = in_layout_a.node(n, in_depth);
                 const TileIndex match =
@@ -106,7 +106,7 @@ Sums diffDepth(const VoxelLayout& in_layout_a, const VoxelChannel<T>& in_a,
             }
             return io_sums;
         },
-        [](Sums io_left, const Sums& in_right) {
+        [](RunningDiff io_left, const RunningDiff& in_right) {
             io_left.add(in_right);
             return io_left;
         });
@@ -132,7 +132,7 @@ ChannelDiff diffTyped(const VoxelShape& in_shape_a, const VoxelChannel<T>& in_a,
                       const VoxelShape& in_shape_b, const VoxelChannel<T>& in_b,
                       const Tolerance& in_tolerance)
 {
-    Sums all;
+    RunningDiff all;
     for (int depth = 0; depth <= kMaxTileDepth; ++depth) {
         all.add(
             diffDepth(in_shape_a.layout(), in_a, in_shape_b.layout(), in_b, depth, in_tolerance));

@@ -11,10 +11,10 @@ namespace Skelvar::Tool {
 
 namespace {
 
-constexpr int kGrain = 256;  ///< tiles; fixed, so that sums are rounded alike on every machine
+constexpr int kStatsGrain = 256;  ///< tiles; fixed, so that sums are rounded alike on every machine
 
 /// A running count of one component.
-struct Sums {
+struct RunningStats {
     double min = std::numeric_limits<double>::infinity();
     double max = -std::numeric_limits<double>::infinity();
     double sum = 0.0;
@@ -33,7 +33,7 @@ struct Sums {
             ++(std::isnan(in_value) ? nan : inf);
         }
     }
-    void add(const Sums& in_other)
+    void add(const RunningStats& in_other)
     {
         min = std::min(min, in_other.min);
         max = std::max(max, in_other.max);
@@ -55,10 +55,10 @@ template <typename T>
 std::vector<ComponentStats> statsOf(const TreeChannel3DBase& in_channel, int in_depth)
 {
     using Components = ValueComponents<T>;
-    using AllSums = std::array<Sums, Components::kCount>;
-    const AllSums total = tbb::parallel_deterministic_reduce(
-        tbb::blocked_range<int>(0, in_channel.numTiles(in_depth), kGrain), AllSums{},
-        [&](const tbb::blocked_range<int>& in_range, AllSums io_sums) {
+    using AllStats = std::array<RunningStats, Components::kCount>;
+    const AllStats total = tbb::parallel_deterministic_reduce(
+        tbb::blocked_range<int>(0, in_channel.numTiles(in_depth), kStatsGrain), AllStats{},
+        [&](const tbb::blocked_range<int>& in_range, AllStats io_sums) {
             for (int n = in_range.begin(); n != in_range.end(); ++n) {
                 unsigned long count = 0;
                 const T* values =
@@ -71,14 +71,14 @@ std::vector<ComponentStats> statsOf(const TreeChannel3DBase& in_channel, int in_
             }
             return io_sums;
         },
-        [](AllSums io_left, const AllSums& in_right) {
+        [](AllStats io_left, const AllStats& in_right) {
             for (int c = 0; c < Components::kCount; ++c) {
                 io_left[c].add(in_right[c]);
             }
             return io_left;
         });
     std::vector<ComponentStats> stats;
-    for (const Sums& sums : total) {
+    for (const RunningStats& sums : total) {
         stats.push_back(sums.stats());
     }
     return stats;

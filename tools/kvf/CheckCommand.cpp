@@ -20,7 +20,7 @@ namespace Skelvar::Tool {
 
 namespace {
 
-struct Arguments {
+struct CheckArguments {
     std::vector<std::string> files;
     FrameOptions frames;
 };
@@ -115,7 +115,7 @@ FrameResult checkFile(const FrameTask& in_task)
 }
 
 /// The worst outcome decides: unreadable over damaged over sound.
-ExitStatus run(const Arguments& in_arguments)
+ExitStatus run(const CheckArguments& in_arguments)
 {
     std::vector<FrameTask> tasks;
     for (const std::string& file : in_arguments.files) {
@@ -129,7 +129,7 @@ ExitStatus run(const Arguments& in_arguments)
 
 void addCheckCommand(Command& io_tool, ExitStatus& out_status)
 {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<CheckArguments>();
     Command command = io_tool.command(
         "check", "Reads files with every check on and tells which are damaged, and where");
     command.option("FILE", arguments->files, "files to read").required();

@@ -15,7 +15,7 @@ namespace Skelvar::Tool {
 
 namespace {
 
-struct Arguments {
+struct ConvertArguments {
     std::string file;
     std::string output;
     FrameOptions frames;
@@ -23,7 +23,7 @@ struct Arguments {
     bool force = false;
 };
 
-FrameResult convert(const FrameTask& in_task, const Arguments& in_arguments)
+FrameResult convert(const FrameTask& in_task, const ConvertArguments& in_arguments)
 {
     const int frame = in_task.frame ? *in_task.frame : readHeader(in_task.input).frame;
     const std::string target = withFolder(framePath(in_task.output, frame));
@@ -52,7 +52,7 @@ FrameResult convert(const FrameTask& in_task, const Arguments& in_arguments)
 
 void addConvertCommand(Command& io_tool, ExitStatus& out_status)
 {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<ConvertArguments>();
     Command command =
         io_tool.command("convert", "Reads a file of any version and writes the current one");
     command.option("FILE", arguments->file, "file to read").required();

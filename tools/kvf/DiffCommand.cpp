@@ -17,7 +17,7 @@ namespace Skelvar::Tool {
 
 namespace {
 
-struct Arguments {
+struct DiffArguments {
     std::string file_a;
     std::string file_b;
     FrameOptions frames;
@@ -139,7 +139,7 @@ private:
     bool m_differ = false;
 };
 
-ExitStatus run(const Arguments& in_arguments)
+ExitStatus run(const DiffArguments& in_arguments)
 {
     // The second path is to the first as an output to its input: the same frame in its place.
     const auto tasks = selectFrames(in_arguments.file_a, in_arguments.file_b, in_arguments.frames);
@@ -152,7 +152,7 @@ ExitStatus run(const Arguments& in_arguments)
 
 void addDiffCommand(Command& io_tool, ExitStatus& out_status)
 {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<DiffArguments>();
     Command command = io_tool.command(
         "diff",
         "Compares two files: tiles by place in the tree, and for each channel the largest and the "

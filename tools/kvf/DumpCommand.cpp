@@ -11,13 +11,13 @@ namespace Skelvar::Tool {
 
 namespace {
 
-struct Arguments {
+struct DumpArguments {
     std::string file;
     std::string output;
     bool verbose = false;
 };
 
-ExitStatus run(const Arguments& in_arguments)
+ExitStatus run(const DumpArguments& in_arguments)
 {
     const QuietOutput quiet;  // the error's text says it all
     if (!kvfDump(in_arguments.file, withFolder(in_arguments.output), in_arguments.verbose)) {
@@ -30,7 +30,7 @@ ExitStatus run(const Arguments& in_arguments)
 
 void addDumpCommand(Command& io_tool, ExitStatus& out_status)
 {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<DumpArguments>();
     Command command = io_tool.command(
         "dump", "Writes what a file holds as text; of a damaged file what can be loaded");
     command.option("file", arguments->file, "the file").required();

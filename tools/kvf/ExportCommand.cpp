@@ -20,7 +20,7 @@ namespace Skelvar::Tool {
 
 namespace {
 
-struct Arguments {
+struct ExportArguments {
     std::string file;
     std::string output;
     std::optional<int> frame;
@@ -206,7 +206,7 @@ void writePly(const ParticleShape& in_shape, const Columns& in_columns, std::ost
     });
 }
 
-void run(const Arguments& in_arguments)
+void run(const ExportArguments& in_arguments)
 {
     const std::string extension = std::filesystem::path(in_arguments.output).extension().string();
     if (extension != ".ply" && extension != ".csv") {
@@ -234,7 +234,7 @@ void run(const Arguments& in_arguments)
 
 void addExportCommand(Command& io_tool, ExitStatus& out_status)
 {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<ExportArguments>();
     Command command =
         io_tool.command("export", "Writes particles as points with all channels, as PLY or CSV");
     command.option("FILE", arguments->file, "file to read").required();

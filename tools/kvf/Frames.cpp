@@ -65,9 +65,8 @@ void tellMissing(const FrameRange& in_range, const std::vector<FrameFile>& in_fi
 /// The files of a sequence that the range and the shard leave.
 std::vector<FrameFile> filesOf(const std::string& in_input, const FrameOptions& in_options)
 {
-    const std::optional<FrameRange> range =
-        in_options.frames.empty() ? std::nullopt
-                                  : std::optional<FrameRange>(parseFrameRange(in_options.frames));
+    const bool all_frames = in_options.frames.empty();
+    const FrameRange range = all_frames ? FrameRange{} : parseFrameRange(in_options.frames);
     const Shard shard = in_options.shard.empty() ? Shard{} : parseShard(in_options.shard);
     const std::vector<FrameFile> all = findFrames(in_input);
     if (all.empty()) {
@@ -77,11 +76,11 @@ std::vector<FrameFile> filesOf(const std::string& in_input, const FrameOptions& 
     std::vector<FrameFile> in_range;
     std::vector<FrameFile> in_shard;
     for (const FrameFile& file : all) {
-        if (range && !range->holds(file.frame)) {
+        if (!all_frames && !range.holds(file.frame)) {
             continue;
         }
-        const long long place = range ? (file.frame - range->first) / range->step
-                                      : static_cast<long long>(in_range.size());
+        const long long place = all_frames ? static_cast<long long>(in_range.size())
+                                           : (file.frame - range.first) / range.step;
         in_range.push_back(file);
         if (place % shard.count == shard.number - 1) {
             in_shard.push_back(file);
@@ -91,8 +90,8 @@ std::vector<FrameFile> filesOf(const std::string& in_input, const FrameOptions& 
         throw ToolError(eFileUnreadable, "there is no frame of " + in_options.frames + "; " +
                                              in_input + " has " + describe(all));
     }
-    if (range) {
-        tellMissing(*range, in_range);
+    if (!all_frames) {
+        tellMissing(range, in_range);
     }
     return in_shard;
 }

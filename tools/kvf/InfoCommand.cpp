@@ -16,7 +16,7 @@ namespace {
 
 using nlohmann::json;
 
-struct Arguments {
+struct InfoArguments {
     std::vector<std::string> files;
     FrameOptions frames;
     bool as_json = false;
@@ -93,7 +93,7 @@ std::string sizesTable(const std::vector<KvfChannelSize>& in_sizes)
     return text;
 }
 
-ExitStatus run(const Arguments& in_arguments)
+ExitStatus run(const InfoArguments& in_arguments)
 {
     std::vector<FrameTask> tasks;
     for (const std::string& file : in_arguments.files) {
@@ -122,7 +122,7 @@ ExitStatus run(const Arguments& in_arguments)
 
 void addInfoCommand(Command& io_tool, ExitStatus& out_status)
 {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<InfoArguments>();
     Command command =
         io_tool.command("info", "Tells what files hold and how large it is, without loading them");
     command.option("FILE", arguments->files, "files to read").required();

@@ -22,7 +22,7 @@ using nlohmann::json;
 
 constexpr long long kMostListed = 1000000;  ///< missing frames named one by one
 
-struct Arguments {
+struct LsArguments {
     std::string pattern;
     std::string frames;
     bool as_json = false;
@@ -101,7 +101,7 @@ struct Listing {
     }
 };
 
-Listing list(const Arguments& in_arguments)
+Listing list(const LsArguments& in_arguments)
 {
     if (!hasFramePattern(in_arguments.pattern)) {
         throw ToolError(eMisuse, in_arguments.pattern +
@@ -191,7 +191,7 @@ std::string toText(const Listing& in_listing)
     return text.str();
 }
 
-void run(const Arguments& in_arguments)
+void run(const LsArguments& in_arguments)
 {
     const Listing listing = list(in_arguments);
     printOutput(in_arguments.as_json
@@ -205,7 +205,7 @@ void run(const Arguments& in_arguments)
 
 void addLsCommand(Command& io_tool, ExitStatus& out_status)
 {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<LsArguments>();
     Command command = io_tool.command(
         "ls", "Lists the frames of a sequence: sizes, holes, files that are cut short or damaged");
     command.option("PATTERN", arguments->pattern, "path with a frame pattern: name.#.kvf")

@@ -16,7 +16,7 @@ namespace Skelvar::Tool {
 
 namespace {
 
-struct Arguments {
+struct RenderArguments {
     std::string file;
     std::optional<int> frame;
     std::string size;
@@ -37,7 +37,7 @@ void parseSize(const std::string& in_text, RenderRequest& io_request)
     }
 }
 
-void run(Arguments& io_arguments)
+void run(RenderArguments& io_arguments)
 {
     RenderRequest& request = io_arguments.request;
     if (!io_arguments.size.empty()) {
@@ -61,7 +61,7 @@ void run(Arguments& io_arguments)
 
 void addRenderCommand(Command& io_tool, ExitStatus& out_status)
 {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<RenderArguments>();
     RenderRequest& request = arguments->request;
     Command command = io_tool.command(
         "render", "Draws the surface where a signed distance is zero, shaded by its gradient");

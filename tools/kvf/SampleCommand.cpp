@@ -17,7 +17,7 @@ namespace Skelvar::Tool {
 
 namespace {
 
-struct Arguments {
+struct SampleArguments {
     std::string file;
     std::optional<int> frame;
     std::string channel;
@@ -30,7 +30,7 @@ struct Arguments {
     bool gradient = false;
 };
 
-std::vector<vec3f> pointsOf(const Arguments& in_arguments)
+std::vector<vec3f> pointsOf(const SampleArguments& in_arguments)
 {
     const int ways = int(!in_arguments.at.empty()) + int(!in_arguments.points.empty()) +
                      int(!in_arguments.line.empty());
@@ -79,7 +79,7 @@ private:
     std::string m_text;
 };
 
-void run(const Arguments& in_arguments)
+void run(const SampleArguments& in_arguments)
 {
     const std::vector<vec3f> points = pointsOf(in_arguments);
     if (in_arguments.gradient && in_arguments.kind == "weno") {
@@ -115,7 +115,7 @@ void run(const Arguments& in_arguments)
 
 void addSampleCommand(Command& io_tool, ExitStatus& out_status)
 {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<SampleArguments>();
     Command command = io_tool.command(
         "sample", "Reads a channel at points, and prints rows x,y,z,value[,gradient]");
     command.option("FILE", arguments->file, "file to read").required();

@@ -22,7 +22,7 @@ namespace Skelvar::Tool {
 
 namespace {
 
-struct Arguments {
+struct ScatterArguments {
     std::string mesh;
     std::string output;
     std::string name;
@@ -40,19 +40,12 @@ struct ScatterResult {
     int tiles = 0;
 };
 
-void require(VoxelStateResult in_result, const std::string& in_name)
-{
-    if (in_result != kVoxelStateOk) {
-        throw ToolError(eDataSaysNo, "the name " + in_name + " is taken");
-    }
-}
-
 template <typename T>
 std::shared_ptr<ParticleChannel<T>> makeChannel(VoxelState& io_state, const std::string& in_name,
                                                 const T& in_background, ScatterResult& io_result)
 {
     const std::string name = io_result.shape_name + "/" + in_name;
-    require(io_state.newParticleChannel<T>(name, io_result.shape_name, in_background), name);
+    requireNew(io_state.newParticleChannel<T>(name, io_result.shape_name, in_background), name);
     io_result.channel_names.push_back(name);
     std::shared_ptr<TreeChannel3DBase> channel;
     io_state.channelRef(name, channel);
@@ -68,8 +61,8 @@ ScatterResult makeParticles(VoxelState& io_state, std::string in_name, float in_
     const std::string layout_name = result.shape_name + "layout";
     std::shared_ptr<TreeLayout3DBase> layout_base;
     std::shared_ptr<ParticleShape> shape;
-    require(io_state.newObject(in_name), in_name);
-    require(io_state.newLayout(layout_name, in_voxel_size, layout_base), layout_name);
+    requireNew(io_state.newObject(in_name), in_name);
+    requireNew(io_state.newLayout(layout_name, in_voxel_size, layout_base), layout_name);
     VoxelLayout& layout = static_cast<VoxelLayout&>(*layout_base);
 
     for (vec3f& point : in_points) {
@@ -77,8 +70,8 @@ ScatterResult makeParticles(VoxelState& io_state, std::string in_name, float in_
     }
     const ParticleBins bins(in_points.data(), in_points.size());
     bins.addTiles(layout);
-    require(io_state.newParticleShape(result.shape_name, layout_name, &in_name, shape),
-            result.shape_name);
+    requireNew(io_state.newParticleShape(result.shape_name, layout_name, &in_name, shape),
+               result.shape_name);
     const auto position = makeChannel<vec3f>(io_state, "position", {}, result);
     makeChannel<vec3f>(io_state, "velocity", {}, result);
     const auto id = makeChannel<unsigned long long>(io_state, "id", 0, result);
@@ -94,15 +87,7 @@ ScatterResult makeParticles(VoxelState& io_state, std::string in_name, float in_
     return result;
 }
 
-float defaultVoxelSize(const TriangleMesh& in_mesh)
-{
-    vec3f low{}, high{};
-    findBounds(in_mesh, low, high);
-    const vec3f extent = high - low;
-    return *std::max_element(extent.e, extent.e + 3) / 50.0f;
-}
-
-void run(Arguments& io_arguments)
+void run(ScatterArguments& io_arguments)
 {
     ScatterOptions& options = io_arguments.options;
     const bool has_size = options.voxel_size != 0.0f;
@@ -118,7 +103,7 @@ void run(Arguments& io_arguments)
     }
     TriangleMesh mesh = readMesh(io_arguments.mesh);
     if (!has_size) {
-        options.voxel_size = defaultVoxelSize(mesh);
+        options.voxel_size = longestSide(mesh) / 50.0f;
         if (!std::isnormal(options.voxel_size)) {
             throw ToolError(eDataSaysNo, "the mesh has no extent, or one beyond all numbers");
         }
@@ -146,7 +131,7 @@ void run(Arguments& io_arguments)
 
 void addScatterCommand(Command& io_tool, ExitStatus& out_status)
 {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<ScatterArguments>();
     ScatterOptions& options = arguments->options;
     Command command =
         io_tool.command("scatter", "Fills a closed mesh with particles, or its surroundings");

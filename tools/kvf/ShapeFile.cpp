@@ -148,4 +148,11 @@ std::string saveShapeFile(const VoxelState& in_state, const std::string& in_path
     return resolved;
 }
 
+void requireNew(VoxelStateResult in_result, const std::string& in_name)
+{
+    if (in_result != kVoxelStateOk) {
+        throw ToolError(eDataSaysNo, "the name " + in_name + " is taken");
+    }
+}
+
 }  // namespace Skelvar::Tool

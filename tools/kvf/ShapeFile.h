@@ -1,5 +1,6 @@
 #pragma once
 
+#include <skelvar/base/VoxelStateResult.h>
 #include <skelvar/io/KvfFormat.h>
 
 #include <tools/kvf/Output.h>
@@ -60,6 +61,9 @@ std::string saveShapeFile(const VoxelState& in_state, const std::string& in_path
                           const std::string& in_shape_name,
                           const std::vector<std::string>& in_channel_names, int in_frame,
                           int in_quality);
+
+/// Throws `ToolError` with `eDataSaysNo` if the store did not make an item of that name.
+void requireNew(VoxelStateResult in_result, const std::string& in_name);
 
 }  // namespace Tool
 }  // namespace Skelvar

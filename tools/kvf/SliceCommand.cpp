@@ -16,14 +16,14 @@ namespace Skelvar::Tool {
 
 namespace {
 
-struct Arguments {
+struct SliceArguments {
     std::string file;
     FrameOptions frames;
     std::string axis = "z";
     SliceRequest request;
 };
 
-FrameResult drawFrame(const FrameTask& in_task, const Arguments& in_arguments)
+FrameResult drawFrame(const FrameTask& in_task, const SliceArguments& in_arguments)
 {
     SliceRequest request = in_arguments.request;
     request.axis = in_arguments.axis[0] - 'x';
@@ -42,7 +42,7 @@ FrameResult drawFrame(const FrameTask& in_task, const Arguments& in_arguments)
 
 void addSliceCommand(Command& io_tool, ExitStatus& out_status)
 {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<SliceArguments>();
     SliceRequest& request = arguments->request;
     Command command = io_tool.command(
         "slice",

@@ -27,7 +27,7 @@ namespace {
 
 using FloatChannel = VoxelChannel<float>;
 
-struct Arguments {
+struct SolveArguments {
     std::string file;
     std::optional<int> frame;
     std::string rhs;
@@ -107,7 +107,7 @@ struct Solution {
 };
 
 Solution solvePoisson(const VoxelLayout& in_layout, const FloatChannel& in_source,
-                      const Arguments& in_arguments, FloatChannel& out_result)
+                      const SolveArguments& in_arguments, FloatChannel& out_result)
 {
     PoissonDomain domain;
     const bool closed = in_arguments.sides == "neumann";
@@ -141,7 +141,7 @@ Solution solvePoisson(const VoxelLayout& in_layout, const FloatChannel& in_sourc
     return solution;
 }
 
-void writePlot(const Arguments& in_arguments, const Solution& in_solution)
+void writePlot(const SolveArguments& in_arguments, const Solution& in_solution)
 {
     const Canvas canvas = drawResiduals(
         in_solution.residuals, in_arguments.tolerance,
@@ -153,7 +153,7 @@ void writePlot(const Arguments& in_arguments, const Solution& in_solution)
     std::cout << in_arguments.plot << "\n";
 }
 
-void run(const Arguments& in_arguments)
+void run(const SolveArguments& in_arguments)
 {
     const std::string path = framePath(in_arguments.file, in_arguments.frame);
     const ShapeFile file = loadShapeFile(path);
@@ -189,7 +189,7 @@ void run(const Arguments& in_arguments)
 
 void addPoisson(Command& io_command, ExitStatus& out_status)
 {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<SolveArguments>();
     Command command = io_command.command(
         "poisson",
         "Solves -div grad u = f on the finest cells, in world units, with u = 0 one "

@@ -18,7 +18,7 @@ namespace {
 
 using nlohmann::json;
 
-struct Arguments {
+struct StatsArguments {
     std::string file;
     FrameOptions frames;
     bool as_json = false;
@@ -99,7 +99,7 @@ json toJson(const ShapeFile& in_file)
     return {{"file", in_file.path}, {"channels", std::move(channels)}};
 }
 
-ExitStatus run(const Arguments& in_arguments)
+ExitStatus run(const StatsArguments& in_arguments)
 {
     const auto tasks = selectFrames(in_arguments.file, {}, in_arguments.frames);
     const bool is_sequence = tasks.size() != 1;
@@ -124,7 +124,7 @@ ExitStatus run(const Arguments& in_arguments)
 
 void addStatsCommand(Command& io_tool, ExitStatus& out_status)
 {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<StatsArguments>();
     Command command = io_tool.command("stats",
                                       "Tells least, greatest and mean finite value, and "
                                       "NaN and Inf counts, by channel and depth");

@@ -22,7 +22,7 @@ namespace {
 
 using nlohmann::json;
 
-struct Arguments {
+struct TreeArguments {
     std::vector<std::string> files;
     std::optional<int> frame;
     bool as_json = false;
@@ -125,7 +125,7 @@ void print(const std::string& in_path, const TreeReport& in_report)
               << "\n";
 }
 
-void run(const Arguments& in_arguments)
+void run(const TreeArguments& in_arguments)
 {
     json all = json::array();
     for (std::size_t f = 0; f < in_arguments.files.size(); ++f) {
@@ -147,7 +147,7 @@ void run(const Arguments& in_arguments)
 
 void addTreeCommand(Command& io_tool, ExitStatus& out_status)
 {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<TreeArguments>();
     Command command = io_tool.command(
         "tree", "Tells what the tree of a file is like: its depths, roots, grading and soundness");
     command.option("FILE", arguments->files, "files to read").required();

@@ -16,7 +16,7 @@ namespace Skelvar::Tool {
 
 namespace {
 
-struct Arguments {
+struct VoxelizeArguments {
     std::string mesh;
     std::string output;
     std::optional<float> voxel_size;
@@ -45,7 +45,7 @@ void printMeshNotes(const VoxelizeResult& in_result)
     }
 }
 
-void run(const Arguments& in_arguments)
+void run(const VoxelizeArguments& in_arguments)
 {
     if (in_arguments.voxel_size && !(*in_arguments.voxel_size > 0.0f)) {
         throw ToolError(eMisuse, "the voxel size must be a positive number");
@@ -79,7 +79,7 @@ void run(const Arguments& in_arguments)
 
 void addVoxelizeCommand(Command& io_tool, ExitStatus& out_status)
 {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<VoxelizeArguments>();
     Command command = io_tool.command(
         "voxelize",
         "Turns a mesh into voxels: signed distance and normal, finest near the surface");

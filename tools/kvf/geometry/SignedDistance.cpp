@@ -2,6 +2,8 @@
 
 #include <skelvar/numerics/Distance.h>
 
+#include <tools/kvf/geometry/Vectors.h>
+
 #include <algorithm>
 #include <cmath>
 
@@ -9,24 +11,11 @@ namespace Skelvar::Tool {
 
 namespace {
 
-vec3d widen(const vec3f& in_v)
-{
-    return {in_v[0], in_v[1], in_v[2]};
-}
-
-double length(const vec3d& in_v)
-{
-    return std::sqrt(dot(in_v, in_v));
-}
-
 /// Unit normal of the triangle's front, (0, 1, 0) without area.
 vec3d faceNormal(const TriangleBvh::Triangle& in_triangle)
 {
     const vec3d base = widen(in_triangle.corner[0]);
-    const vec3d normal =
-        cross(widen(in_triangle.corner[1]) - base, widen(in_triangle.corner[2]) - base);
-    const double size = length(normal);
-    return size > 0.0 ? normal / size : vec3d{0.0, 1.0, 0.0};
+    return unit(cross(widen(in_triangle.corner[1]) - base, widen(in_triangle.corner[2]) - base));
 }
 
 /// The closest point to `in_point` on an edge, in double precision. An edge without length counts

@@ -2,6 +2,8 @@
 
 #include <skelvar/numerics/Distance.h>
 
+#include <tools/kvf/geometry/Vectors.h>
+
 #include <tbb/parallel_invoke.h>
 
 #include <algorithm>
@@ -17,16 +19,6 @@ constexpr int kLeafSize = 4;
 constexpr int kMaxStack = 64;  ///< the tree halves at each step, so 2^31 triangles need 30
 constexpr int kParallelSize = 4096;
 constexpr double kFarRadii = 2.0;  ///< a dipole stands for what is this many radii away
-
-vec3d widen(const vec3f& in_v)
-{
-    return {in_v[0], in_v[1], in_v[2]};
-}
-
-double length(const vec3d& in_v)
-{
-    return std::sqrt(dot(in_v, in_v));
-}
 
 float squaredBoxDistance(const vec3f& in_p, const vec3f& in_min, const vec3f& in_max)
 {

@@ -1,5 +1,7 @@
 #include <tools/kvf/geometry/TriangleMesh.h>
 
+#include <tools/kvf/geometry/Vectors.h>
+
 #include <algorithm>
 #include <cmath>
 #include <numbers>
@@ -212,6 +214,14 @@ void findBounds(const TriangleMesh& in_mesh, vec3f& out_min, vec3f& out_max)
     }
 }
 
+float longestSide(const TriangleMesh& in_mesh)
+{
+    vec3f low{}, high{};
+    findBounds(in_mesh, low, high);
+    const vec3f extent = high - low;
+    return *std::max_element(extent.e, extent.e + 3);
+}
+
 TriangleMesh makeTorusKnot(int in_turns, int in_twists, int in_segments, int in_sides)
 {
     constexpr double kRingRadius = 0.8, kWindRadius = 0.3, kTubeRadius = 0.13;
@@ -220,7 +230,6 @@ TriangleMesh makeTorusKnot(int in_turns, int in_twists, int in_segments, int in_
         return vec3d{r * std::cos(in_turns * in_t), r * std::sin(in_turns * in_t),
                      kWindRadius * std::sin(in_twists * in_t)};
     };
-    const auto unit = [](const vec3d& in_v) { return in_v / std::sqrt(dot(in_v, in_v)); };
 
     TriangleMesh mesh;
     for (int s = 0; s < in_segments; ++s) {

@@ -39,6 +39,8 @@ OrientationRepair orientOutward(TriangleMesh& io_mesh);
 
 /// The box around all vertices. The mesh must have one.
 void findBounds(const TriangleMesh& in_mesh, vec3f& out_min, vec3f& out_max);
+/// The longest side of that box.
+float longestSide(const TriangleMesh& in_mesh);
 
 /// A closed tube wound `in_turns` times round the axis z and `in_twists` times round its ring: the
 /// torus knot of these numbers, a trefoil for 2 and 3. About 2.4 units wide. `in_segments` rings of

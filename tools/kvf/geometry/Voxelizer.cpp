@@ -7,6 +7,7 @@
 #include <skelvar/voxel/VoxelShape.h>
 
 #include <tools/kvf/Progress.h>
+#include <tools/kvf/ShapeFile.h>
 #include <tools/kvf/ToolError.h>
 #include <tools/kvf/geometry/SignedDistance.h>
 
@@ -29,14 +30,6 @@ using DistanceChannel = VoxelChannel<float>;
 using NormalChannel = VoxelChannel<vec3f>;
 
 constexpr double kGiga = 1e9;
-
-float defaultVoxelSize(const TriangleMesh& in_mesh)
-{
-    vec3f lo, hi;
-    findBounds(in_mesh, lo, hi);
-    const vec3f extent = hi - lo;
-    return *std::max_element(extent.e, extent.e + 3) / 100.0f;
-}
 
 void checkOptions(const VoxelizeOptions& in_options)
 {
@@ -87,13 +80,6 @@ void checkMemory(double in_tiles, float in_voxel_size)
     }
 }
 
-void require(VoxelStateResult in_result, const std::string& in_name)
-{
-    if (in_result != kVoxelStateOk) {
-        throw ToolError(eDataSaysNo, "the name " + in_name + " is taken");
-    }
-}
-
 /// The items that the mesh becomes. The layout is filled before the channels are made, so that each
 /// takes its memory in one step.
 struct Items {
@@ -116,7 +102,8 @@ template <typename T>
 std::shared_ptr<VoxelChannel<T>> makeChannel(VoxelState& io_state, const std::string& in_name,
                                              const std::string& in_shape, const T& in_background)
 {
-    require(io_state.newVoxelChannel<T>(in_name, in_shape, eOffsetCentre, in_background), in_name);
+    requireNew(io_state.newVoxelChannel<T>(in_name, in_shape, eOffsetCentre, in_background),
+               in_name);
     std::shared_ptr<TreeChannel3DBase> channel;
     io_state.channelRef(in_name, channel);
     return std::static_pointer_cast<VoxelChannel<T>>(channel);
@@ -148,8 +135,8 @@ Items makeItems(VoxelState& io_state, std::string in_name, float in_voxel_size,
     const std::string shape_name = in_name + "-volume";
     const std::string layout_name = shape_name + "layout";
     std::shared_ptr<TreeLayout3DBase> layout;
-    require(io_state.newObject(in_name), in_name);
-    require(io_state.newLayout(layout_name, in_voxel_size, layout), layout_name);
+    requireNew(io_state.newObject(in_name), in_name);
+    requireNew(io_state.newLayout(layout_name, in_voxel_size, layout), layout_name);
     items.layout = std::static_pointer_cast<VoxelLayout>(layout);
     if (in_graded) {
         items.layout->addNodes(upToTheTop(in_tiles), nullptr);
@@ -157,7 +144,7 @@ Items makeItems(VoxelState& io_state, std::string in_name, float in_voxel_size,
     } else {
         items.layout->addNodes(in_tiles, nullptr);
     }
-    require(io_state.newVoxelShape(shape_name, layout_name, &in_name, items.shape), shape_name);
+    requireNew(io_state.newVoxelShape(shape_name, layout_name, &in_name, items.shape), shape_name);
     // What lies outside of the tree is on the outer side, as far away as the root is wide.
     const float far = in_voxel_size * static_cast<float>(rootSide(in_tiles));
     items.distance = makeChannel<float>(io_state, shape_name + "/distance", shape_name, far);
@@ -216,7 +203,7 @@ VoxelizeResult voxelize(VoxelState& io_state, TriangleMesh in_mesh,
     checkOptions(in_options);
     VoxelizeResult result;
     result.voxel_size =
-        in_options.voxel_size > 0.0f ? in_options.voxel_size : defaultVoxelSize(in_mesh);
+        in_options.voxel_size > 0.0f ? in_options.voxel_size : longestSide(in_mesh) / 100.0f;
     if (!(result.voxel_size >= std::numeric_limits<float>::min()) ||
         !std::isfinite(result.voxel_size)) {
         throw ToolError(eDataSaysNo, "the mesh has no extent, or one beyond all numbers");

@@ -1,5 +1,6 @@
 #include <tools/kvf/picture/ResidualPlot.h>
 
+#include <tools/kvf/picture/ColorMap.h>
 #include <tools/kvf/picture/Text.h>
 
 #include <algorithm>
@@ -11,13 +12,12 @@ namespace {
 
 constexpr int kWidth = 800;
 constexpr int kHeight = 500;
-constexpr float kLeft = 80.0f;
-constexpr float kRight = 770.0f;
-constexpr float kTop = 50.0f;
-constexpr float kBottom = 450.0f;
+constexpr float kPlotLeft = 80.0f;
+constexpr float kPlotRight = 770.0f;
+constexpr float kPlotTop = 50.0f;
+constexpr float kPlotBottom = 450.0f;
 constexpr int kMostLabels = 10;  ///< along an axis
 
-const Color kInk{0.1f, 0.1f, 0.1f};
 const Color kGrid{0.88f, 0.88f, 0.88f};
 const Color kCurve{0.12f, 0.35f, 0.75f};
 const Color kGoal{0.75f, 0.2f, 0.15f};
@@ -50,13 +50,14 @@ struct Axes {
 
     float x(int in_pass) const
     {
-        return kLeft + (kRight - kLeft) * static_cast<float>(in_pass) / static_cast<float>(passes);
+        return kPlotLeft +
+               (kPlotRight - kPlotLeft) * static_cast<float>(in_pass) / static_cast<float>(passes);
     }
     float y(float in_residual) const
     {
         const float part = (std::log10(in_residual) - static_cast<float>(lowest)) /
                            static_cast<float>(highest - lowest);
-        return kBottom + (kTop - kBottom) * part;
+        return kPlotBottom + (kPlotTop - kPlotBottom) * part;
     }
 };
 
@@ -75,18 +76,19 @@ void drawAxes(Canvas& io_canvas, const Axes& in_axes)
     const int decade_step = labelStep(in_axes.highest - in_axes.lowest);
     for (int decade = in_axes.lowest; decade <= in_axes.highest; decade += decade_step) {
         const float y = in_axes.y(std::pow(10.0f, static_cast<float>(decade)));
-        io_canvas.line({kLeft, y}, {kRight, y}, 1.0f, kGrid);
+        io_canvas.line({kPlotLeft, y}, {kPlotRight, y}, 1.0f, kGrid);
         const std::string text = "1e" + std::to_string(decade);
-        drawText(io_canvas, {kLeft - 8.0f - textWidth(text), y - 0.5f * kTextHeight}, text, kInk);
+        drawText(io_canvas, {kPlotLeft - 8.0f - textWidth(text), y - 0.5f * kTextHeight}, text,
+                 kInk);
     }
     for (int pass = 0; pass <= in_axes.passes; pass += labelStep(in_axes.passes)) {
         const float x = in_axes.x(pass);
-        io_canvas.line({x, kTop}, {x, kBottom}, 1.0f, kGrid);
+        io_canvas.line({x, kPlotTop}, {x, kPlotBottom}, 1.0f, kGrid);
         const std::string text = std::to_string(pass);
-        drawText(io_canvas, {x - 0.5f * textWidth(text), kBottom + 8.0f}, text, kInk);
+        drawText(io_canvas, {x - 0.5f * textWidth(text), kPlotBottom + 8.0f}, text, kInk);
     }
-    io_canvas.line({kLeft, kTop}, {kLeft, kBottom}, 1.5f, kInk);
-    io_canvas.line({kLeft, kBottom}, {kRight, kBottom}, 1.5f, kInk);
+    io_canvas.line({kPlotLeft, kPlotTop}, {kPlotLeft, kPlotBottom}, 1.5f, kInk);
+    io_canvas.line({kPlotLeft, kPlotBottom}, {kPlotRight, kPlotBottom}, 1.5f, kInk);
 }
 
 }  // namespace
@@ -96,11 +98,11 @@ Canvas drawResiduals(const std::vector<float>& in_residuals, float in_tolerance,
 {
     Canvas canvas(kWidth, kHeight, {1.0f, 1.0f, 1.0f});
     const Axes axes(in_residuals, in_tolerance);
-    drawText(canvas, {kLeft, 18.0f}, in_title, kInk, 14.0f);
+    drawText(canvas, {kPlotLeft, 18.0f}, in_title, kInk, 14.0f);
     drawAxes(canvas, axes);
     if (isDrawn(in_tolerance)) {
         const float y = axes.y(std::min(in_tolerance, 1.0f));
-        canvas.line({kLeft, y}, {kRight, y}, 1.5f, kGoal);
+        canvas.line({kPlotLeft, y}, {kPlotRight, y}, 1.5f, kGoal);
     }
     vec2f last{axes.x(0), axes.y(1.0f)};
     for (std::size_t n = 0; n < in_residuals.size(); ++n) {

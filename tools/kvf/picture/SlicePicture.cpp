@@ -16,7 +16,7 @@ namespace {
 constexpr int kLeft = 64, kTop = 66, kBottom = 52, kPanel = 190, kGap = 22;
 constexpr float kSmallText = 10.5f;
 constexpr float kLeastTileSide = 9.0f;  ///< pixels; smaller tiles get no outlines
-constexpr int kBarWidth = 22;
+constexpr int kColorBarWidth = 22;
 constexpr char kAxisName[] = "xyz";
 
 vec2f point(float in_x, float in_y)
@@ -232,9 +232,9 @@ private:
                  m_field.components == 1 ? "value" : "length", kInk);
         for (int row = 0; row < height; ++row) {
             const double value = high - range * (row + 0.5) / height;
-            m_canvas.fill(x, top + row, kBarWidth, 1, m_colors.of(value));
+            m_canvas.fill(x, top + row, kColorBarWidth, 1, m_colors.of(value));
         }
-        m_canvas.frame(x - 1, top - 1, kBarWidth + 2, height + 2, kInk);
+        m_canvas.frame(x - 1, top - 1, kColorBarWidth + 2, height + 2, kInk);
         std::vector<double> numbers = niceNumbers(low, high, 7);
         if (numbers.empty()) {
             numbers.push_back(low);
@@ -242,7 +242,7 @@ private:
         for (const double value : numbers) {
             const double part = range > 0.0 ? (high - value) / range : 0.5;
             const float y = static_cast<float>(top + part * height);
-            const float right = static_cast<float>(x + kBarWidth) + 1.0f;
+            const float right = static_cast<float>(x + kColorBarWidth) + 1.0f;
             m_canvas.line(point(right, y), point(right + 5.0f, y), 1.0f, kInk);
             drawText(m_canvas, point(right + 9.0f, y - 0.5f * kSmallText), shortNumber(value), kInk,
                      kSmallText);

@@ -3,6 +3,7 @@
 #include <skelvar/tree/VoxelLayout.h>
 #include <skelvar/voxel/VoxelShape.h>
 
+#include <tools/kvf/geometry/Vectors.h>
 #include <tools/kvf/picture/SliceField.h>
 #include <tools/kvf/picture/SurfaceTracer.h>
 
@@ -21,11 +22,6 @@ namespace {
 
 constexpr int kRaysOnSide = 3;  ///< of a pixel on an edge
 constexpr float kEdge = 0.02f;  ///< of light between neighbouring pixels
-
-vec3f unit(const vec3f& in_vector)
-{
-    return in_vector / std::sqrt(dot(in_vector, in_vector));
-}
 
 /// Light of the surface at one point, linear.
 Color shade(const SurfaceView& in_view, const vec3f& in_normal, const vec3f& in_to_eye,

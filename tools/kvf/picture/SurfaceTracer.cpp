@@ -4,6 +4,7 @@
 #include <skelvar/voxel/VoxelShape.h>
 
 #include <tools/kvf/SamplerKind.h>
+#include <tools/kvf/geometry/Vectors.h>
 
 #include <algorithm>
 #include <cmath>
@@ -17,12 +18,6 @@ constexpr int kBisections = 12;
 constexpr float kHalfDiagonal = 0.87f;  ///< of a cell: how far a coarse value may stand off
 constexpr float kFineError = 0.3f;      ///< of the distance within the finest cells
 constexpr float kLeastStep = 0.25f;
-
-vec3f unit(const vec3f& in_vector)
-{
-    const float length = std::sqrt(dot(in_vector, in_vector));
-    return length > 0.0f ? in_vector / length : vec3f{0.0f, 1.0f, 0.0f};
-}
 
 }  // namespace
 
