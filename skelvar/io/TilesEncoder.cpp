@@ -3,6 +3,7 @@
 #include <skelvar/io/ByteStreamBuf.h>
 #include <skelvar/io/KvfCompressor.h>
 #include <skelvar/io/TileEncoder.h>
+#include <skelvar/tree/TileId.h>
 
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
