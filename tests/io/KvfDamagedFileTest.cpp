@@ -148,7 +148,8 @@ public:
     ~MemoryBound()
     {
         if (kFreedMemoryReturns) {
-            EXPECT_LT((memoryLine("VmHWM:") - m_before) * 1024, m_bound);
+            // The kernel counts loosely: the peak may stand a little below what was before.
+            EXPECT_LT(memoryLine("VmHWM:") * 1024, m_before * 1024 + m_bound);
         }
     }
 
