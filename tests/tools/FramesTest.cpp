@@ -1,4 +1,5 @@
 #include <tools/kvf/Frames.h>
+#include <tools/kvf/Output.h>
 
 #include <tests/tools/TemporaryFolder.h>
 
@@ -157,6 +158,25 @@ TEST(Frames, AfterAnInterruptAreLeftAlone)
     EXPECT_EQ(eInterrupted, status);
     EXPECT_EQ(3, done);
     EXPECT_NE(std::string::npos, testing::internal::GetCapturedStderr().find("3 of 20 frames"));
+}
+
+TEST(OutputFileDeathTest, AppearsWholeWhenAnInterruptComesWhileItIsWritten)
+{
+    const TemporaryFolder folder;
+    const auto write = [&](bool in_twice) {
+        OutputFile file(folder.path("a.txt"));
+        std::ofstream(file.path()) << "half";
+        std::raise(SIGTERM);
+        if (in_twice) {
+            std::raise(SIGTERM);
+        }
+        std::ofstream(file.path(), std::ios::app) << " and half";
+        file.commit();
+    };
+    EXPECT_EXIT(write(true), ::testing::KilledBySignal(SIGTERM), "");
+    EXPECT_FALSE(std::filesystem::exists(folder.path("a.txt")));
+    EXPECT_EXIT(write(false), ::testing::KilledBySignal(SIGTERM), "");
+    EXPECT_EQ("half and half", folder.read("a.txt"));
 }
 
 }  // namespace

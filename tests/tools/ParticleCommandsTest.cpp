@@ -1,8 +1,7 @@
-#include <tests/tools/RunProgram.h>
+#include <tests/tools/KvfFolder.h>
 #include <tests/tools/TestMeshes.h>
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cstring>
@@ -13,23 +12,17 @@ namespace Skelvar::Tool::Test {
 
 namespace {
 
-using nlohmann::json;
-
 /// A folder with a closed cube of side 2 and one without a face.
-class KvfParticles : public ::testing::Test {
+class KvfParticles : public KvfFolder {
 protected:
     void SetUp() override
     {
         folder.write("cube.obj", kCubeObj);
         folder.write("open.obj", kOpenCubeObj);
     }
-    Outcome kvf(const std::string& in_arguments) const
-    {
-        return runProgram(folder, std::string("'") + KVF_PROGRAM + "' " + in_arguments);
-    }
     json statsOf(const std::string& in_file, const std::string& in_channel) const
     {
-        const json report = json::parse(kvf("stats --json " + in_file).output);
+        const json report = jsonOf("stats " + in_file)[0];
         for (const json& channel : report["channels"]) {
             if (channel["name"] == "cube-particles/" + in_channel) {
                 return channel["depths"].back()["components"];
@@ -37,8 +30,6 @@ protected:
         }
         return {};
     }
-
-    TemporaryFolder folder;
 };
 
 }  // namespace
@@ -98,13 +89,15 @@ TEST_F(KvfParticles, OpenMeshesAndMisuseAreToldInOneLine)
     EXPECT_LT(position[0]["min"], -10.0);
     EXPECT_GE(position[0]["min"], -11.01);
 
-    EXPECT_EQ(2, kvf("scatter cube.obj a.kvf --count 5 --per-cell 5").status);
-    EXPECT_EQ(2, kvf("scatter cube.obj a.kvf --voxel-size -1").status);
-    EXPECT_EQ(1, kvf("scatter cube.obj a.kvf --voxel-size 1e-9").status);
-    EXPECT_EQ(2, kvf("export cube.kvf a.txt").status);
-    EXPECT_EQ(3, kvf("export cube.kvf no/a.ply").status);
-    EXPECT_EQ(0, kvf("voxelize cube.obj voxels.kvf --voxel-size 0.2").status);
-    EXPECT_EQ(1, kvf("export voxels.kvf a.ply").status);
+    done("voxelize cube.obj voxels.kvf --voxel-size 0.2");
+    expectFailures({
+        {2, "scatter cube.obj a.kvf --count 5 --per-cell 5", "--per-cell"},
+        {2, "scatter cube.obj a.kvf --voxel-size -1", "voxel size"},
+        {1, "scatter cube.obj a.kvf --voxel-size 1e-9", ""},
+        {2, "export cube.kvf a.txt", ".csv"},
+        {3, "export cube.kvf no/a.ply", "no/a.ply"},
+        {1, "export voxels.kvf a.ply", "VoxelShape"},
+    });
 }
 
 TEST_F(KvfParticles, ExportWritesEveryParticleWithAllChannels)

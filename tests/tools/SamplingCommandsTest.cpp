@@ -3,7 +3,7 @@
 #include <tools/kvf/picture/SurfaceTracer.h>
 
 #include <tests/sampling/Field.h>
-#include <tests/tools/RunProgram.h>
+#include <tests/tools/KvfFolder.h>
 #include <tests/tools/TestMeshes.h>
 
 #include <gtest/gtest.h>
@@ -19,24 +19,18 @@ namespace Skelvar::Tool::Test {
 namespace {
 
 /// A folder with a cube from -1 to 1 in voxels of 0.1, and the program at hand.
-class SamplingCommands : public ::testing::Test {
+class SamplingCommands : public KvfFolder {
 protected:
     void SetUp() override
     {
         folder.write("cube.obj", kCubeObj);
-        ASSERT_EQ(0, kvf("voxelize cube.obj cube.kvf --voxel-size 0.1").status);
-    }
-    Outcome kvf(const std::string& in_arguments) const
-    {
-        return runProgram(folder, std::string("'") + KVF_PROGRAM + "' " + in_arguments);
+        done("voxelize cube.obj cube.kvf --voxel-size 0.1");
     }
     /// The numbers that a sampling prints, row by row.
     std::vector<std::vector<double>> sample(const std::string& in_arguments) const
     {
-        const Outcome outcome = kvf("sample cube.kvf --channel " + in_arguments);
-        EXPECT_EQ(0, outcome.status) << outcome.error;
         std::vector<std::vector<double>> rows;
-        std::istringstream lines(outcome.output);
+        std::istringstream lines(done("sample cube.kvf --channel " + in_arguments));
         for (std::string line; std::getline(lines, line);) {
             std::istringstream columns(line);
             rows.emplace_back();
@@ -46,15 +40,6 @@ protected:
         }
         return rows;
     }
-    void expectFailure(int in_status, const std::string& in_arguments, const std::string& in_words)
-    {
-        const Outcome outcome = kvf(in_arguments);
-        EXPECT_EQ(in_status, outcome.status) << in_arguments;
-        EXPECT_EQ("", outcome.output) << in_arguments;
-        EXPECT_NE(std::string::npos, outcome.error.find(in_words)) << outcome.error;
-    }
-
-    TemporaryFolder folder;
 };
 
 struct Pixels {
@@ -126,18 +111,22 @@ TEST_F(SamplingCommands, SampleTellsWhatIsWrong)
 {
     const std::string sample = "sample cube.kvf --channel ";
     folder.write("broken.csv", "1,2,3\n4,5,6\n7,8\n");
-    expectFailure(3, sample + "distance --points broken.csv", "broken.csv, line 3");
+    expectFailures({
+        {3, sample + "distance --points broken.csv", "broken.csv, line 3"},
+    });
     folder.write("broken.csv", "a,b,c\n");
-    expectFailure(3, sample + "distance --points broken.csv", "line 1");
-    expectFailure(3, sample + "distance --points absent.csv", "absent.csv");
-    expectFailure(2, sample + "distance", "--at");
-    expectFailure(2, sample + "distance --at 1,2,3 --line 1,2,3,4,5,6", "one of");
-    expectFailure(2, sample + "distance --at 1,2", "--at wants 3 numbers");
-    expectFailure(2, sample + "distance --at 1,2,3 --count 4", "--count");
-    expectFailure(2, sample + "distance --at 1,2,3 --kind cubic", "cubic");
-    expectFailure(2, sample + "distance --at 1,2,3 --kind weno --gradient", "weno");
-    expectFailure(1, sample + "normal --at 1,2,3 --kind weno", "weno");
-    expectFailure(1, sample + "heat --at 1,2,3", "heat");
+    expectFailures({
+        {3, sample + "distance --points broken.csv", "line 1"},
+        {3, sample + "distance --points absent.csv", "absent.csv"},
+        {2, sample + "distance", "--at"},
+        {2, sample + "distance --at 1,2,3 --line 1,2,3,4,5,6", "one of"},
+        {2, sample + "distance --at 1,2", "--at wants 3 numbers"},
+        {2, sample + "distance --at 1,2,3 --count 4", "--count"},
+        {2, sample + "distance --at 1,2,3 --kind cubic", "cubic"},
+        {2, sample + "distance --at 1,2,3 --kind weno --gradient", "weno"},
+        {1, sample + "normal --at 1,2,3 --kind weno", "weno"},
+        {1, sample + "heat --at 1,2,3", "heat"},
+    });
 }
 
 TEST_F(SamplingCommands, SliceDrawsASmoothFieldInsteadOfCells)
@@ -159,7 +148,9 @@ TEST_F(SamplingCommands, SliceDrawsASmoothFieldInsteadOfCells)
         return count;
     };
     EXPECT_LT(equal_neighbours(smooth), equal_neighbours(cells));
-    expectFailure(1, "slice cube.kvf --channel normal --kind weno", "weno");
+    expectFailures({
+        {1, "slice cube.kvf --channel normal --kind weno", "weno"},
+    });
 }
 
 TEST_F(SamplingCommands, RenderShowsTheCubeBeforeTheBackdrop)
@@ -188,12 +179,14 @@ TEST_F(SamplingCommands, RenderShowsTheCubeBeforeTheBackdrop)
 TEST_F(SamplingCommands, RenderTellsWhatIsWrong)
 {
     const std::string render = "render cube.kvf --channel ";
-    expectFailure(2, render + "distance --size 10", "--size");
-    expectFailure(2, render + "distance --size 4x90", "--size");
-    expectFailure(2, render + "distance --camera 1,2", "--camera");
-    expectFailure(2, render + "distance --camera 1,2,0", "zoom");
-    expectFailure(1, render + "normal", "distances");
-    expectFailure(3, render + "distance --size 32x32 -o absent/a.png", "absent/a.png");
+    expectFailures({
+        {2, render + "distance --size 10", "--size"},
+        {2, render + "distance --size 4x90", "--size"},
+        {2, render + "distance --camera 1,2", "--camera"},
+        {2, render + "distance --camera 1,2,0", "zoom"},
+        {1, render + "normal", "distances"},
+        {3, render + "distance --size 32x32 -o absent/a.png", "absent/a.png"},
+    });
 }
 
 TEST(SurfaceTracer, MeetsABallAndItsNormalByEveryKind)

@@ -5,20 +5,19 @@
 
 #include <tools/kvf/ShapeFile.h>
 
-#include <tests/tools/RunProgram.h>
-
-#include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
+#include <tests/tools/KvfFolder.h>
+#include <tests/tools/TestMeshes.h>
 
 #include <filesystem>
+#include <fstream>
+#include <limits>
+#include <map>
 
 namespace Skelvar::Tool::Test {
 namespace {
 
-using nlohmann::json;
-
 /// A folder with frames 1, 2, 3, 6 and 7 of a small field, and the program at hand.
-class KvfSequence : public ::testing::Test {
+class KvfSequence : public KvfFolder {
 protected:
     void SetUp() override
     {
@@ -31,11 +30,6 @@ protected:
     std::string path(const std::string& in_pattern, int in_frame) const
     {
         return framePath(folder.path(in_pattern), in_frame);
-    }
-
-    Outcome kvf(const std::string& in_arguments) const
-    {
-        return runProgram(folder, std::string("'") + KVF_PROGRAM + "' " + in_arguments);
     }
 
     struct Change {
@@ -68,8 +62,6 @@ protected:
         }
         saveShapeFile(*state, folder.path(in_pattern), in_shape, {"density"}, 1, 0);
     }
-
-    TemporaryFolder folder;
 };
 
 TEST_F(KvfSequence, IsListedWithItsHolesAndDamage)
@@ -79,14 +71,14 @@ TEST_F(KvfSequence, IsListedWithItsHolesAndDamage)
     folder.write("f.0007.kvf", "nothing of the kind");
     folder.write("f.0009.kvf", good + "rest");
 
-    const json listing = json::parse(kvf("ls 'f.#.kvf' --json").output);
+    const json listing = jsonOf("ls 'f.#.kvf'");
     EXPECT_EQ(json({1, 2, 3, 6, 7, 9}), listing["frames"]);
     EXPECT_EQ(json({4, 5, 8}), listing["missing"]);
     EXPECT_EQ(json({6, 7, 9}), listing["damaged"]);
     EXPECT_EQ(3, listing["last_complete"]);
     EXPECT_EQ(good.size(), listing["files"][0]["bytes"]);
 
-    const json narrow = json::parse(kvf("ls 'f.#.kvf' --frames 0-4x2 --json").output);
+    const json narrow = jsonOf("ls 'f.#.kvf' --frames 0-4x2");
     EXPECT_EQ(json::array({2}), narrow["frames"]);
     EXPECT_EQ(json({0, 4}), narrow["missing"]);
 
@@ -118,33 +110,87 @@ TEST_F(KvfSequence, DiffFindsAPlantedDifferenceAtItsPlace)
     EXPECT_EQ(0, kvf("diff nan.0001.kvf nan.0001.kvf").status);
 }
 
-TEST_F(KvfSequence, IsConvertedInPartsThatLeaveOutWhatIsThere)
+TEST_F(KvfSequence, IsWorkedOnInPartsThatLeaveOutWhatIsThere)
 {
-    const Outcome first = kvf("convert 'f.#.kvf' 'g.@@.kvf' --frames 1-6 --shard 1/2 --jobs 2");
-    EXPECT_EQ(0, first.status);
-    EXPECT_NE(std::string::npos, first.error.find("2 of 6 frames have no file")) << first.error;
-    EXPECT_TRUE(std::filesystem::exists(folder.path("g.01.kvf")));
-    EXPECT_TRUE(std::filesystem::exists(folder.path("g.03.kvf")));
-    EXPECT_FALSE(std::filesystem::exists(folder.path("g.02.kvf")));
+    write("f.#.kvf", {{3, 62, -1.0f}});  // a surface to render
+    for (const int frame : {2, 3, 6, 7}) {
+        std::filesystem::copy_file(folder.path("f.0001.kvf"), path("f.#.kvf", frame),
+                                   std::filesystem::copy_options::overwrite_existing);
+        folder.write("m." + std::to_string(frame) + ".obj", kCubeObj);
+    }
+    folder.write("m.1.obj", kCubeObj);
+    const struct {
+        const char* command;
+        const char* output;
+    } rows[] = {
+        {"convert 'f.#.kvf' 'g.#.kvf'", "g.#.kvf"},
+        {"slice 'f.#.kvf' --channel density", "f.#.png"},
+        {"render 'f.#.kvf' --channel density --size 300x300 -o 'r@@.png'", "r@@.png"},
+        {"solve poisson 'f.#.kvf' --rhs density --out u -o 'u.#.kvf'", "u.#.kvf"},
+        {"dump 'f.#.kvf' 'f.@.txt'", "f.@.txt"},
+        {"voxelize 'm.@.obj' 'v.#.kvf' --voxel-size 0.1", "v.#.kvf"},
+        {"scatter 'm.@.obj' 'p.#.kvf' --voxel-size 0.1", "p.#.kvf"},
+        {"export 'p.#.kvf' 'p.#.csv'", "p.#.csv"},
+    };
+    for (const auto& [command, output] : rows) {
+        SCOPED_TRACE(command);
+        const std::string run = command;
+        const Outcome part = kvf(run + " --frames 1-6 --shard 1/2 --jobs 2");
+        EXPECT_EQ(0, part.status) << part.error;
+        EXPECT_NE(std::string::npos, part.error.find("2 of 6 frames have no file")) << part.error;
+        for (const auto& [frame, is_there] :
+             std::map<int, bool>{{1, true}, {2, false}, {3, true}, {6, false}, {7, false}}) {
+            EXPECT_EQ(is_there, std::filesystem::exists(path(output, frame))) << frame;
+        }
+        const std::string first = path(output, 1);
+        const std::string made = folder.read(std::filesystem::path(first).filename().string());
+        std::ofstream(first) << "mine";
+        done(run + " --skip-existing --jobs 3");
+        EXPECT_EQ("mine", folder.read(std::filesystem::path(first).filename().string()));
+        EXPECT_TRUE(std::filesystem::exists(path(output, 7)));
+        std::ofstream(first, std::ios::binary) << made;
+    }
+    EXPECT_EQ(7, jsonOf("info g.0007.kvf")[0]["frame"]);
+    EXPECT_EQ("m-volume", jsonOf("info v.0003.kvf")[0]["shape"]["name"]) << "one for all frames";
+    EXPECT_EQ(2, kvf("convert 'f.#.kvf' 'g.#.kvf' --frames 2-3").status) << "they are there";
+    done("solve poisson 'f.#.kvf' --rhs density --out u --frames 2 --plot 'plot@@.png'");
+    EXPECT_TRUE(std::filesystem::exists(folder.path("plot02.png")));
+    EXPECT_EQ(2u, jsonOf("info f.0002.kvf")[0]["channels"].size());
+    EXPECT_EQ(1u, jsonOf("info f.0003.kvf")[0]["channels"].size());
+    for (const auto& entry : std::filesystem::directory_iterator(folder.path(""))) {
+        EXPECT_NE(0u, entry.path().filename().string().find(".kvf-")) << entry.path();
+    }
+}
 
-    folder.write("g.01.kvf", "mine");
-    EXPECT_EQ(0, kvf("convert 'f.#.kvf' 'g.@@.kvf' --skip-existing").status);
-    EXPECT_EQ("mine", folder.read("g.01.kvf"));
-    EXPECT_EQ(7, json::parse(kvf("info --json g.07.kvf").output)[0]["frame"]);
-    EXPECT_EQ(2, kvf("convert 'f.#.kvf' 'g.@@.kvf' --frames 2-3").status) << "they are there";
-    EXPECT_EQ("f.0002.kvf: ok\nf.0003.kvf: ok\n",
-              kvf("check 'f.#.kvf' --frames 2-3 --jobs 3").output);
+TEST_F(KvfSequence, IsToldFrameByFrame)
+{
+    write("f.#.kvf", {{3, 62, 4.0f}});
+    folder.write("f.0006.kvf", "nothing of the kind");
+
+    // The middle of tile 3, which begins at (13, -2, -17); a unit of the tree is half one.
+    EXPECT_EQ(
+        "1,7.75,0.25,-7.25,4\n2,7.75,0.25,-7.25,1\n3,7.75,0.25,-7.25,1\n",
+        done("sample 'f.#.kvf' --frames 1-3 --channel density --at 7.75,0.25,-7.25 --jobs 3"));
+    EXPECT_EQ("f.0002.kvf: ok\nf.0003.kvf: ok\n", done("check 'f.#.kvf' --frames 2-3 --jobs 3"));
+    for (const char* command : {"info", "stats", "tree"}) {
+        const Outcome outcome = kvf(command + std::string(" 'f.#.kvf' --json --jobs 2"));
+        EXPECT_EQ(3, outcome.status);
+        EXPECT_EQ(0u, outcome.error.find("kvf: frame 6: f.0006.kvf")) << outcome.error;
+        std::vector<std::string> files;
+        for (const json& entry : json::parse(outcome.output)) {
+            files.push_back(entry["file"]);
+        }
+        EXPECT_EQ(
+            (std::vector<std::string>{"f.0001.kvf", "f.0002.kvf", "f.0003.kvf", "f.0007.kvf"}),
+            files);
+    }
 }
 
 TEST_F(KvfSequence, ThatMakesNoSenseIsRefusedInOneLine)
 {
     write("f.@@.kvf", {}, "smoke");
     std::filesystem::rename(folder.path("f.01.kvf"), folder.path("f.0008.kvf"));
-    const struct {
-        int status;
-        const char* arguments;
-        const char* word;
-    } rows[] = {
+    expectFailures({
         {3, "ls 'none.#.kvf'", "none.#.kvf"},
         {3, "ls 'absent/f.#.kvf'", "absent/"},
         {2, "ls f.0001.kvf", "#"},
@@ -155,14 +201,10 @@ TEST_F(KvfSequence, ThatMakesNoSenseIsRefusedInOneLine)
         {2, "check f.0001.kvf --frames 1-2", "name.#.kvf"},
         {2, "convert 'f.#.kvf' g.kvf", "g.kvf"},
         {1, "convert 'f.#.kvf' 'g.#.kvf'", "frame 8 holds VoxelShape smoke"},
-    };
-    for (const auto& row : rows) {
-        const Outcome outcome = kvf(row.arguments);
-        EXPECT_EQ(row.status, outcome.status) << row.arguments;
-        EXPECT_EQ("", outcome.output);
-        EXPECT_EQ(1, std::count(outcome.error.begin(), outcome.error.end(), '\n')) << outcome.error;
-        EXPECT_NE(std::string::npos, outcome.error.find(row.word)) << outcome.error;
-    }
+        {2, "render 'f.#.kvf' --channel density -o r.png", "r.png"},
+        {2, "solve poisson 'f.#.kvf' --rhs density --out u --plot p.png", "p.png"},
+        {2, "solve poisson f.0001.kvf --rhs density --out u --skip-existing", "-o"},
+    });
 }
 
 }  // namespace

@@ -1,32 +1,19 @@
-#include <tests/tools/RunProgram.h>
-
-#include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
+#include <tests/tools/KvfFolder.h>
+#include <tests/tools/TestMeshes.h>
 
 namespace Skelvar::Tool::Test {
 namespace {
 
-using nlohmann::json;
+class TreeCommand : public KvfFolder {};
 
-constexpr const char* kTetrahedron =
-    "v -1 -1 -1\nv 1 0 0\nv 0 1 0\nv 0 0 1\nf 1 3 2\nf 1 2 4\nf 1 4 3\nf 2 3 4\n";
-
-Outcome kvf(const TemporaryFolder& in_folder, const std::string& in_arguments)
+TEST_F(TreeCommand, TellsDepthsRootsGradingAndSoundness)
 {
-    return runProgram(in_folder, std::string("'") + KVF_PROGRAM + "' " + in_arguments);
-}
+    folder.write("cube.obj", kCubeObj);
+    done("voxelize cube.obj plain.kvf --voxel-size 0.02");
+    done("voxelize cube.obj graded.kvf --voxel-size 0.02 --graded");
 
-TEST(TreeCommand, TellsDepthsRootsGradingAndSoundness)
-{
-    TemporaryFolder folder;
-    folder.write("mesh.obj", kTetrahedron);
-    ASSERT_EQ(0, kvf(folder, "voxelize mesh.obj plain.kvf --voxel-size 0.02").status);
-    ASSERT_EQ(0, kvf(folder, "voxelize mesh.obj graded.kvf --voxel-size 0.02 --graded").status);
+    const json trees = jsonOf("tree plain.kvf graded.kvf");
 
-    const Outcome outcome = kvf(folder, "tree plain.kvf graded.kvf --json");
-
-    ASSERT_EQ(0, outcome.status) << outcome.error;
-    const json trees = json::parse(outcome.output);
     ASSERT_EQ(2u, trees.size());
     for (const json& tree : trees) {
         EXPECT_EQ(1, tree["roots"]);
@@ -46,10 +33,10 @@ TEST(TreeCommand, TellsDepthsRootsGradingAndSoundness)
     EXPECT_EQ(trees[0]["depths"][7]["nodes"], trees[1]["depths"][7]["nodes"]);
     EXPECT_GT(trees[1]["depths"][5]["nodes"], trees[0]["depths"][5]["nodes"]);
 
-    const Outcome text = kvf(folder, "tree graded.kvf");
-    EXPECT_NE(std::string::npos, text.output.find("roots: 1\n"));
-    EXPECT_NE(std::string::npos, text.output.find("\nconsistent\n"));
-    EXPECT_EQ(3, kvf(folder, "tree absent.kvf").status);
+    const std::string text = done("tree graded.kvf");
+    EXPECT_NE(std::string::npos, text.find("roots: 1\n"));
+    EXPECT_NE(std::string::npos, text.find("\nconsistent\n"));
+    expectFailures({{3, "tree absent.kvf", "absent.kvf"}});
 }
 
 }  // namespace

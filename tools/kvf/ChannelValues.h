@@ -7,16 +7,21 @@
 
 namespace Skelvar::Tool {
 
-/// The numbers that one value of a channel is made of, each as a double.
+/// The numbers that one value of a channel is made of, each as it is or as a double.
 template <typename T>
 struct ValueComponents {
     static constexpr int kCount = 1;
+    static const T& at(const T& in_value, int) { return in_value; }
     static double get(const T& in_value, int) { return static_cast<double>(in_value); }
 };
 
 template <int N, typename T>
 struct ValueComponents<orvel::Math::vec<N, T>> {
     static constexpr int kCount = N;
+    static const T& at(const orvel::Math::vec<N, T>& in_value, int in_component)
+    {
+        return in_value[in_component];
+    }
     static double get(const orvel::Math::vec<N, T>& in_value, int in_component)
     {
         return static_cast<double>(in_value[in_component]);

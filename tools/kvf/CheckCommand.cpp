@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <iostream>
 #include <memory>
 #include <sstream>
 
@@ -52,12 +51,9 @@ void checkContents(const ShapeFile& in_file)
     const auto complain = [&](const std::string& in_text) {
         throw ToolError(eDataSaysNo, in_file.path + ": " + in_text);
     };
-    const auto layout = std::dynamic_pointer_cast<VoxelLayout>(in_file.shape->layoutPtr());
-    if (!layout) {
-        complain("the shape has no layout");
-    }
+    const VoxelLayout& layout = in_file.layout();
     std::ostringstream violations;
-    if (!isLayoutConsistent(*layout, &violations)) {
+    if (!isLayoutConsistent(layout, &violations)) {
         std::string text = violations.str();
         std::replace(text.begin(), text.end(), '\n', ' ');
         complain("the tree is not consistent: " + text);
@@ -72,12 +68,12 @@ void checkContents(const ShapeFile& in_file)
             complain("channel " + stated.name + " has " + std::to_string(channel->numTiles()) +
                      " tiles, and the header says " + std::to_string(stated.numTiles));
         }
-        for (int depth = 0; depth <= layout->maxDepth(); ++depth) {
-            if (channel->numTiles(depth) != layout->numNodes(depth)) {
+        for (int depth = 0; depth <= layout.maxDepth(); ++depth) {
+            if (channel->numTiles(depth) != layout.numNodes(depth)) {
                 complain("channel " + stated.name + " has " +
                          std::to_string(channel->numTiles(depth)) + " tiles at depth " +
                          std::to_string(depth) + ", and the layout has " +
-                         std::to_string(layout->numNodes(depth)));
+                         std::to_string(layout.numNodes(depth)));
             }
         }
     }
@@ -117,12 +113,8 @@ FrameResult checkFile(const FrameTask& in_task)
 /// The worst outcome decides: unreadable over damaged over sound.
 ExitStatus run(const CheckArguments& in_arguments)
 {
-    std::vector<FrameTask> tasks;
-    for (const std::string& file : in_arguments.files) {
-        const std::vector<FrameTask> more = selectFrames(file, {}, in_arguments.frames);
-        tasks.insert(tasks.end(), more.begin(), more.end());
-    }
-    return runFrames("checking", tasks, in_arguments.frames, checkFile);
+    return runFrames("checking", selectFrames(in_arguments.files, in_arguments.frames),
+                     in_arguments.frames, checkFile);
 }
 
 }  // namespace

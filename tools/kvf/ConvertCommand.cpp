@@ -25,21 +25,12 @@ struct ConvertArguments {
 
 FrameResult convert(const FrameTask& in_task, const ConvertArguments& in_arguments)
 {
-    const int frame = in_task.frame ? *in_task.frame : readHeader(in_task.input).frame;
-    const std::string target = withFolder(framePath(in_task.output, frame));
-    std::error_code error;
-    if (std::filesystem::exists(target, error)) {
-        if (in_arguments.frames.skip_existing) {
-            return {};
-        }
-        if (!in_arguments.force) {
-            throw ToolError(eMisuse, target + " exists; -f overwrites it");
-        }
-    }
+    checkMayWrite(in_task.output, in_arguments.force);
     const ShapeFile file = loadShapeFile(in_task.input);
+    const int frame = in_task.frame.value_or(file.info.frame);
     const int quality = in_arguments.quality.value_or(static_cast<int>(file.info.quality % 4));
-    const std::string written =
-        saveShapeFile(*file.state, target, file.shape->name(), file.channelNames(), frame, quality);
+    const std::string written = saveShapeFile(*file.state, in_task.output, file.shape->name(),
+                                              file.channelNames(), frame, quality);
     std::ostringstream text;
     text << in_task.input << " (version " << file.info.version << ", quality " << file.info.quality
          << ", " << humanBytes(double(std::filesystem::file_size(in_task.input))) << ") -> "

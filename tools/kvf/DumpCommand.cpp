@@ -3,6 +3,7 @@
 
 #include <tools/kvf/CommandLine.h>
 #include <tools/kvf/Commands.h>
+#include <tools/kvf/Frames.h>
 #include <tools/kvf/ShapeFile.h>
 
 #include <memory>
@@ -14,16 +15,27 @@ namespace {
 struct DumpArguments {
     std::string file;
     std::string output;
+    FrameOptions frames;
     bool verbose = false;
 };
 
-ExitStatus run(const DumpArguments& in_arguments)
+FrameResult dumpFile(const FrameTask& in_task, bool in_verbose)
 {
+    OutputFile output(withFolder(in_task.output));
     const QuietOutput quiet;  // the error's text says it all
-    if (!kvfDump(in_arguments.file, withFolder(in_arguments.output), in_arguments.verbose)) {
-        throw ToolError(eFileUnreadable, kvfLastError());
+    const bool is_written = kvfDump(in_task.input, output.path(), in_verbose);
+    const std::string& error = kvfLastError();
+    if (!is_written) {
+        const bool is_ours = error.starts_with(output.path());
+        throw ToolError(eFileUnreadable,
+                        is_ours ? in_task.output + error.substr(output.path().size()) : error);
     }
-    return eDone;
+    output.commit();
+    if (!error.empty()) {
+        return {in_task.output + "\n", eDataSaysNo,
+                error + "; " + in_task.output + " has what could be read"};
+    }
+    return {in_task.output + "\n"};
 }
 
 }  // namespace
@@ -33,10 +45,17 @@ void addDumpCommand(Command& io_tool, ExitStatus& out_status)
     const auto arguments = std::make_shared<DumpArguments>();
     Command command = io_tool.command(
         "dump", "Writes what a file holds as text; of a damaged file what can be loaded");
-    command.option("file", arguments->file, "the file").required();
-    command.option("output", arguments->output, "the text to write").required();
+    command.option("FILE", arguments->file, "file to read").required();
+    command.option("OUT", arguments->output, "text to write").required();
     command.flag("--verbose", arguments->verbose, "counts for each depth too");
-    command.onRun([arguments, &out_status] { out_status = run(*arguments); });
+    arguments->frames.may_mix = true;
+    addFrameOptions(command, true, arguments->frames);
+    command.onRun([arguments, &out_status] {
+        const auto tasks = selectFrames(arguments->file, arguments->output, arguments->frames);
+        out_status = runFrames("dumping", tasks, arguments->frames, [&](const FrameTask& in_task) {
+            return dumpFile(in_task, arguments->verbose);
+        });
+    });
 }
 
 }  // namespace Skelvar::Tool

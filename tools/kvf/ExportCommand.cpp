@@ -5,15 +5,15 @@
 #include <tools/kvf/ChannelValues.h>
 #include <tools/kvf/CommandLine.h>
 #include <tools/kvf/Commands.h>
+#include <tools/kvf/Frames.h>
 #include <tools/kvf/ShapeFile.h>
 
 #include <bit>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <iostream>
 #include <memory>
-#include <optional>
+#include <string>
 #include <type_traits>
 
 namespace Skelvar::Tool {
@@ -23,7 +23,7 @@ namespace {
 struct ExportArguments {
     std::string file;
     std::string output;
-    std::optional<int> frame;
+    FrameOptions frames;
 };
 
 /// One channel as columns of a table of particles.
@@ -81,7 +81,7 @@ public:
                 std::snprintf(text, sizeof(text), "%.9g", Components::get(element, c));
                 io_line += text;
             } else {
-                io_line += std::to_string(component(element, c));
+                io_line += std::to_string(Components::at(element, c));
             }
             io_line += ',';
         }
@@ -94,7 +94,7 @@ public:
         using Stored = std::conditional_t<sizeof(Number) == 8, double, Number>;
         const T element = value(in_tile, in_index);
         for (int c = 0; c < Components::kCount; ++c) {
-            const Stored stored = static_cast<Stored>(component(element, c));
+            const Stored stored = static_cast<Stored>(Components::at(element, c));
             io_bytes.append(reinterpret_cast<const char*>(&stored), sizeof(stored));
         }
     }
@@ -102,15 +102,7 @@ public:
 private:
     using Components = ValueComponents<T>;
 
-    static auto component(const T& in_element, [[maybe_unused]] int in_component)
-    {
-        if constexpr (Components::kCount == 1) {
-            return in_element;
-        } else {
-            return in_element[in_component];
-        }
-    }
-    using Number = decltype(component(T{}, 0));
+    using Number = std::decay_t<decltype(Components::at(T{}, 0))>;
 
     T value(const TileIndex& in_tile, unsigned long in_index) const
     {
@@ -206,28 +198,34 @@ void writePly(const ParticleShape& in_shape, const Columns& in_columns, std::ost
     });
 }
 
-void run(const ExportArguments& in_arguments)
+FrameResult exportFile(const FrameTask& in_task, bool in_as_ply)
+{
+    const ShapeFile file = loadShapeFile(in_task.input);
+    const std::shared_ptr<ParticleShape> shape = file.particleShape();
+    const Columns columns = makeColumns(file, *shape);
+    OutputFile output(in_task.output);
+    std::ofstream stream(output.path(), std::ios::binary);
+    if (stream) {
+        (in_as_ply ? writePly : writeCsv)(*shape, columns, stream);
+        stream.close();
+    }
+    if (!stream) {
+        throw ToolError(eFileUnreadable, in_task.output + " cannot be written");
+    }
+    output.commit();
+    return {in_task.output + ": " + std::to_string(shape->numParticles()) + " particles\n"};
+}
+
+ExitStatus run(const ExportArguments& in_arguments)
 {
     const std::string extension = std::filesystem::path(in_arguments.output).extension().string();
     if (extension != ".ply" && extension != ".csv") {
         throw ToolError(eMisuse, "the output must end in .ply or .csv");
     }
-    const ShapeFile file = loadShapeFile(framePath(in_arguments.file, in_arguments.frame));
-    const std::shared_ptr<ParticleShape> shape = file.particleShape();
-    const Columns columns = makeColumns(file, *shape);
-    std::ofstream output(in_arguments.output, std::ios::binary);
-    if (output) {
-        (extension == ".ply" ? writePly : writeCsv)(*shape, columns, output);
-        output.close();
-    }
-    if (!output) {
-        std::error_code error;
-        if (std::filesystem::is_regular_file(in_arguments.output, error)) {
-            std::filesystem::remove(in_arguments.output, error);
-        }
-        throw ToolError(eFileUnreadable, in_arguments.output + " cannot be written");
-    }
-    std::cout << in_arguments.output << ": " << shape->numParticles() << " particles\n";
+    const auto tasks = selectFrames(in_arguments.file, in_arguments.output, in_arguments.frames);
+    return runFrames("exporting", tasks, in_arguments.frames, [&](const FrameTask& in_task) {
+        return exportFile(in_task, extension == ".ply");
+    });
 }
 
 }  // namespace
@@ -239,11 +237,8 @@ void addExportCommand(Command& io_tool, ExitStatus& out_status)
         io_tool.command("export", "Writes particles as points with all channels, as PLY or CSV");
     command.option("FILE", arguments->file, "file to read").required();
     command.option("OUT", arguments->output, "file to write, ending in .ply or .csv").required();
-    command.option("--frame", arguments->frame, "frame of a path with a frame pattern");
-    command.onRun([arguments, &out_status] {
-        run(*arguments);
-        out_status = eDone;
-    });
+    addFrameOptions(command, true, arguments->frames);
+    command.onRun([arguments, &out_status] { out_status = run(*arguments); });
 }
 
 }  // namespace Skelvar::Tool

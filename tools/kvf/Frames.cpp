@@ -12,17 +12,6 @@ namespace Skelvar::Tool {
 
 namespace {
 
-bool isSequence(const std::string& in_input, const FrameOptions& in_options)
-{
-    return hasFramePattern(in_input) && !in_options.frame &&
-           !(in_options.frames.empty() && std::filesystem::is_regular_file(in_input));
-}
-
-std::string outputOf(const std::string& in_output, int in_frame)
-{
-    return in_output.empty() ? in_output : framePath(in_output, in_frame);
-}
-
 /// The one step of a path that is no sequence.
 FrameTask singleTask(const std::string& in_input, const std::string& in_output,
                      const FrameOptions& in_options)
@@ -34,8 +23,11 @@ FrameTask singleTask(const std::string& in_input, const std::string& in_output,
                             in_input);
     }
     FrameTask task{in_options.frame, framePath(in_input, in_options.frame), in_output};
-    if (in_options.frame) {
-        task.output = outputOf(in_output, *in_options.frame);
+    if (in_options.are_meshes) {
+        task.frame = in_options.frame.value_or(0);
+    }
+    if (hasFramePattern(in_output)) {
+        task.output = framePath(in_output, task.frame ? *task.frame : readHeader(task.input).frame);
     }
     return task;
 }
@@ -125,7 +117,8 @@ void checkOneShape(const std::string& in_input, const std::vector<FrameFile>& in
 
 void addFrameOptions(Command& io_command, bool in_writes_files, FrameOptions& io_options)
 {
-    io_command.option("--frame", io_options.frame, "frame of paths with a frame pattern");
+    io_command.option("--frame", io_options.frame,
+                      "one frame: stands in for the pattern, and in new files");
     io_command
         .option("--frames", io_options.frames,
                 "frames of a path with a frame pattern, as A-B or A-BxS (all that are there)")
@@ -141,6 +134,13 @@ void addFrameOptions(Command& io_command, bool in_writes_files, FrameOptions& io
     }
 }
 
+bool isSequence(const std::string& in_input, const FrameOptions& in_options)
+{
+    std::error_code error;
+    return hasFramePattern(in_input) && !in_options.frame &&
+           !(in_options.frames.empty() && std::filesystem::is_regular_file(in_input, error));
+}
+
 std::vector<FrameTask> selectFrames(const std::string& in_input, const std::string& in_output,
                                     const FrameOptions& in_options)
 {
@@ -153,20 +153,31 @@ std::vector<FrameTask> selectFrames(const std::string& in_input, const std::stri
                                          "; give it a frame pattern, as in name.#.kvf");
         }
         const std::vector<FrameFile> files = filesOf(in_input, in_options);
-        if (!in_options.may_mix) {
+        if (!in_options.may_mix && !in_options.are_meshes) {
             checkOneShape(in_input, files);
         }
         for (const FrameFile& file : files) {
-            tasks.push_back({file.frame, file.path, outputOf(in_output, file.frame)});
+            const std::string output = in_output.empty() ? "" : framePath(in_output, file.frame);
+            tasks.push_back({file.frame, file.path, output});
         }
     }
-    if (in_options.skip_existing) {
-        std::erase_if(tasks, [](const FrameTask& in_task) {
-            std::error_code error;
-            return !in_task.output.empty() && std::filesystem::exists(in_task.output, error);
-        });
+    return tasks;
+}
+
+std::vector<FrameTask> selectFrames(const std::vector<std::string>& in_inputs,
+                                    const FrameOptions& in_options)
+{
+    std::vector<FrameTask> tasks;
+    for (const std::string& input : in_inputs) {
+        const std::vector<FrameTask> more = selectFrames(input, "", in_options);
+        tasks.insert(tasks.end(), more.begin(), more.end());
     }
     return tasks;
+}
+
+std::string besideName(const std::string& in_input, const std::string& in_ending)
+{
+    return std::filesystem::path(in_input).stem().string() + in_ending;
 }
 
 }  // namespace Skelvar::Tool

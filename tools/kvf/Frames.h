@@ -40,7 +40,8 @@ struct FrameOptions {
     std::string shard;
     int jobs = 1;
     bool skip_existing = false;
-    bool may_mix = false;  ///< set by a command that does not mind several shapes in a sequence
+    bool may_mix = false;     ///< set by a command that does not mind several shapes in a sequence
+    bool are_meshes = false;  ///< set by a command whose inputs tell neither frame nor shape
 };
 
 /// Adds --frame, --frames, --shard and --jobs to a command, and --skip-existing to one that writes
@@ -60,35 +61,48 @@ struct FrameFile {
 /// `eFileUnreadable` if the folder cannot be read.
 std::vector<FrameFile> findFrames(const std::string& in_pattern);
 
+/// Whether a path stands for all of its frames: it has a pattern, no frame of it is asked for, and
+/// no file has that very name.
+bool isSequence(const std::string& in_input, const FrameOptions& in_options);
+
 /// One step of a command: a file to read, and the file that comes of it.
 struct FrameTask {
     std::optional<int> frame;  ///< empty if nothing names one
     std::string input;
-    std::string
-        output;  ///< with the frame in its place, if there is a frame; empty if none is made
+    std::string output;  ///< with the frame in its place; empty if none is made
 };
 
 /// The steps that a command line asks for, by rising frame: one for a path without a pattern or
 /// with --frame; else one for each file of the sequence, within --frames and the shard. Pass an
-/// empty `in_output` if the command writes no file. With --frames, which shard a frame falls to
-/// does not depend on the files that are there. Files that exist are left out under
-/// --skip-existing, after the split; frames of the range without a file are told in one line on
-/// standard error. Throws `ToolError` if a part of the options makes no sense, if several frames
-/// would go to one output, if there is no file at all, or if the files hold different shapes.
+/// empty `in_output` if the command writes no file; the frame of a lone file goes into a pattern
+/// there too (0 for a mesh). With --frames, which shard a frame falls to does not depend on the
+/// files that are there; frames of the range without a file are told in one line on standard error.
+/// Throws `ToolError` if a part of the options makes no sense, if several frames would go to one
+/// output, if there is no file at all, or if the files hold different shapes.
 std::vector<FrameTask> selectFrames(const std::string& in_input, const std::string& in_output,
                                     const FrameOptions& in_options);
 
-/// What a step tells the user: its lines for standard output, and its status if it did not throw.
+/// The steps of a command that only reads, over several paths one after another.
+std::vector<FrameTask> selectFrames(const std::vector<std::string>& in_inputs,
+                                    const FrameOptions& in_options);
+
+/// The name of an output that the user did not name: that of the input without its folder, with
+/// another ending. Holds the pattern that the input's name holds.
+std::string besideName(const std::string& in_input, const std::string& in_ending);
+
+/// What a step tells the user: its lines for standard output, and its status and line of error if
+/// it did not throw.
 struct FrameResult {
     std::string text;
     ExitStatus status = eDone;
+    std::string error{};  ///< empty for none
 };
 
 /// Runs the steps, --jobs of them at once, each on a thread of its own, and prints their texts in
-/// order. On a terminal a bar on standard error tells how far the work is. A step that throws a
-/// `ToolError` is told in one line, and the others go on; a single step lets it through. After an
-/// interrupt (SIGINT, SIGTERM) the steps under way are finished and no more are begun. Gives the
-/// greatest status.
+/// order. On a terminal a bar on standard error tells how far the work is. Under --skip-existing a
+/// step whose output is there when its turn comes is left out. A step that fails is told in one
+/// line, and the others go on; that of a single step is thrown. After an interrupt (SIGINT,
+/// SIGTERM) the steps under way are finished and no more are begun. Gives the greatest status.
 ExitStatus runFrames(const std::string& in_title, const std::vector<FrameTask>& in_tasks,
                      const FrameOptions& in_options,
                      const std::function<FrameResult(const FrameTask&)>& in_work);

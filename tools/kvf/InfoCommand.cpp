@@ -3,7 +3,7 @@
 #include <tools/kvf/CommandLine.h>
 #include <tools/kvf/Commands.h>
 #include <tools/kvf/Format.h>
-#include <tools/kvf/Frames.h>
+#include <tools/kvf/Reports.h>
 #include <tools/kvf/ShapeFile.h>
 
 #include <nlohmann/json.hpp>
@@ -93,29 +93,9 @@ std::string sizesTable(const std::vector<KvfChannelSize>& in_sizes)
     return text;
 }
 
-ExitStatus run(const InfoArguments& in_arguments)
+std::string toText(const std::string& in_path)
 {
-    std::vector<FrameTask> tasks;
-    for (const std::string& file : in_arguments.files) {
-        const std::vector<FrameTask> more = selectFrames(file, {}, in_arguments.frames);
-        tasks.insert(tasks.end(), more.begin(), more.end());
-    }
-    std::vector<json> entries(tasks.size());
-    const ExitStatus status =
-        runFrames("reading headers", tasks, in_arguments.frames, [&](const FrameTask& in_task) {
-            const std::size_t place = static_cast<std::size_t>(&in_task - tasks.data());
-            if (in_arguments.as_json) {
-                entries[place] = toJson(in_task.input);
-                return FrameResult{};
-            }
-            return FrameResult{(place > 0 ? "\n" : "") + in_task.input + "\n" +
-                               readReport(in_task.input) + sizesTable(readSizes(in_task.input))};
-        });
-    if (in_arguments.as_json) {
-        // A name in a file may hold any bytes: those that are no UTF-8 are replaced.
-        printOutput(json(entries).dump(2, ' ', false, json::error_handler_t::replace) + "\n");
-    }
-    return status;
+    return readReport(in_path) + sizesTable(readSizes(in_path));
 }
 
 }  // namespace
@@ -129,7 +109,10 @@ void addInfoCommand(Command& io_tool, ExitStatus& out_status)
     arguments->frames.may_mix = true;
     addFrameOptions(command, false, arguments->frames);
     command.flag("--json", arguments->as_json, "print a JSON array, one entry a file");
-    command.onRun([arguments, &out_status] { out_status = run(*arguments); });
+    command.onRun([arguments, &out_status] {
+        out_status = runReports(arguments->files, arguments->frames, arguments->as_json,
+                                {"reading headers", toText, toJson});
+    });
 }
 
 }  // namespace Skelvar::Tool

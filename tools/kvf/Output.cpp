@@ -1,15 +1,16 @@
 #include <tools/kvf/Output.h>
 
 #include <tools/kvf/ToolError.h>
+#include <tools/kvf/picture/Canvas.h>
 
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
 #include <mutex>
+#include <random>
 
 namespace Skelvar::Tool {
 
@@ -87,11 +88,20 @@ void printOutput(const std::string& in_text)
     }
 }
 
+void checkMayWrite(const std::string& in_path, bool in_force)
+{
+    std::error_code error;
+    if (!in_force && std::filesystem::exists(in_path, error)) {
+        throw ToolError(eMisuse, in_path + " exists; -f overwrites it");
+    }
+}
+
 OutputFile::OutputFile(const std::string& in_name) : m_name(in_name)
 {
-    static std::atomic<int> s_count{0};
+    // Other machines may write into the folder too: the process and a count would not do.
+    std::random_device random;
     const std::filesystem::path name(in_name);
-    const std::string unique = ".kvf-" + std::to_string(getpid()) + "-" + std::to_string(s_count++);
+    const std::string unique = ".kvf-" + std::to_string(random()) + "-" + std::to_string(random());
     m_path = (name.parent_path() / (unique + name.extension().string())).string();
 }
 
@@ -110,6 +120,16 @@ void OutputFile::commit()
         throw ToolError(eFileUnreadable, m_name + " cannot be written: " + error.message());
     }
     m_path.clear();
+}
+
+void writePicture(const Canvas& in_canvas, const std::string& in_path)
+{
+    OutputFile picture(in_path);
+    std::string reason;
+    if (!in_canvas.writePng(picture.path(), reason)) {
+        throw ToolError(eFileUnreadable, "picture " + in_path + " cannot be written: " + reason);
+    }
+    picture.commit();
 }
 
 }  // namespace Skelvar::Tool

@@ -1,8 +1,12 @@
 #pragma once
 
+#include <tools/kvf/Interrupt.h>
+
 #include <string>
 
 namespace Skelvar::Tool {
+
+class Canvas;
 
 /// Keeps the library's own messages off standard output, which belongs to the tool's results, as
 /// long as one lives. Everything that the process writes there meanwhile is dropped, except by
@@ -18,8 +22,12 @@ public:
 /// Writes to standard output, whole, also while another thread keeps it quiet. Any thread.
 void printOutput(const std::string& in_text);
 
+/// Throws `ToolError` with `eMisuse` if the file is there and may not be overwritten.
+void checkMayWrite(const std::string& in_path, bool in_force);
+
 /// A file that appears under its name whole or not at all: a command writes to `path()`, beside the
-/// name, and `commit` moves it there. Without that the destructor removes it.
+/// name, and `commit` moves it there. Without that the destructor removes it. An interrupt waits as
+/// long as it lives.
 class OutputFile {
 public:
     explicit OutputFile(const std::string& in_name);
@@ -33,8 +41,12 @@ public:
     void commit();
 
 private:
+    InterruptGuard m_guard;
     std::string m_name;
     std::string m_path;
 };
+
+/// Writes a PNG file. Throws `ToolError` with `eFileUnreadable` if that fails.
+void writePicture(const Canvas& in_canvas, const std::string& in_path);
 
 }  // namespace Skelvar::Tool

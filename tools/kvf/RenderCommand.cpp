@@ -1,5 +1,6 @@
 #include <tools/kvf/CommandLine.h>
 #include <tools/kvf/Commands.h>
+#include <tools/kvf/Frames.h>
 #include <tools/kvf/Points.h>
 #include <tools/kvf/RenderRequest.h>
 #include <tools/kvf/SamplerKind.h>
@@ -7,10 +8,7 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <filesystem>
-#include <iostream>
 #include <memory>
-#include <optional>
 
 namespace Skelvar::Tool {
 
@@ -18,7 +16,7 @@ namespace {
 
 struct RenderArguments {
     std::string file;
-    std::optional<int> frame;
+    FrameOptions frames;
     std::string size;
     std::string camera;
     RenderRequest request;
@@ -37,7 +35,7 @@ void parseSize(const std::string& in_text, RenderRequest& io_request)
     }
 }
 
-void run(RenderArguments& io_arguments)
+ExitStatus run(RenderArguments& io_arguments)
 {
     RenderRequest& request = io_arguments.request;
     if (!io_arguments.size.empty()) {
@@ -49,12 +47,16 @@ void run(RenderArguments& io_arguments)
         request.elevation = camera[1];
         request.zoom = camera[2];
     }
-    const ShapeFile file = loadShapeFile(framePath(io_arguments.file, io_arguments.frame));
     if (request.output.empty()) {
-        request.output = std::filesystem::path(file.path).stem().string() + "-render.png";
+        request.output = besideName(io_arguments.file, "-render.png");
     }
-    writeRender(file, request);
-    std::cout << request.output << "\n";
+    const auto tasks = selectFrames(io_arguments.file, request.output, io_arguments.frames);
+    return runFrames("rendering", tasks, io_arguments.frames, [&](const FrameTask& in_task) {
+        RenderRequest one = request;
+        one.output = in_task.output;
+        writeRender(loadShapeFile(in_task.input), one);
+        return FrameResult{in_task.output + "\n"};
+    });
 }
 
 }  // namespace
@@ -73,11 +75,8 @@ void addRenderCommand(Command& io_tool, ExitStatus& out_status)
                    "from where to look, as AZIMUTH,ELEVATION,ZOOM: degrees about the upright "
                    "axis y and above the ground, and 1 to see all (35,20,1)");
     command.option("-o", request.output, "picture to write (FILE's name with -render.png)");
-    command.option("--frame", arguments->frame, "frame of a path with a frame pattern");
-    command.onRun([arguments, &out_status] {
-        run(*arguments);
-        out_status = eDone;
-    });
+    addFrameOptions(command, true, arguments->frames);
+    command.onRun([arguments, &out_status] { out_status = run(*arguments); });
 }
 
 }  // namespace Skelvar::Tool

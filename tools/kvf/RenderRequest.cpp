@@ -38,11 +38,7 @@ void writeRender(const ShapeFile& in_file, const RenderRequest& in_request)
                                          " has no surface in sight: nowhere on the way does its "
                                          "sign change");
     }
-    std::string reason;
-    if (!canvas.writePng(in_request.output, reason)) {
-        throw ToolError(eFileUnreadable,
-                        "picture " + in_request.output + " cannot be written: " + reason);
-    }
+    writePicture(canvas, in_request.output);
 }
 
 }  // namespace Skelvar::Tool

@@ -1,12 +1,12 @@
 #include <tools/kvf/Frames.h>
+#include <tools/kvf/Interrupt.h>
 #include <tools/kvf/Output.h>
 #include <tools/kvf/Progress.h>
-
-#include <csignal>
 
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
+#include <filesystem>
 #include <mutex>
 #include <new>
 #include <thread>
@@ -14,39 +14,6 @@
 namespace Skelvar::Tool {
 
 namespace {
-
-std::atomic<bool> s_interrupted{false};
-static_assert(std::atomic<bool>::is_always_lock_free, "a signal's handler may take no lock");
-
-extern "C" void noteInterrupt(int)
-{
-    s_interrupted = true;
-}
-
-/// Catches the first SIGINT and SIGTERM as long as it lives; a second one ends the program at once.
-class InterruptGuard {
-public:
-    InterruptGuard()
-    {
-        s_interrupted = false;
-        struct sigaction action = {};
-        action.sa_handler = noteInterrupt;
-        action.sa_flags = static_cast<int>(SA_RESETHAND) | SA_RESTART;
-        sigaction(SIGINT, &action, &m_interrupt);
-        sigaction(SIGTERM, &action, &m_terminate);
-    }
-    ~InterruptGuard()
-    {
-        sigaction(SIGINT, &m_interrupt, nullptr);
-        sigaction(SIGTERM, &m_terminate, nullptr);
-    }
-    InterruptGuard(const InterruptGuard&) = delete;
-    InterruptGuard& operator=(const InterruptGuard&) = delete;
-
-private:
-    struct sigaction m_interrupt;
-    struct sigaction m_terminate;
-};
 
 /// The work on several frames, shared by its threads.
 class FrameRun {
@@ -62,7 +29,6 @@ public:
 
     ExitStatus run(int in_threads)
     {
-        const InterruptGuard guard;
         std::vector<std::thread> others;
         for (int n = 1; n < in_threads; ++n) {
             others.emplace_back([this] { work(); });
@@ -72,7 +38,7 @@ public:
             thread.join();
         }
         m_progress.wipe();
-        if (m_printed < m_tasks.size()) {
+        if (m_guard.takeInterrupt() && m_printed < m_tasks.size()) {
             std::fprintf(stderr,
                          "kvf: interrupted: %zu of %zu frames are done, and none is half done\n",
                          m_printed, m_tasks.size());
@@ -85,12 +51,11 @@ private:
     struct Outcome {
         bool is_done = false;
         FrameResult result;
-        std::string error;
     };
 
     void work()
     {
-        for (std::size_t n = 0; !s_interrupted && (n = m_next++) < m_tasks.size();) {
+        for (std::size_t n = 0; !m_guard.isInterrupted() && (n = m_next++) < m_tasks.size();) {
             finish(n, outcomeOf(m_tasks[n]));
         }
     }
@@ -98,13 +63,13 @@ private:
     Outcome outcomeOf(const FrameTask& in_task) const
     {
         try {
-            return {true, m_work(in_task), {}};
+            return {true, m_work(in_task)};
         } catch (const ToolError& error) {
-            return {true, {{}, error.status()}, error.what()};
+            return {true, {{}, error.status(), error.what()}};
         } catch (const std::bad_alloc&) {
-            return {true, {{}, eDataSaysNo}, "out of memory"};
+            return {true, {{}, eDataSaysNo, "out of memory"}};
         } catch (const std::exception& error) {
-            return {true, {{}, eDataSaysNo}, error.what()};
+            return {true, {{}, eDataSaysNo, error.what()}};
         }
     }
 
@@ -115,27 +80,28 @@ private:
         m_worst = std::max(m_worst, in_outcome.result.status);
         m_outcomes[in_n] = std::move(in_outcome);
         for (; m_printed < m_tasks.size() && m_outcomes[m_printed].is_done; ++m_printed) {
-            print(m_tasks[m_printed], m_outcomes[m_printed]);
+            print(m_tasks[m_printed], m_outcomes[m_printed].result);
             m_outcomes[m_printed] = {};
         }
         m_progress.advance(1);
     }
 
-    void print(const FrameTask& in_task, const Outcome& in_outcome)
+    void print(const FrameTask& in_task, const FrameResult& in_result)
     {
         m_progress.wipe();
-        if (!in_outcome.error.empty()) {
-            std::string line = in_outcome.error;
+        printOutput(in_result.text);
+        if (!in_result.error.empty()) {
+            std::string line = in_result.error;
             std::replace(line.begin(), line.end(), '\n', ' ');
             const std::string frame =
                 in_task.frame ? "frame " + std::to_string(*in_task.frame) + ": " : std::string();
             std::fprintf(stderr, "kvf: %s%s\n", frame.c_str(), line.c_str());
         }
-        printOutput(in_outcome.result.text);
     }
 
     const std::vector<FrameTask>& m_tasks;
     const std::function<FrameResult(const FrameTask&)>& m_work;
+    InterruptGuard m_guard;
     Progress m_progress;
     std::atomic<std::size_t> m_next{0};
     std::mutex m_lock;
@@ -144,19 +110,32 @@ private:
     ExitStatus m_worst = eDone;
 };
 
+bool isThere(const std::string& in_path)
+{
+    std::error_code error;
+    return !in_path.empty() && std::filesystem::exists(in_path, error);
+}
+
 }  // namespace
 
 ExitStatus runFrames(const std::string& in_title, const std::vector<FrameTask>& in_tasks,
                      const FrameOptions& in_options,
                      const std::function<FrameResult(const FrameTask&)>& in_work)
 {
+    const std::function<FrameResult(const FrameTask&)> work = [&](const FrameTask& in_task) {
+        return in_options.skip_existing && isThere(in_task.output) ? FrameResult{}
+                                                                   : in_work(in_task);
+    };
     if (in_tasks.size() == 1) {
-        const FrameResult result = in_work(in_tasks.front());
+        const FrameResult result = work(in_tasks.front());
         printOutput(result.text);
+        if (!result.error.empty()) {
+            throw ToolError(result.status, result.error);
+        }
         return result.status;
     }
     const std::size_t jobs = static_cast<std::size_t>(std::max(1, in_options.jobs));
-    return FrameRun(in_title, in_tasks, in_work)
+    return FrameRun(in_title, in_tasks, work)
         .run(static_cast<int>(std::min(jobs, std::max<std::size_t>(in_tasks.size(), 1))));
 }
 

@@ -4,14 +4,15 @@
 #include <tools/kvf/ChannelValues.h>
 #include <tools/kvf/CommandLine.h>
 #include <tools/kvf/Commands.h>
+#include <tools/kvf/Frames.h>
 #include <tools/kvf/Points.h>
 #include <tools/kvf/SamplerKind.h>
 #include <tools/kvf/ShapeFile.h>
 
 #include <charconv>
-#include <iostream>
 #include <memory>
 #include <optional>
+#include <string>
 
 namespace Skelvar::Tool {
 
@@ -19,7 +20,7 @@ namespace {
 
 struct SampleArguments {
     std::string file;
-    std::optional<int> frame;
+    FrameOptions frames;
     std::string channel;
     std::string at;
     std::string points;
@@ -51,8 +52,8 @@ std::vector<vec3f> pointsOf(const SampleArguments& in_arguments)
     return pointsOnLine({x[0], x[1], x[2]}, {x[3], x[4], x[5]}, in_arguments.count.value_or(100));
 }
 
-/// Numbers with commas between them, each in the fewest digits that give it back.
-class Row {
+/// Rows of numbers with commas between them, each in the fewest digits that give it back.
+class Rows {
 public:
     template <typename T>
     void add(const T& in_value)
@@ -69,45 +70,62 @@ public:
             } else {
                 end = std::to_chars(text, text + sizeof(text), in_value).ptr;
             }
-            m_text += m_text.empty() ? "" : ",";
-            m_text.append(text, end);
+            m_text.append(text, end) += ',';
         }
     }
+    /// After at least one number.
+    void endRow() { m_text.back() = '\n'; }
     const std::string& text() const { return m_text; }
 
 private:
     std::string m_text;
 };
 
-void run(const SampleArguments& in_arguments)
+/// The rows of one file, each headed by the frame if there is one.
+std::string sampleFile(const std::string& in_path, const std::optional<int>& in_frame,
+                       const std::vector<vec3f>& in_points, const SampleArguments& in_arguments)
+{
+    const ShapeFile file = loadShapeFile(in_path);
+    file.voxelShape();
+    const auto channel = file.channel(in_arguments.channel);
+    const auto sampler = makeSampler(*channel, in_arguments.kind,
+                                     in_arguments.space == "world" ? eWorldSpace : eTreeSpace);
+    Rows rows;
+    visitVoxelChannel(*channel, [&]<typename T>(const VoxelChannel<T>&) {
+        for (const vec3f& point : in_points) {
+            if (in_frame) {
+                rows.add(*in_frame);
+            }
+            rows.add(point);
+            T value;
+            if (in_arguments.gradient) {
+                orvel::Math::vec<3, T> gradient;
+                sampler->sampleGradient(point, &value, &gradient);
+                rows.add(value);
+                for (int axis = 0; axis < 3; ++axis) {
+                    rows.add(gradient[axis]);
+                }
+            } else {
+                sampler->sample(point, &value);
+                rows.add(value);
+            }
+            rows.endRow();
+        }
+    });
+    return rows.text();
+}
+
+ExitStatus run(const SampleArguments& in_arguments)
 {
     const std::vector<vec3f> points = pointsOf(in_arguments);
     if (in_arguments.gradient && in_arguments.kind == "weno") {
         throw ToolError(eMisuse, "the kind weno has no gradient");
     }
-    const ShapeFile file = loadShapeFile(framePath(in_arguments.file, in_arguments.frame));
-    file.voxelShape();
-    const auto channel = file.channel(in_arguments.channel);
-    const auto sampler = makeSampler(*channel, in_arguments.kind,
-                                     in_arguments.space == "world" ? eWorldSpace : eTreeSpace);
-    visitVoxelChannel(*channel, [&]<typename T>(const VoxelChannel<T>&) {
-        for (const vec3f& point : points) {
-            Row row;
-            row.add(point);
-            T value;
-            if (in_arguments.gradient) {
-                orvel::Math::vec<3, T> gradient;
-                sampler->sampleGradient(point, &value, &gradient);
-                row.add(value);
-                for (int axis = 0; axis < 3; ++axis) {
-                    row.add(gradient[axis]);
-                }
-            } else {
-                sampler->sample(point, &value);
-                row.add(value);
-            }
-            std::cout << row.text() << '\n';
-        }
+    const bool is_sequence = isSequence(in_arguments.file, in_arguments.frames);
+    const auto tasks = selectFrames(in_arguments.file, "", in_arguments.frames);
+    return runFrames("sampling", tasks, in_arguments.frames, [&](const FrameTask& in_task) {
+        const auto frame = is_sequence ? in_task.frame : std::nullopt;
+        return FrameResult{sampleFile(in_task.input, frame, points, in_arguments)};
     });
 }
 
@@ -117,7 +135,9 @@ void addSampleCommand(Command& io_tool, ExitStatus& out_status)
 {
     const auto arguments = std::make_shared<SampleArguments>();
     Command command = io_tool.command(
-        "sample", "Reads a channel at points, and prints rows x,y,z,value[,gradient]");
+        "sample",
+        "Reads a channel at points, and prints rows x,y,z,value[,gradient], each headed by its "
+        "frame for a sequence");
     command.option("FILE", arguments->file, "file to read").required();
     command.option("--channel", arguments->channel, "channel to read").required();
     command.option("--at", arguments->at, "one point, as x,y,z");
@@ -133,11 +153,8 @@ void addSampleCommand(Command& io_tool, ExitStatus& out_status)
     command.option("--space", arguments->space, "space of the points")
         .oneOf({"world", "tree"})
         .showDefault();
-    command.option("--frame", arguments->frame, "frame of a path with a frame pattern");
-    command.onRun([arguments, &out_status] {
-        run(*arguments);
-        out_status = eDone;
-    });
+    addFrameOptions(command, false, arguments->frames);
+    command.onRun([arguments, &out_status] { out_status = run(*arguments); });
 }
 
 }  // namespace Skelvar::Tool

@@ -7,6 +7,7 @@
 #include <tools/kvf/CommandLine.h>
 #include <tools/kvf/Commands.h>
 #include <tools/kvf/Format.h>
+#include <tools/kvf/Frames.h>
 #include <tools/kvf/ShapeFile.h>
 #include <tools/kvf/geometry/MeshReader.h>
 #include <tools/kvf/geometry/Scatter.h>
@@ -15,8 +16,8 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
-#include <iostream>
 #include <memory>
+#include <sstream>
 
 namespace Skelvar::Tool {
 
@@ -26,7 +27,7 @@ struct ScatterArguments {
     std::string mesh;
     std::string output;
     std::string name;
-    int frame = 0;
+    FrameOptions frames;
     int quality = 0;
     ScatterOptions options;
 };
@@ -87,21 +88,15 @@ ScatterResult makeParticles(VoxelState& io_state, std::string in_name, float in_
     return result;
 }
 
-void run(ScatterArguments& io_arguments)
+FrameResult scatterMesh(const FrameTask& in_task, const std::string& in_name,
+                        const ScatterArguments& in_arguments)
 {
-    ScatterOptions& options = io_arguments.options;
+    ScatterOptions options = in_arguments.options;
     const bool has_size = options.voxel_size != 0.0f;
     if (has_size && !(options.voxel_size > 0.0f && std::isfinite(options.voxel_size))) {
         throw ToolError(eMisuse, "the voxel size must be a positive number");
     }
-    const std::string name =
-        io_arguments.name.empty()
-            ? objectNameFrom(std::filesystem::path(io_arguments.mesh).stem().string())
-            : io_arguments.name;
-    if (objectNameFrom(name) != name) {
-        throw ToolError(eMisuse, "the name \"" + name + "\" may hold only letters, digits and _");
-    }
-    TriangleMesh mesh = readMesh(io_arguments.mesh);
+    TriangleMesh mesh = readMesh(in_task.input);
     if (!has_size) {
         options.voxel_size = longestSide(mesh) / 50.0f;
         if (!std::isnormal(options.voxel_size)) {
@@ -110,21 +105,23 @@ void run(ScatterArguments& io_arguments)
     }
     const auto state = makeServer();
     const ScatterResult result =
-        makeParticles(*state, name, options.voxel_size, scatterPoints(std::move(mesh), options));
+        makeParticles(*state, in_name, options.voxel_size, scatterPoints(std::move(mesh), options));
     if (result.particles == 0 && result.strays > 0) {
         throw ToolError(eDataSaysNo, "all " + std::to_string(result.strays) +
                                          " positions are outside of the tree's domain");
     }
     const std::string path =
-        saveShapeFile(*state, io_arguments.output, result.shape_name, result.channel_names,
-                      io_arguments.frame, io_arguments.quality);
+        saveShapeFile(*state, in_task.output, result.shape_name, result.channel_names,
+                      *in_task.frame, in_arguments.quality);
+    std::ostringstream text;
     if (result.strays > 0) {
-        std::cout << "  " << result.strays
-                  << " positions are outside of the tree's domain or no numbers: left out\n";
+        text << "  " << result.strays
+             << " positions are outside of the tree's domain or no numbers: left out\n";
     }
-    std::cout << path << ": " << result.particles << " particles in " << result.tiles
-              << " tiles, voxel size " << shortNumber(double(options.voxel_size)) << ", "
-              << humanBytes(double(std::filesystem::file_size(path))) << "\n";
+    text << path << ": " << result.particles << " particles in " << result.tiles
+         << " tiles, voxel size " << shortNumber(double(options.voxel_size)) << ", "
+         << humanBytes(double(std::filesystem::file_size(path))) << "\n";
+    return {text.str()};
 }
 
 }  // namespace
@@ -135,7 +132,8 @@ void addScatterCommand(Command& io_tool, ExitStatus& out_status)
     ScatterOptions& options = arguments->options;
     Command command =
         io_tool.command("scatter", "Fills a closed mesh with particles, or its surroundings");
-    command.option("MESH", arguments->mesh, "any mesh file that Assimp reads").required();
+    command.option("MESH", arguments->mesh, "any mesh file that Assimp reads, or a sequence")
+        .required();
     command.option("OUT", arguments->output, "file to write; may hold a frame pattern").required();
     command.option("--count", options.count, "particles in all").inRange(0LL, 4000000000LL);
     command.option("--per-cell", options.per_cell, "particles of each finest cell")
@@ -148,15 +146,19 @@ void addScatterCommand(Command& io_tool, ExitStatus& out_status)
                  "around the surface, up to a finest cell away: for meshes that are not closed");
     command.option("--seed", options.seed, "of the random places").showDefault();
     command.option("--name", arguments->name, "name of the object (the mesh file's name)");
-    command.option("--frame", arguments->frame, "frame number").showDefault();
+    arguments->frames.are_meshes = true;
+    addFrameOptions(command, true, arguments->frames);
     command
         .option("--quality", arguments->quality,
                 "0 plain, 1 byte planes for floats, 2 and 3 also positions in 16 and 8 bits")
         .inRange(0, 3)
         .showDefault();
     command.onRun([arguments, &out_status] {
-        run(*arguments);
-        out_status = eDone;
+        const std::string name = objectNameOf(arguments->mesh, arguments->name);
+        const auto tasks = selectFrames(arguments->mesh, arguments->output, arguments->frames);
+        out_status = runFrames(
+            "scattering", tasks, arguments->frames,
+            [&](const FrameTask& in_task) { return scatterMesh(in_task, name, *arguments); });
     });
 }
 

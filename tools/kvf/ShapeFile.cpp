@@ -5,6 +5,7 @@
 #include <skelvar/particles/ParticleShape.h>
 #include <skelvar/state/StateServerManager.h>
 #include <skelvar/state/VoxelState.h>
+#include <skelvar/tree/VoxelLayout.h>
 #include <skelvar/voxel/TreeChannel3DBase.h>
 #include <skelvar/voxel/VoxelShape.h>
 
@@ -69,6 +70,16 @@ KVFInfo readHeader(const std::string& in_path)
         throw ToolError(eFileUnreadable, lastFileError(in_path, "the header cannot be read"));
     }
     return info;
+}
+
+const VoxelLayout& ShapeFile::layout() const
+{
+    // The store keeps the layout alive.
+    const auto layout = std::dynamic_pointer_cast<VoxelLayout>(shape->layoutPtr());
+    if (!layout) {
+        throw ToolError(eDataSaysNo, path + ": the shape has no layout");
+    }
+    return *layout;
 }
 
 std::shared_ptr<VoxelShape> ShapeFile::voxelShape() const
@@ -140,6 +151,7 @@ std::string saveShapeFile(const VoxelState& in_state, const std::string& in_path
                           int in_quality)
 {
     std::string resolved;
+    const InterruptGuard guard;
     const QuietOutput quiet;
     if (!kvfSave(in_state, withFolder(in_path), in_shape_name, in_channel_names, in_frame,
                  static_cast<CompressionQuality>(in_quality), resolved)) {

@@ -15,6 +15,7 @@ namespace Skelvar {
 class ParticleShape;
 class TreeChannel3DBase;
 class TreeShape3DBase;
+class VoxelLayout;
 class VoxelShape;
 class VoxelState;
 
@@ -41,6 +42,8 @@ struct ShapeFile {
     std::shared_ptr<VoxelState> state;
     std::shared_ptr<TreeShape3DBase> shape;
 
+    /// Throws `ToolError` with `eDataSaysNo` if the shape has no layout.
+    const VoxelLayout& layout() const;
     /// The shape as one of voxels. Throws `ToolError` with `eDataSaysNo` for another kind.
     std::shared_ptr<VoxelShape> voxelShape() const;
     /// The shape as one of particles, likewise.

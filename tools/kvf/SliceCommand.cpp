@@ -9,7 +9,6 @@
 #include <tools/kvf/ShapeFile.h>
 #include <tools/kvf/SliceRequest.h>
 
-#include <filesystem>
 #include <memory>
 
 namespace Skelvar::Tool {
@@ -27,13 +26,7 @@ FrameResult drawFrame(const FrameTask& in_task, const SliceArguments& in_argumen
 {
     SliceRequest request = in_arguments.request;
     request.axis = in_arguments.axis[0] - 'x';
-    request.output = in_task.output.empty()
-                         ? std::filesystem::path(in_task.input).stem().string() + ".png"
-                         : in_task.output;
-    std::error_code error;
-    if (in_arguments.frames.skip_existing && std::filesystem::exists(request.output, error)) {
-        return {};
-    }
+    request.output = in_task.output;
     writeSlice(loadShapeFile(in_task.input), request);
     return {request.output + "\n"};
 }
@@ -61,8 +54,11 @@ void addSliceCommand(Command& io_tool, ExitStatus& out_status)
         .showDefault();
     addFrameOptions(command, true, arguments->frames);
     command.onRun([arguments, &out_status] {
-        const auto tasks =
-            selectFrames(arguments->file, arguments->request.output, arguments->frames);
+        std::string& output = arguments->request.output;
+        if (output.empty()) {
+            output = besideName(arguments->file, ".png");
+        }
+        const auto tasks = selectFrames(arguments->file, output, arguments->frames);
         out_status = runFrames("drawing", tasks, arguments->frames, [&](const FrameTask& in_task) {
             return drawFrame(in_task, *arguments);
         });

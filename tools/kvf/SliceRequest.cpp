@@ -60,13 +60,7 @@ void writeSlice(const ShapeFile& in_file, const SliceRequest& in_request)
                        std::to_string(layout.numNodes()) + " tiles";
     const vec3f unit = shape->wsx(vec3f{1.0f, 0.0f, 0.0f}) - shape->wsx(vec3f{});
     caption.voxel_size = std::sqrt(dot(unit, unit));
-    OutputFile picture(in_request.output);
-    std::string reason;
-    if (!drawSlice(field, frame, caption).writePng(picture.path(), reason)) {
-        throw ToolError(eFileUnreadable,
-                        "picture " + in_request.output + " cannot be written: " + reason);
-    }
-    picture.commit();
+    writePicture(drawSlice(field, frame, caption), in_request.output);
 }
 
 }  // namespace Skelvar::Tool

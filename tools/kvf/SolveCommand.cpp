@@ -10,15 +10,14 @@
 #include <tools/kvf/CommandLine.h>
 #include <tools/kvf/Commands.h>
 #include <tools/kvf/Format.h>
+#include <tools/kvf/Frames.h>
 #include <tools/kvf/ShapeFile.h>
 #include <tools/kvf/picture/ResidualPlot.h>
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
-#include <iostream>
 #include <memory>
-#include <optional>
+#include <string>
 #include <vector>
 
 namespace Skelvar::Tool {
@@ -29,7 +28,7 @@ using FloatChannel = VoxelChannel<float>;
 
 struct SolveArguments {
     std::string file;
-    std::optional<int> frame;
+    FrameOptions frames;
     std::string rhs;
     std::string result;
     std::string sides = "dirichlet";
@@ -141,50 +140,56 @@ Solution solvePoisson(const VoxelLayout& in_layout, const FloatChannel& in_sourc
     return solution;
 }
 
-void writePlot(const SolveArguments& in_arguments, const Solution& in_solution)
+FrameResult solveFile(const FrameTask& in_task, const SolveArguments& in_arguments)
 {
-    const Canvas canvas = drawResiduals(
-        in_solution.residuals, in_arguments.tolerance,
-        "Relative residual by pass, " + in_arguments.rhs + " of " + in_arguments.file);
-    std::string reason;
-    if (!canvas.writePng(in_arguments.plot, reason)) {
-        throw ToolError(eFileUnreadable, in_arguments.plot + ": " + reason);
-    }
-    std::cout << in_arguments.plot << "\n";
-}
-
-void run(const SolveArguments& in_arguments)
-{
-    const std::string path = framePath(in_arguments.file, in_arguments.frame);
-    const ShapeFile file = loadShapeFile(path);
-    const std::string target =
-        in_arguments.output.empty() ? path : framePath(in_arguments.output, file.info.frame);
-    std::error_code error;
-    if (target != path && !in_arguments.force && std::filesystem::exists(target, error)) {
-        throw ToolError(eMisuse, target + " exists; -f overwrites it");
-    }
+    checkMayWrite(in_task.output, in_arguments.force || in_task.output == in_task.input);
+    const ShapeFile file = loadShapeFile(in_task.input);
+    const int frame = in_task.frame.value_or(file.info.frame);
     const VoxelLayout& layout = file.voxelShape()->layout();
     const auto source = floatChannel(file.channel(in_arguments.rhs));
     const auto result = resultChannel(file, in_arguments.result);
     const Solution solution = solvePoisson(layout, *source, in_arguments, *result);
 
+    std::string text;
     for (std::size_t n = 0; n < solution.residuals.size(); ++n) {
-        std::cout << padLeft(std::to_string(n + 1), 6) << "  "
-                  << shortNumber(double(solution.residuals[n])) << "\n";
+        text += padLeft(std::to_string(n + 1), 6) + "  " +
+                shortNumber(double(solution.residuals[n])) + "\n";
     }
     if (!in_arguments.plot.empty()) {
-        writePlot(in_arguments, solution);
+        const std::string plot = framePath(in_arguments.plot, frame);
+        writePicture(drawResiduals(
+                         solution.residuals, in_arguments.tolerance,
+                         "Relative residual by pass, " + in_arguments.rhs + " of " + in_task.input),
+                     plot);
+        text += plot + "\n";
     }
     if (!solution.solved) {
-        throw ToolError(eDataSaysNo, "not solved: the relative residual is " +
-                                         shortNumber(double(solution.residual)) + " after " +
-                                         std::to_string(solution.residuals.size()) +
-                                         " passes; nothing was saved");
+        return {text, eDataSaysNo,
+                "not solved: the relative residual is " + shortNumber(double(solution.residual)) +
+                    " after " + std::to_string(solution.residuals.size()) +
+                    " passes; nothing was saved"};
     }
     const std::string written =
-        saveShapeFile(*file.state, target, file.shape->name(), file.channelNames(), file.info.frame,
+        saveShapeFile(*file.state, in_task.output, file.shape->name(), file.channelNames(), frame,
                       static_cast<int>(file.info.quality % 4));
-    std::cout << written << ": " << result->name() << "\n";
+    return {text + written + ": " + result->name() + "\n"};
+}
+
+ExitStatus run(const SolveArguments& in_arguments)
+{
+    const bool in_place = in_arguments.output.empty();
+    if (in_place && in_arguments.frames.skip_existing) {
+        throw ToolError(eMisuse, "--skip-existing goes with -o: without it FILE is written itself");
+    }
+    if (isSequence(in_arguments.file, in_arguments.frames) && !in_arguments.plot.empty() &&
+        !hasFramePattern(in_arguments.plot)) {
+        throw ToolError(eMisuse, "every frame's plot would go to " + in_arguments.plot +
+                                     "; give it a frame pattern, as in name.#.png");
+    }
+    const auto tasks = selectFrames(
+        in_arguments.file, in_place ? in_arguments.file : in_arguments.output, in_arguments.frames);
+    return runFrames("solving", tasks, in_arguments.frames,
+                     [&](const FrameTask& in_task) { return solveFile(in_task, in_arguments); });
 }
 
 void addPoisson(Command& io_command, ExitStatus& out_status)
@@ -209,11 +214,8 @@ void addPoisson(Command& io_command, ExitStatus& out_status)
     command.option("--plot", arguments->plot, "picture of the residuals to write");
     command.option("-o", arguments->output, "file to write instead of FILE");
     command.flag("-f,--force", arguments->force, "overwrite the file of -o if it is there");
-    command.option("--frame", arguments->frame, "frame of a path with a frame pattern");
-    command.onRun([arguments, &out_status] {
-        run(*arguments);
-        out_status = eDone;
-    });
+    addFrameOptions(command, true, arguments->frames);
+    command.onRun([arguments, &out_status] { out_status = run(*arguments); });
 }
 
 }  // namespace

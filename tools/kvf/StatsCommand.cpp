@@ -4,7 +4,7 @@
 #include <tools/kvf/CommandLine.h>
 #include <tools/kvf/Commands.h>
 #include <tools/kvf/Format.h>
-#include <tools/kvf/Frames.h>
+#include <tools/kvf/Reports.h>
 #include <tools/kvf/ShapeFile.h>
 
 #include <nlohmann/json.hpp>
@@ -19,7 +19,7 @@ namespace {
 using nlohmann::json;
 
 struct StatsArguments {
-    std::string file;
+    std::vector<std::string> files;
     FrameOptions frames;
     bool as_json = false;
 };
@@ -81,43 +81,24 @@ std::string table(const TreeChannel3DBase& in_channel)
     return text.str();
 }
 
-std::string tables(const ShapeFile& in_file)
+std::string toText(const std::string& in_path)
 {
+    const ShapeFile file = loadShapeFile(in_path);
     std::string text;
-    for (const std::string& name : in_file.channelNames()) {
-        text += (text.empty() ? "" : "\n") + table(*in_file.channel(name));
+    for (const std::string& name : file.channelNames()) {
+        text += (text.empty() ? "" : "\n") + table(*file.channel(name));
     }
     return text;
 }
 
-json toJson(const ShapeFile& in_file)
+json toJson(const std::string& in_path)
 {
+    const ShapeFile file = loadShapeFile(in_path);
     json channels = json::array();
-    for (const std::string& name : in_file.channelNames()) {
-        channels.push_back(toJson(*in_file.channel(name)));
+    for (const std::string& name : file.channelNames()) {
+        channels.push_back(toJson(*file.channel(name)));
     }
-    return {{"file", in_file.path}, {"channels", std::move(channels)}};
-}
-
-ExitStatus run(const StatsArguments& in_arguments)
-{
-    const auto tasks = selectFrames(in_arguments.file, {}, in_arguments.frames);
-    const bool is_sequence = tasks.size() != 1;
-    std::vector<json> reports(tasks.size());
-    const ExitStatus status =
-        runFrames("reading", tasks, in_arguments.frames, [&](const FrameTask& in_task) {
-            const ShapeFile file = loadShapeFile(in_task.input);
-            if (in_arguments.as_json) {
-                reports[static_cast<std::size_t>(&in_task - tasks.data())] = toJson(file);
-                return FrameResult{};
-            }
-            return FrameResult{(is_sequence ? file.path + "\n" : "") + tables(file)};
-        });
-    if (in_arguments.as_json) {
-        const json report = is_sequence ? json(reports) : reports.front();
-        printOutput(report.dump(2, ' ', false, json::error_handler_t::replace) + "\n");
-    }
-    return status;
+    return {{"file", in_path}, {"channels", std::move(channels)}};
 }
 
 }  // namespace
@@ -128,10 +109,14 @@ void addStatsCommand(Command& io_tool, ExitStatus& out_status)
     Command command = io_tool.command("stats",
                                       "Tells least, greatest and mean finite value, and "
                                       "NaN and Inf counts, by channel and depth");
-    command.option("FILE", arguments->file, "file to read").required();
+    command.option("FILE", arguments->files, "files to read").required();
     addFrameOptions(command, false, arguments->frames);
-    command.flag("--json", arguments->as_json, "print JSON, an array for a sequence");
-    command.onRun([arguments, &out_status] { out_status = run(*arguments); });
+    command.flag("--json", arguments->as_json, "print a JSON array, one entry a file");
+    command.onRun([arguments, &out_status] {
+        const auto json_of = [](const std::string& in_path) { return toJson(in_path); };
+        out_status = runReports(arguments->files, arguments->frames, arguments->as_json,
+                                {"reading", toText, json_of});
+    });
 }
 
 }  // namespace Skelvar::Tool

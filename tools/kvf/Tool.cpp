@@ -47,7 +47,8 @@ int runTool(int in_argc, const char* const* in_argv)
     app.set_version_flag("--version", "kvf " SKELVAR_VERSION);
     app.require_subcommand(1);
     app.footer(
-        "Exit status: 0 done, 1 the data says no, 2 misuse, 3 a file cannot be read or written.\n"
+        "Exit status: 0 done, 1 the data says no, 2 misuse, 3 a file cannot be read or written,\n"
+        "130 interrupted between two frames.\n"
         "A channel is named in full or by the part behind its last \"/\".\n"
         "A path may hold a frame pattern: # or @@@@ stands for the frame in four digits. Then a\n"
         "command goes over all frames that are there, or over those of --frames and --shard.");

@@ -4,17 +4,16 @@
 #include <skelvar/voxel/TreeChannel3DBase.h>
 #include <skelvar/voxel/TreeShape3DBase.h>
 
+#include <tools/kvf/ChannelValues.h>
 #include <tools/kvf/CommandLine.h>
 #include <tools/kvf/Commands.h>
 #include <tools/kvf/Format.h>
+#include <tools/kvf/Reports.h>
 #include <tools/kvf/ShapeFile.h>
 
 #include <nlohmann/json.hpp>
 
-#include <algorithm>
-#include <iostream>
 #include <memory>
-#include <optional>
 
 namespace Skelvar::Tool {
 
@@ -24,7 +23,7 @@ using nlohmann::json;
 
 struct TreeArguments {
     std::vector<std::string> files;
-    std::optional<int> frame;
+    FrameOptions frames;
     bool as_json = false;
 };
 
@@ -53,41 +52,52 @@ struct TreeReport {
     }
 };
 
+/// Memory of the tiles of one depth.
+unsigned long long tileBytes(const TreeChannel3DBase& in_channel, int in_depth)
+{
+    unsigned long long bytes = 0;
+    visitVoxelChannel(in_channel, [&](const auto& in_typed) {
+        using Tile = typename std::decay_t<decltype(in_typed)>::Tile;
+        bytes = sizeof(Tile) * static_cast<unsigned int>(in_typed.numTiles(in_depth));
+    });
+    visitParticleChannel(in_channel, [&](const auto& in_typed) {
+        for (int n = 0; n < in_typed.numTiles(in_depth); ++n) {
+            const auto& tile = in_typed.tile(n, in_depth);
+            bytes += sizeof(tile) + tile.memUsage(MemUsage::eMemUsed);
+        }
+    });
+    return bytes;
+}
+
 TreeReport inspect(const ShapeFile& in_file)
 {
-    const auto layout = std::dynamic_pointer_cast<VoxelLayout>(in_file.shape->layoutPtr());
-    if (!layout) {
-        throw ToolError(eDataSaysNo, in_file.path + ": the shape has no layout");
-    }
+    const VoxelLayout& layout = in_file.layout();
     TreeReport report;
-    report.roots = layout->numRoots();
-    report.graded = isTreeGraded(layout.get());
-    report.violations = checkLayout(*layout);
+    report.roots = layout.numRoots();
+    report.graded = isTreeGraded(&layout);
+    report.violations = checkLayout(layout);
     for (int depth = 0; depth < kNumDepths; ++depth) {
-        report.depths[depth].nodes = layout->numNodes(depth);
-        for (const VoxelLayoutNode& node : layout->nodes(depth)) {
+        report.depths[depth].nodes = layout.numNodes(depth);
+        for (const VoxelLayoutNode& node : layout.nodes(depth)) {
             report.depths[depth].bytes += node.memUsage(MemUsage::eMemUsed, true);
         }
     }
     for (const std::string& name : in_file.channelNames()) {
         const auto channel = in_file.channel(name);
-        const unsigned long long bytes = channel->memUsage(MemUsage::eMemUsed, false);
-        // All tiles of a voxel channel have one size.
-        const int tiles = std::max(channel->numTiles(), 1);
         for (int depth = 0; depth < kNumDepths; ++depth) {
             report.depths[depth].tiles += channel->numTiles(depth);
-            report.depths[depth].bytes += bytes / static_cast<unsigned>(tiles) *
-                                          static_cast<unsigned>(channel->numTiles(depth));
+            report.depths[depth].bytes += tileBytes(*channel, depth);
         }
     }
     return report;
 }
 
-json toJson(const std::string& in_path, const TreeReport& in_report)
+json toJson(const std::string& in_path)
 {
+    const TreeReport report = inspect(loadShapeFile(in_path));
     json depths = json::array();
     for (int depth = 0; depth < kNumDepths; ++depth) {
-        const DepthReport& entry = in_report.depths[depth];
+        const DepthReport& entry = report.depths[depth];
         depths.push_back({{"depth", depth},
                           {"nodes", entry.nodes},
                           {"tiles", entry.tiles},
@@ -95,52 +105,34 @@ json toJson(const std::string& in_path, const TreeReport& in_report)
     }
     return {{"file", in_path},
             {"depths", std::move(depths)},
-            {"roots", in_report.roots},
-            {"graded", in_report.graded},
-            {"consistent", in_report.violations.total() == 0},
-            {"violations", in_report.violations.total()}};
+            {"roots", report.roots},
+            {"graded", report.graded},
+            {"consistent", report.violations.total() == 0},
+            {"violations", report.violations.total()}};
 }
 
-void printRow(const std::string& in_name, const DepthReport& in_depth)
+std::string row(const std::string& in_name, const DepthReport& in_depth)
 {
-    std::cout << padLeft(in_name, 5) << padLeft(std::to_string(in_depth.nodes), 12)
-              << padLeft(std::to_string(in_depth.tiles), 12)
-              << padLeft(humanBytes(double(in_depth.bytes)), 12) << "\n";
+    return padLeft(in_name, 5) + padLeft(std::to_string(in_depth.nodes), 12) +
+           padLeft(std::to_string(in_depth.tiles), 12) +
+           padLeft(humanBytes(double(in_depth.bytes)), 12) + "\n";
 }
 
-void print(const std::string& in_path, const TreeReport& in_report)
+std::string toText(const std::string& in_path)
 {
-    std::cout << in_path << "\n"
-              << padLeft("depth", 5) << padLeft("nodes", 12) << padLeft("tiles", 12)
-              << padLeft("bytes", 12) << "\n";
+    const TreeReport report = inspect(loadShapeFile(in_path));
+    std::string text = padLeft("depth", 5) + padLeft("nodes", 12) + padLeft("tiles", 12) +
+                       padLeft("bytes", 12) + "\n";
     for (int depth = 0; depth < kNumDepths; ++depth) {
-        printRow(std::to_string(depth), in_report.depths[depth]);
+        text += row(std::to_string(depth), report.depths[depth]);
     }
-    printRow("all", in_report.total());
-    std::cout << "roots: " << in_report.roots << "\n"
-              << (in_report.graded ? "graded" : "not graded") << "\n";
-    const long long violations = in_report.violations.total();
-    std::cout << (violations == 0 ? "consistent"
-                                  : "not consistent, violations: " + std::to_string(violations))
-              << "\n";
-}
-
-void run(const TreeArguments& in_arguments)
-{
-    json all = json::array();
-    for (std::size_t f = 0; f < in_arguments.files.size(); ++f) {
-        const std::string path = framePath(in_arguments.files[f], in_arguments.frame);
-        const TreeReport report = inspect(loadShapeFile(path));
-        if (in_arguments.as_json) {
-            all.push_back(toJson(path, report));
-        } else {
-            std::cout << (f > 0 ? "\n" : "");
-            print(path, report);
-        }
-    }
-    if (in_arguments.as_json) {
-        std::cout << all.dump(2, ' ', false, json::error_handler_t::replace) << "\n";
-    }
+    text += row("all", report.total());
+    text += "roots: " + std::to_string(report.roots) + "\n";
+    text += report.graded ? "graded\n" : "not graded\n";
+    const long long violations = report.violations.total();
+    return text + (violations == 0
+                       ? "consistent\n"
+                       : "not consistent, violations: " + std::to_string(violations) + "\n");
 }
 
 }  // namespace
@@ -151,11 +143,12 @@ void addTreeCommand(Command& io_tool, ExitStatus& out_status)
     Command command = io_tool.command(
         "tree", "Tells what the tree of a file is like: its depths, roots, grading and soundness");
     command.option("FILE", arguments->files, "files to read").required();
-    command.option("--frame", arguments->frame, "frame of a path with a frame pattern");
+    arguments->frames.may_mix = true;
+    addFrameOptions(command, false, arguments->frames);
     command.flag("--json", arguments->as_json, "print a JSON array, one entry a file");
     command.onRun([arguments, &out_status] {
-        run(*arguments);
-        out_status = eDone;
+        out_status = runReports(arguments->files, arguments->frames, arguments->as_json,
+                                {"reading", toText, toJson});
     });
 }
 

@@ -20,6 +20,7 @@
 #include <cctype>
 #include <cmath>
 #include <cstdio>
+#include <filesystem>
 #include <limits>
 
 namespace Skelvar::Tool {
@@ -31,6 +32,25 @@ using NormalChannel = VoxelChannel<vec3f>;
 
 constexpr double kGiga = 1e9;
 
+/// Letters, digits and `_` stay, any other character becomes `_`.
+std::string withoutSigns(std::string in_text)
+{
+    for (char& c : in_text) {
+        if (std::isalnum(static_cast<unsigned char>(c)) == 0) {
+            c = '_';
+        }
+    }
+    return in_text;
+}
+
+void checkObjectName(const std::string& in_name)
+{
+    if (in_name.empty() || withoutSigns(in_name) != in_name) {
+        throw ToolError(eMisuse,
+                        "the name \"" + in_name + "\" may hold only letters, digits and _");
+    }
+}
+
 void checkOptions(const VoxelizeOptions& in_options)
 {
     if (!(in_options.voxel_size >= 0.0f) || !std::isfinite(in_options.voxel_size)) {
@@ -39,10 +59,7 @@ void checkOptions(const VoxelizeOptions& in_options)
     if (!(in_options.band >= 1.0f && in_options.band <= 1000.0f)) {
         throw ToolError(eMisuse, "the band must be 1 to 1000 cells");
     }
-    if (in_options.name.empty() || objectNameFrom(in_options.name) != in_options.name) {
-        throw ToolError(eMisuse,
-                        "the name \"" + in_options.name + "\" may hold only letters, digits and _");
-    }
+    checkObjectName(in_options.name);
 }
 
 double areaOf(const TriangleMesh& in_mesh)
@@ -227,15 +244,15 @@ VoxelizeResult voxelize(VoxelState& io_state, TriangleMesh in_mesh,
     return result;
 }
 
-std::string objectNameFrom(const std::string& in_text)
+std::string objectNameOf(const std::string& in_mesh, const std::string& in_given)
 {
-    std::string name = in_text.empty() ? "mesh" : in_text;
-    for (char& c : name) {
-        if (std::isalnum(static_cast<unsigned char>(c)) == 0) {
-            c = '_';
-        }
+    if (!in_given.empty()) {
+        checkObjectName(in_given);
+        return in_given;
     }
-    return name;
+    const std::string stem = std::filesystem::path(in_mesh).stem().string();
+    const std::string kept = stem.substr(0, stem.find_last_not_of("#@._-") + 1);
+    return kept.empty() ? "mesh" : withoutSigns(kept);
 }
 
 }  // namespace Skelvar::Tool

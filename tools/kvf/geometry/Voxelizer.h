@@ -39,9 +39,10 @@ struct VoxelizeResult {
 VoxelizeResult voxelize(VoxelState& io_state, TriangleMesh in_mesh,
                         const VoxelizeOptions& in_options);
 
-/// A name for an object, from a text as a file name: letters, digits and `_` stay, any other
-/// character becomes `_`. "mesh" for an empty text.
-std::string objectNameFrom(const std::string& in_text);
+/// The name of the object that is made of a mesh: the given one, or else that of the file without
+/// its ending and a frame pattern before it, with `_` for each sign that is no letter or digit.
+/// Throws `ToolError` with `eMisuse` if the given one has such signs.
+std::string objectNameOf(const std::string& in_mesh, const std::string& in_given);
 
 }  // namespace Tool
 }  // namespace Skelvar
