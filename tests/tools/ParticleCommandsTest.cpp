@@ -1,3 +1,9 @@
+#include <skelvar/particles/ParticleShape.h>
+#include <skelvar/state/VoxelState.h>
+
+#include <tools/kvf/ChannelValues.h>
+#include <tools/kvf/ShapeFile.h>
+
 #include <tests/tools/KvfFolder.h>
 #include <tests/tools/TestMeshes.h>
 
@@ -97,6 +103,9 @@ TEST_F(KvfParticles, OpenMeshesAndMisuseAreToldInOneLine)
         {2, "export cube.kvf a.txt", ".csv"},
         {3, "export cube.kvf no/a.ply", "no/a.ply"},
         {1, "export voxels.kvf a.ply", "VoxelShape"},
+        {1, "diff voxels.kvf cube.kvf", "cube.kvf a ParticleShape"},
+        {1, "diff cube.kvf cube.kvf --id density", "no ids"},
+        {1, "diff cube.kvf cube.kvf --id name", "no channel name"},
     });
 }
 
@@ -134,6 +143,68 @@ TEST_F(KvfParticles, ExportWritesEveryParticleWithAllChannels)
         EXPECT_NE(std::string::npos, line.find(",1," + std::to_string(row) + ",0,0,0"));
     }
     EXPECT_FALSE(std::getline(csv, line));
+}
+
+TEST_F(KvfParticles, DiffMatchesThemByIdWhereverTheyStand)
+{
+    done("scatter cube.obj a.kvf --count 300 --voxel-size 0.1 --frame 1");
+    const auto save = [&](const std::string& in_name, const auto& in_change) {
+        const ShapeFile file = loadShapeFile(folder.path("a.kvf"));
+        in_change(file, *file.particleShape());
+        saveShapeFile(*file.state, folder.path(in_name), file.shape->name(), file.channelNames(), 1,
+                      0);
+    };
+    const auto channelOf = [&]<typename T>(const ShapeFile& in_file, const char* in_name, T) {
+        return std::static_pointer_cast<ParticleChannel<T>>(in_file.channel(in_name));
+    };
+    save("turned.kvf", [&](const ShapeFile& in_file, const ParticleShape&) {
+        for (const std::string& name : in_file.channelNames()) {
+            visitParticleChannel(*in_file.channel(name), [](const auto& in_channel) {
+                using Channel = std::decay_t<decltype(in_channel)>;
+                for (int n = 0; n < in_channel.numTiles(kMaxTileDepth); ++n) {
+                    auto& tile = const_cast<Channel&>(in_channel).tile(n, kMaxTileDepth);
+                    std::reverse(tile.begin(), tile.end());
+                }
+            });
+        }
+    });
+    vec3f place;
+    save("denser.kvf", [&](const ShapeFile& in_file, const ParticleShape& in_shape) {
+        const auto density = channelOf(in_file, "density", 0.0f);
+        density->tile(3, kMaxTileDepth)[0] = 3.5f;
+        density->tile(4, kMaxTileDepth)[0] = 1.5f;
+        place = in_shape.wsx(channelOf(in_file, "position", vec3f{})->tile(3, kMaxTileDepth)[0]);
+    });
+    save("other.kvf", [&](const ShapeFile& in_file, const ParticleShape&) {
+        channelOf(in_file, "id", 0ULL)->tile(3, kMaxTileDepth)[0] = (1ULL << 60) + 1;
+    });
+    save("twice.kvf", [&](const ShapeFile& in_file, const ParticleShape&) {
+        auto& ids = channelOf(in_file, "id", 0ULL)->tile(3, kMaxTileDepth);
+        ids[0] = ids[1];
+    });
+
+    EXPECT_NE(std::string::npos, done("diff a.kvf turned.kvf").find("0 of 900 values differ"));
+    const Outcome denser = kvf("diff a.kvf denser.kvf");
+    EXPECT_EQ(1, denser.status);
+    const std::string phrase = "2 of 300 values differ, largest 2.5 at (";
+    const std::size_t at = denser.output.find(phrase);
+    ASSERT_NE(std::string::npos, at) << denser.output;
+    std::istringstream numbers(denser.output.substr(at + phrase.size()));
+    for (int axis = 0; axis < 3; ++axis) {
+        float number = 0.0f;
+        char comma = 0;
+        numbers >> number >> comma;
+        EXPECT_NEAR(place[axis], number, 1e-6f);
+    }
+    EXPECT_NE(std::string::npos, denser.output.find(", where 1 meets 3.5, mean 0.01\n"));
+    done("diff a.kvf denser.kvf --abs 2.5");
+    for (const char* name : {"other.kvf", "twice.kvf"}) {
+        const Outcome other = kvf(std::string("diff a.kvf ") + name);
+        EXPECT_EQ(1, other.status);
+        EXPECT_NE(std::string::npos,
+                  other.output.find("1 particles only in the first, 1 only in the second"))
+            << other.output;
+    }
 }
 
 TEST_F(KvfParticles, SliceDrawsDots)

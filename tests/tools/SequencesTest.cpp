@@ -105,6 +105,7 @@ TEST_F(KvfSequence, DiffFindsAPlantedDifferenceAtItsPlace)
     const Outcome frames = kvf("diff 'f.#.kvf' 'f.#.kvf' --jobs 2");
     EXPECT_EQ(0, frames.status);
     EXPECT_NE(std::string::npos, frames.output.find("0 of ")) << frames.output;
+    EXPECT_EQ(1, kvf("diff 'f.#.kvf' g.0001.kvf --frames 2-3").status) << "one for all frames";
     write("nan.#.kvf", {{3, 7, std::numeric_limits<float>::quiet_NaN()}});
     EXPECT_EQ(1, kvf("diff f.0001.kvf nan.0001.kvf --abs 100").status);
     EXPECT_EQ(0, kvf("diff nan.0001.kvf nan.0001.kvf").status);

@@ -3,89 +3,16 @@
 #include <skelvar/tree/VoxelLayout.h>
 #include <skelvar/voxel/VoxelShape.h>
 
-#include <tools/kvf/ChannelValues.h>
+#include <tools/kvf/RunningDiff.h>
 
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_reduce.h>
-
-#include <algorithm>
-#include <cmath>
-#include <limits>
 
 namespace Skelvar::Tool {
 
 namespace {
 
 constexpr int kDiffGrain = 256;  ///< tiles; fixed, so that sums are rounded alike on every machine
-
-/// A running count. The place is kept as a cell of A, and made a point at the end.
-struct RunningDiff {
-    ChannelDiff diff;
-    double sum = 0.0;
-    long long num_finite = 0;
-    TileIndex tile{-1, -1};
-    int cell = 0;
-
-    void add(double in_a, double in_b, const Tolerance& in_tolerance, const TileIndex& in_tile,
-             int in_cell)
-    {
-        ++diff.num_values;
-        const double apart = distance(in_a, in_b);
-        if (std::isfinite(apart)) {
-            sum += apart;
-            ++num_finite;
-        }
-        // Not the other way round: infinite numbers make the right side NaN or infinite.
-        const double larger = std::max(std::abs(in_a), std::abs(in_b));
-        if (std::isinf(apart) || apart > in_tolerance.absolute + in_tolerance.relative * larger) {
-            ++diff.num_different;
-        }
-        if (apart > diff.largest) {
-            diff.largest = apart;
-            diff.value_a = in_a;
-            diff.value_b = in_b;
-            tile = in_tile;
-            cell = in_cell;
-        }
-    }
-    void add(const RunningDiff& in_later)
-    {
-        const long long values = diff.num_values + in_later.diff.num_values;
-        const long long different = diff.num_different + in_later.diff.num_different;
-        if (in_later.diff.largest > diff.largest) {
-            diff = in_later.diff;
-            tile = in_later.tile;
-            cell = in_later.cell;
-        }
-        diff.num_values = values;
-        diff.num_different = different;
-        sum += in_later.sum;
-        num_finite += in_later.num_finite;
-    }
-
-private:
-    static double distance(double in_a, double in_b)
-    {
-        if (in_a == in_b || (std::isnan(in_a) && std::isnan(in_b))) {
-            return 0.0;
-        }
-        const double apart = std::abs(in_a - in_b);
-        return std::isfinite(apart) ? apart : std::numeric_limits<double>::infinity();
-    }
-};
-
-template <typename T>
-void diffTile(const T* in_a, const T* in_b, const TileIndex& in_tile, const Tolerance& in_tolerance,
-              RunningDiff& io_sums)
-{
-    using Components = ValueComponents<T>;
-    for (int v = 0; v < VoxelChannel<T>::tileSize(); ++v) {
-        for (int c = 0; c < Components::kCount; ++c) {
-            io_sums.add(Components::get(in_a[v], c), Components::get(in_b[v], c), in_tolerance,
-                        in_tile, v);
-        }
-    }
-}
 
 template <typename T>
 RunningDiff diffDepth(const VoxelLayout& in_layout_a, const VoxelChannel<T>& in_a,
@@ -100,8 +27,12 @@ RunningDiff diffDepth(const VoxelLayout& in_layout_a, const VoxelChannel<T>& in_
                 const TileIndex match =
                     node.valid() ? in_layout_b.nodeIndex<true>(node.id()) : TileIndex{-1, -1};
                 if (match.first >= 0 && match.second == in_depth) {
-                    diffTile(in_a.tile(n, in_depth).data(), in_b.tile(match).data(), {n, in_depth},
-                             in_tolerance, io_sums);
+                    const T* const a = in_a.tile(n, in_depth).data();
+                    const T* const b = in_b.tile(match).data();
+                    for (int v = 0; v < VoxelChannel<T>::tileSize(); ++v) {
+                        io_sums.add(a[v], b[v], in_tolerance, {n, in_depth},
+                                    static_cast<unsigned long>(v));
+                    }
                 }
             }
             return io_sums;
@@ -137,11 +68,9 @@ ChannelDiff diffTyped(const VoxelShape& in_shape_a, const VoxelChannel<T>& in_a,
         all.add(
             diffDepth(in_shape_a.layout(), in_a, in_shape_b.layout(), in_b, depth, in_tolerance));
     }
-    ChannelDiff diff = all.diff;
-    diff.mean = all.num_finite > 0 ? all.sum / static_cast<double>(all.num_finite) : 0.0;
+    ChannelDiff diff = all.finished();
     if (all.tile.first >= 0) {
-        diff.place = placeOf(in_shape_a, in_a, all.tile, all.cell);
-        diff.depth = all.tile.second;
+        diff.place = placeOf(in_shape_a, in_a, all.tile, static_cast<int>(all.element));
     }
     return diff;
 }

@@ -16,9 +16,9 @@ struct Tolerance {
     double relative = 0.0;
 };
 
-/// How two channels differ, over the tiles that both layouts have.
+/// How two channels differ, over the tiles or the particles that both shapes have.
 struct ChannelDiff {
-    long long num_values = 0;     ///< compared: components of the cells of those tiles
+    long long num_values = 0;     ///< compared: components of the cells or of the particles
     long long num_different = 0;  ///< beyond the tolerance
     double largest = 0.0;         ///< |a - b|; infinite where only one of the two is finite
     double mean = 0.0;            ///< over all compared values for which it is finite

@@ -1,3 +1,4 @@
+#include <skelvar/particles/ParticleShape.h>
 #include <skelvar/tree/VoxelLayout.h>
 #include <skelvar/voxel/TreeChannel3DBase.h>
 #include <skelvar/voxel/VoxelShape.h>
@@ -7,10 +8,12 @@
 #include <tools/kvf/Commands.h>
 #include <tools/kvf/Format.h>
 #include <tools/kvf/Frames.h>
+#include <tools/kvf/ParticleDiff.h>
 #include <tools/kvf/ShapeFile.h>
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <set>
 
 namespace Skelvar::Tool {
@@ -22,6 +25,7 @@ struct DiffArguments {
     std::string file_b;
     FrameOptions frames;
     Tolerance tolerance;
+    std::string id = "id";
 };
 
 /// Tiles of one layout that the other has not.
@@ -40,7 +44,7 @@ long long numOnlyIn(const VoxelLayout& in_layout, const VoxelLayout& in_other)
     return count;
 }
 
-bool standAlike(const VoxelShape& in_a, const VoxelShape& in_b)
+bool standAlike(const TreeShape3DBase& in_a, const TreeShape3DBase& in_b)
 {
     const vec3f points[] = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
     return std::all_of(std::begin(points), std::end(points), [&](const vec3f& in_point) {
@@ -52,14 +56,19 @@ bool standAlike(const VoxelShape& in_a, const VoxelShape& in_b)
 class Comparison {
 public:
     Comparison(const std::string& in_path_a, const std::string& in_path_b,
-               const Tolerance& in_tolerance)
+               const DiffArguments& in_arguments)
         : m_a(loadShapeFile(in_path_a)),
           m_b(loadShapeFile(in_path_b)),
-          m_shape_a(m_a.voxelShape()),
-          m_shape_b(m_b.voxelShape()),
-          m_tolerance(in_tolerance)
+          m_tolerance(in_arguments.tolerance)
     {
+        if (m_a.info.shapeType != m_b.info.shapeType) {
+            throw ToolError(eDataSaysNo, m_a.path + " holds a " + m_a.info.shapeType + ", " +
+                                             m_b.path + " a " + m_b.info.shapeType);
+        }
         compareTrees();
+        if (m_a.shape->isCastableTo(ParticleShape::typeName())) {
+            matchParticles(in_arguments.id);
+        }
         const std::vector<std::string> names_a = m_a.channelNames();
         const std::vector<std::string> names_b = m_b.channelNames();
         std::set<std::string> names(names_a.begin(), names_a.end());
@@ -85,32 +94,47 @@ private:
 
     void compareTrees()
     {
-        if (!standAlike(*m_shape_a, *m_shape_b)) {
+        if (!standAlike(*m_a.shape, *m_b.shape)) {
             note("the shapes stand differently in world space");
         }
-        const long long only_a = numOnlyIn(m_shape_a->layout(), m_shape_b->layout());
-        const long long only_b = numOnlyIn(m_shape_b->layout(), m_shape_a->layout());
-        if (only_a > 0 || only_b > 0) {
-            note(std::to_string(only_a) + " tiles only in the first, " + std::to_string(only_b) +
-                 " only in the second");
+        const VoxelLayout& a = m_a.layout();
+        const VoxelLayout& b = m_b.layout();
+        noteAlone("tiles", numOnlyIn(a, b), numOnlyIn(b, a));
+    }
+
+    void matchParticles(const std::string& in_id)
+    {
+        m_match.emplace(*m_a.particleShape(), *m_a.channel(in_id), *m_b.particleShape(),
+                        *m_b.channel(in_id));
+        noteAlone("particles", m_match->numOnlyInA(), m_match->numOnlyInB());
+    }
+
+    template <typename Count>
+    void noteAlone(const std::string& in_things, Count in_only_a, Count in_only_b)
+    {
+        if (in_only_a > 0 || in_only_b > 0) {
+            note(std::to_string(in_only_a) + " " + in_things + " only in the first, " +
+                 std::to_string(in_only_b) + " only in the second");
         }
     }
 
     void compareChannels(const std::string& in_name)
     {
-        const bool in_a = m_shape_a->hasChannel(in_name);
-        if (!in_a || !m_shape_b->hasChannel(in_name)) {
+        const bool in_a = m_a.shape->hasChannel(in_name);
+        if (!in_a || !m_b.shape->hasChannel(in_name)) {
             note(in_name + " is only in the " + (in_a ? "first" : "second"));
             return;
         }
-        const auto a = m_shape_a->channelBasePtr(in_name);
-        const auto b = m_shape_b->channelBasePtr(in_name);
+        const auto a = m_a.shape->channelBasePtr(in_name);
+        const auto b = m_b.shape->channelBasePtr(in_name);
         if (a->typeMeta()->typeName() != b->typeMeta()->typeName()) {
             note(in_name + " is a " + a->typeMeta()->typeName() + " in the first, a " +
                  b->typeMeta()->typeName() + " in the second");
             return;
         }
-        const ChannelDiff diff = diffChannels(*m_shape_a, *a, *m_shape_b, *b, m_tolerance);
+        const ChannelDiff diff =
+            m_match ? m_match->diff(*a, *b, m_tolerance)
+                    : diffChannels(*m_a.voxelShape(), *a, *m_b.voxelShape(), *b, m_tolerance);
         m_differ = m_differ || diff.num_different > 0;
         m_text += "  " + in_name + ": " + describe(diff) + "\n";
     }
@@ -132,8 +156,7 @@ private:
 
     ShapeFile m_a;
     ShapeFile m_b;
-    std::shared_ptr<VoxelShape> m_shape_a;
-    std::shared_ptr<VoxelShape> m_shape_b;
+    std::optional<ParticleMatch> m_match;  ///< for shapes of particles
     Tolerance m_tolerance;
     std::string m_text;
     bool m_differ = false;
@@ -141,10 +164,16 @@ private:
 
 ExitStatus run(const DiffArguments& in_arguments)
 {
-    // The second path is to the first as an output to its input: the same frame in its place.
-    const auto tasks = selectFrames(in_arguments.file_a, in_arguments.file_b, in_arguments.frames);
+    // A pattern in the second path is to the first as an output to its input: the same frame in its
+    // place. Without one all frames are held against the one file.
+    const std::string& b = in_arguments.file_b;
+    auto tasks =
+        selectFrames(in_arguments.file_a, hasFramePattern(b) ? b : "", in_arguments.frames);
+    for (FrameTask& task : tasks) {
+        task.output = task.output.empty() ? b : task.output;
+    }
     return runFrames("comparing", tasks, in_arguments.frames, [&](const FrameTask& in_task) {
-        return Comparison(in_task.input, in_task.output, in_arguments.tolerance).result();
+        return Comparison(in_task.input, in_task.output, in_arguments).result();
     });
 }
 
@@ -155,8 +184,8 @@ void addDiffCommand(Command& io_tool, ExitStatus& out_status)
     const auto arguments = std::make_shared<DiffArguments>();
     Command command = io_tool.command(
         "diff",
-        "Compares two files: tiles by place in the tree, and for each channel the largest and the "
-        "mean difference, and where. Status 1 if they differ");
+        "Compares two files: tiles by place in the tree, particles by id, and for each channel the "
+        "largest and the mean difference, and where. Status 1 if they differ");
     command.option("A", arguments->file_a, "first file, or sequence").required();
     command.option("B", arguments->file_b, "second file, or sequence").required();
     command.option("--abs", arguments->tolerance.absolute, "difference that does not count")
@@ -167,6 +196,7 @@ void addDiffCommand(Command& io_tool, ExitStatus& out_status)
                 "the same, times the larger of the two numbers; both add up")
         .notNegative()
         .showDefault();
+    command.option("--id", arguments->id, "channel with the ids of particles").showDefault();
     addFrameOptions(command, false, arguments->frames);
     command.onRun([arguments, &out_status] { out_status = run(*arguments); });
 }
