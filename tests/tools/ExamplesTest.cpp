@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <cstdio>
 #include <filesystem>
+#include <sstream>
 
 namespace Skelvar::Tool::Test {
 
@@ -29,6 +32,27 @@ TEST(Examples, TreeGrowsAndShrinks)
         "deleted   : 2 nodes, 1 root, tiles by depth 1 1 0 0\n"
         "depth at the origin 5\n",
         outcome.output);
+}
+
+TEST(Examples, SampleReadsAcrossDepths)
+{
+    const TemporaryFolder folder;
+
+    const Outcome outcome = runProgram(folder, EXAMPLE_SAMPLE_PROGRAM);
+
+    EXPECT_EQ(0, outcome.status) << outcome.error;
+    std::istringstream lines(outcome.output);
+    int rows = 0;
+    for (std::string line; std::getline(lines, line); ++rows) {
+        float x = 0.0f, distance = 0.0f, gradient = 0.0f;
+        ASSERT_EQ(3, std::sscanf(line.c_str(), "x %f: distance %f, gradient %f", &x, &distance,
+                                 &gradient))
+            << line;
+        // Coarse cells are 25 wide, and the sphere's middle is a kink.
+        EXPECT_NEAR(std::abs(x) - 50.0f, distance, x > 0.0f ? 0.5f : 15.0f) << line;
+        EXPECT_TRUE(x == 0.0f || gradient * x > 0.0f) << line;
+    }
+    EXPECT_EQ(5, rows);
 }
 
 TEST(Examples, PoissonIsSolvedAcrossDepths)
