@@ -3,6 +3,9 @@
 
 #include <skelvar/io/KvfJobHandler.h>
 #include <skelvar/io/KvfJobs.h>
+#include <skelvar/particles/ParticleChannel.h>
+#include <skelvar/particles/ParticleShape.h>
+#include <skelvar/particles/ReblockByPosition.h>
 #include <skelvar/voxel/VoxelShape.h>
 
 #include <gtest/gtest.h>
@@ -15,6 +18,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <new>
+#include <random>
 #include <thread>
 #include <vector>
 
@@ -143,6 +147,65 @@ TEST_F(Jobs, WithoutAJobThereIsNoHandleButForACopyThatFailed)
     EXPECT_EQ(0u, handler.tasksInUse());
     EXPECT_TRUE(noServerSince());
     EXPECT_EQ(std::set<std::string>{"a.kvf"}, m_folder.names());
+}
+
+/// Particles scattered over some tiles, numbered, with a speed of their own.
+std::shared_ptr<ParticleShape> addParticles(VoxelState& io_state)
+{
+    std::string object = "ball";
+    std::shared_ptr<ParticleShape> shape;
+    EXPECT_EQ(kVoxelStateOk, io_state.newParticleShape("drops", "tree", &object, shape));
+    shape->layout().addNodes({-20, -20, -20}, {20, 20, 20}, 7);
+    io_state.newParticleChannel<vec3f>("drops/position", "drops", {});
+    io_state.newParticleChannel<unsigned long long>("drops/id", "drops", 0);
+    std::mt19937 random(3);
+    auto& position = static_cast<ParticleChannel<vec3f>&>(*shape->channelBasePtr("drops/position"));
+    for (int n = 0; n < shape->layout().numNodes(7); ++n) {
+        const VoxelLayoutNode& node = shape->layout().node(n, 7);
+        for (unsigned int left = random() % 40; left > 0; --left) {
+            const auto along = [&](int in_corner) {
+                return static_cast<float>(in_corner) + static_cast<float>(random() % 500) * 0.01f;
+            };
+            position.tile(n, 7).push_back({along(node.i()), along(node.j()), along(node.k())});
+        }
+    }
+    position.syncShapeParticleCounts();
+    for (auto& id :
+         static_cast<ParticleChannel<unsigned long long>&>(*shape->channelBasePtr("drops/id"))) {
+        id = shape->nextParticleId();
+    }
+    return shape;
+}
+
+TEST_F(Jobs, ParticlesAreSavedAsTheyWereWhileTheyMoveAndGo)
+{
+    const auto shape = addParticles(*m_state);
+    const std::vector<std::string> names = {"drops/position", "drops/id"};
+    auto& position = static_cast<ParticleChannel<vec3f>&>(*shape->channelBasePtr("drops/position"));
+    std::string resolved;
+    for (const CompressionQuality quality : {eQualityPlain, eQualityLossless}) {
+        unsigned long long copied = 0;
+        unsigned long long shared = 0;
+        ASSERT_TRUE(
+            kvfSave(*m_state, m_folder.file("now.kvf"), "drops", names, 7, quality, resolved));
+        ASSERT_GT(shape->numParticles(), 1000u);
+
+        ASSERT_EQ(2u, kvfSaveAsync(*m_state, m_folder.file("shared.kvf"), false, "drops", names, 7,
+                                   quality, resolved, shared));
+        EXPECT_EQ(0u, await(shared).status);
+        ASSERT_EQ(2u, kvfSaveAsync(*m_state, m_folder.file("copied.kvf"), true, "drops", names, 7,
+                                   quality, resolved, copied));
+        // The caller's particles move on meanwhile, and some go.
+        for (vec3f& point : position) {
+            point += vec3f{1.5f, 0.0f, -0.5f};
+        }
+        reblockByPosition(position, eStraysGo);
+        EXPECT_EQ(0u, await(copied).status);
+
+        EXPECT_EQ(readFile(m_folder.file("now.kvf")), readFile(m_folder.file("shared.kvf")));
+        EXPECT_EQ(readFile(m_folder.file("now.kvf")), readFile(m_folder.file("copied.kvf")));
+    }
+    EXPECT_TRUE(noServerSince());
 }
 
 /// A save to a pipe goes on only when somebody reads it.
