@@ -219,10 +219,15 @@ public:
         }
     }
     const std::string& path(int in_n) const { return m_paths[in_n]; }
+    /// All at once: the jobs on them run in any order, and not all at a time.
     void drain() const
     {
+        std::vector<std::thread> readers;
         for (const std::string& path : m_paths) {
-            readFile(path);
+            readers.emplace_back([&path] { readFile(path); });
+        }
+        for (std::thread& reader : readers) {
+            reader.join();
         }
     }
 
