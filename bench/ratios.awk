@@ -93,8 +93,8 @@ BEGIN {
         "state.copy/memcpy-fresh/2t", 0.5)
     row("start of a save with a copy against the copy", "state.holdup/skelvar-copy/2t",
         "state.holdup/copy-alone/2t", 0.83)
-    row("five saves at once against one after another", "state.frames/skelvar-five/2t",
-        "state.frames/skelvar-one/2t", 1.7)
+    row("five saves at once against one after another", "state.frames/skelvar-five/3t",
+        "state.frames/skelvar-one/3t", 1.7)
     row("merge of a large shape against a small one", "state.merge/skelvar-large/1t",
         "state.merge/skelvar-small/1t", 0.5)
     row("rename among 10^5 names against 10^4", "state.names.rename/skelvar-100k/1t",
