@@ -95,64 +95,39 @@ T summarise(const VoxelLayout& in_layout, const VoxelLayoutNode& in_node,
 
 }  // namespace
 
-template <typename T>
-VoxelChannelAverageFineToCoarseKernel<T>::VoxelChannelAverageFineToCoarseKernel(
-    VoxelChannel<T>* io_channel)
+template <typename T, FineToCoarse Reduction>
+FineToCoarseKernel<T, Reduction>::FineToCoarseKernel(VoxelChannel<T>* io_channel)
     : m_channel(io_channel), m_layout(layoutOf(*io_channel))
 {
 }
 
-template <typename T>
-void VoxelChannelAverageFineToCoarseKernel<T>::preVisit(const VoxelLayoutNode* in_node,
-                                                        const TileIndex& in_index)
+template <typename T, FineToCoarse Reduction>
+void FineToCoarseKernel<T, Reduction>::preVisit(const VoxelLayoutNode* in_node, const TileIndex&)
 {
     if (!in_node->isRoot()) {
-        coveringCell(*m_layout, *in_node, *m_channel) =
-            m_channel->tile(in_index).computeTileAverage();
+        coveringCell(*m_layout, *in_node, *m_channel) = reduced(*in_node);
     }
 }
 
-template <typename T>
-VoxelChannelNeighborAverageFineToCoarseKernel<T>::VoxelChannelNeighborAverageFineToCoarseKernel(
-    VoxelChannel<T>* io_channel)
-    : m_channel(io_channel), m_layout(layoutOf(*io_channel))
+template <typename T, FineToCoarse Reduction>
+T FineToCoarseKernel<T, Reduction>::reduced(const VoxelLayoutNode& in_node) const
 {
-}
-
-template <typename T>
-void VoxelChannelNeighborAverageFineToCoarseKernel<T>::preVisit(const VoxelLayoutNode* in_node,
-                                                                const TileIndex&)
-{
-    if (!in_node->isRoot()) {
-        coveringCell(*m_layout, *in_node, *m_channel) =
-            summarise<Mean<T>>(*m_layout, *in_node, *m_channel);
+    if constexpr (Reduction == FineToCoarse::eAverage) {
+        return m_channel->tile(in_node.tileIndex()).computeTileAverage();
+    } else if constexpr (Reduction == FineToCoarse::eNeighborAverage) {
+        return summarise<Mean<T>>(*m_layout, in_node, *m_channel);
+    } else {
+        return summarise<Maximum<T>>(*m_layout, in_node, *m_channel);
     }
 }
 
-template <typename T>
-VoxelChannelNeighborMaxFineToCoarseKernel<T>::VoxelChannelNeighborMaxFineToCoarseKernel(
-    VoxelChannel<T>* io_channel)
-    : m_channel(io_channel), m_layout(layoutOf(*io_channel))
-{
-}
-
-template <typename T>
-void VoxelChannelNeighborMaxFineToCoarseKernel<T>::preVisit(const VoxelLayoutNode* in_node,
-                                                            const TileIndex&)
-{
-    if (!in_node->isRoot()) {
-        coveringCell(*m_layout, *in_node, *m_channel) =
-            summarise<Maximum<T>>(*m_layout, *in_node, *m_channel);
-    }
-}
-
-#define SKELVAR_INSTANTIATE(T) template class VoxelChannelAverageFineToCoarseKernel<T>;
+#define SKELVAR_INSTANTIATE(T) template class FineToCoarseKernel<T, FineToCoarse::eAverage>;
 SKELVAR_FOR_VOXEL_TYPES(SKELVAR_INSTANTIATE)
 #undef SKELVAR_INSTANTIATE
 
-#define SKELVAR_INSTANTIATE(T)                                       \
-    template class VoxelChannelNeighborAverageFineToCoarseKernel<T>; \
-    template class VoxelChannelNeighborMaxFineToCoarseKernel<T>;
+#define SKELVAR_INSTANTIATE(T)                                            \
+    template class FineToCoarseKernel<T, FineToCoarse::eNeighborAverage>; \
+    template class FineToCoarseKernel<T, FineToCoarse::eNeighborMax>;
 SKELVAR_FOR_NEIGHBOR_KERNEL_TYPES(SKELVAR_INSTANTIATE)
 #undef SKELVAR_INSTANTIATE
 

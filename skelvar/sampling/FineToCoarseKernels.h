@@ -12,60 +12,49 @@
 // stand on the layout that is walked. Threads may share a kernel in the orders by depth.
 namespace Skelvar {
 
-/// The mean of the tile, as `VoxelTile::computeTileAverage` gives it.
-template <typename T>
-class SKELVAR_API VoxelChannelAverageFineToCoarseKernel : public VoxelLayoutNodeVisitor {
+/// What a kernel makes of a tile.
+enum class FineToCoarse {
+    eAverage,          ///< the mean of the tile, as `VoxelTile::computeTileAverage` gives it
+    eNeighborAverage,  ///< of the tile's 125 values and of the up to 218 next to it in neighbours
+                       ///< of its depth the mean, summed in element order of the haloed tile; of
+                       ///< `bool` whether any of them is true
+    eNeighborMax,      ///< the greatest of the same values, component by component
+};
+
+template <typename T, FineToCoarse Reduction>
+class SKELVAR_API FineToCoarseKernel : public HaloedVoxelLayoutNodeVisitor {
 public:
-    explicit VoxelChannelAverageFineToCoarseKernel(VoxelChannel<T>* io_channel);
+    /// Throws `std::runtime_error` for a channel without a layout.
+    explicit FineToCoarseKernel(VoxelChannel<T>* io_channel);
 
     using VoxelLayoutNodeVisitor::preVisit;
     void preVisit(const VoxelLayoutNode* in_node, const TileIndex& in_index) override;
 
 private:
+    T reduced(const VoxelLayoutNode& in_node) const;
+
     VoxelChannel<T>* m_channel;
     std::shared_ptr<const VoxelLayout> m_layout;
 };
 
-/// The mean of the tile's 125 values and of the up to 218 next to it in neighbours of its depth,
-/// summed in element order of the haloed tile. Of `bool`, whether any of them is true.
 template <typename T>
-class SKELVAR_API VoxelChannelNeighborAverageFineToCoarseKernel
-    : public HaloedVoxelLayoutNodeVisitor {
-public:
-    explicit VoxelChannelNeighborAverageFineToCoarseKernel(VoxelChannel<T>* io_channel);
-
-    using VoxelLayoutNodeVisitor::preVisit;
-    void preVisit(const VoxelLayoutNode* in_node, const TileIndex& in_index) override;
-
-private:
-    VoxelChannel<T>* m_channel;
-    std::shared_ptr<const VoxelLayout> m_layout;
-};
-
-/// The greatest of the same values, component by component.
+using VoxelChannelAverageFineToCoarseKernel = FineToCoarseKernel<T, FineToCoarse::eAverage>;
 template <typename T>
-class SKELVAR_API VoxelChannelNeighborMaxFineToCoarseKernel : public HaloedVoxelLayoutNodeVisitor {
-public:
-    explicit VoxelChannelNeighborMaxFineToCoarseKernel(VoxelChannel<T>* io_channel);
+using VoxelChannelNeighborAverageFineToCoarseKernel =
+    FineToCoarseKernel<T, FineToCoarse::eNeighborAverage>;
+template <typename T>
+using VoxelChannelNeighborMaxFineToCoarseKernel = FineToCoarseKernel<T, FineToCoarse::eNeighborMax>;
 
-    using VoxelLayoutNodeVisitor::preVisit;
-    void preVisit(const VoxelLayoutNode* in_node, const TileIndex& in_index) override;
-
-private:
-    VoxelChannel<T>* m_channel;
-    std::shared_ptr<const VoxelLayout> m_layout;
-};
-
-#define SKELVAR_EXTERN(T) extern template class VoxelChannelAverageFineToCoarseKernel<T>;
+#define SKELVAR_EXTERN(T) extern template class FineToCoarseKernel<T, FineToCoarse::eAverage>;
 SKELVAR_FOR_VOXEL_TYPES(SKELVAR_EXTERN)
 #undef SKELVAR_EXTERN
 
 /// Element types of the kernels that look at neighbours.
 #define SKELVAR_FOR_NEIGHBOR_KERNEL_TYPES(X) X(bool) X(float) X(vec3f)
 
-#define SKELVAR_EXTERN(T)                                                   \
-    extern template class VoxelChannelNeighborAverageFineToCoarseKernel<T>; \
-    extern template class VoxelChannelNeighborMaxFineToCoarseKernel<T>;
+#define SKELVAR_EXTERN(T)                                                        \
+    extern template class FineToCoarseKernel<T, FineToCoarse::eNeighborAverage>; \
+    extern template class FineToCoarseKernel<T, FineToCoarse::eNeighborMax>;
 SKELVAR_FOR_NEIGHBOR_KERNEL_TYPES(SKELVAR_EXTERN)
 #undef SKELVAR_EXTERN
 
