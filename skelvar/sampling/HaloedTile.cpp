@@ -166,28 +166,25 @@ void HaloBuilder<T>::faceFromParent(int in_axis, int in_side)
         samples[n] = parentSum(start + n % count_b * kHaloed[b] + n / count_b * kHaloed[c], terms);
     }
 
-    const auto transfer = [&](const auto& in_store) {
-        if (count_b == 2) {
-            count_c == 2 ? Detail::transferFace<2, 2>(samples, kHaloed[b], kHaloed[c], in_store)
-                         : Detail::transferFace<2, 3>(samples, kHaloed[b], kHaloed[c], in_store);
-        } else {
-            count_c == 2 ? Detail::transferFace<3, 2>(samples, kHaloed[b], kHaloed[c], in_store)
-                         : Detail::transferFace<3, 3>(samples, kHaloed[b], kHaloed[c], in_store);
-        }
-    };
+    // To the plane on the tile's boundary of a staggered axis, else to that of the halo.
+    const bool low_staggered = isLowStaggered(in_axis, in_side);
     T* const plane = m_halo + haloPlane(in_side) * stride + kHaloed[b] + kHaloed[c];
     T* const inner = plane + stepIn(in_side) * stride;
-    if (isLowStaggered(in_axis, in_side)) {
-        transfer([=](int in_at, const T& in_value) {
-            inner[in_at] = in_value;
-            plane[in_at] = reflection(in_value, inner[in_at + stride]);
-        });
-    } else if (isStaggered(m_offset, in_axis)) {
-        transfer([=](int in_at, const T& in_value) { plane[in_at] = in_value; });
+    T* const target = low_staggered ? inner : plane;
+    if (count_b == 2) {
+        count_c == 2 ? Detail::interpolateFace<2, 2>(samples, kHaloed[b], kHaloed[c], target)
+                     : Detail::interpolateFace<2, 3>(samples, kHaloed[b], kHaloed[c], target);
     } else {
-        transfer([=](int in_at, const T& in_value) {
-            plane[in_at] = difference(in_value, inner[in_at]);
-        });
+        count_c == 2 ? Detail::interpolateFace<3, 2>(samples, kHaloed[b], kHaloed[c], target)
+                     : Detail::interpolateFace<3, 3>(samples, kHaloed[b], kHaloed[c], target);
+    }
+    if (isStaggered(m_offset, in_axis) && !low_staggered) {
+        return;
+    }
+    for (int n = 0; n < 25; ++n) {
+        const int at = n % 5 * kHaloed[b] + n / 5 * kHaloed[c];
+        plane[at] = low_staggered ? reflection(inner[at], inner[at + stride])
+                                  : difference(plane[at], inner[at]);
     }
 }
 

@@ -44,10 +44,9 @@ inline T transferSample(int in_child, const T* in_samples)
     }
 }
 
-/// Calls `in_store(offset, value)` for each voxel of a plane. N1 x N2 samples, the axis of stride
-/// `in_s1` fastest.
-template <int N1, int N2, typename T, typename Store>
-inline void transferFace(const T* in_samples, int in_s1, int in_s2, const Store& in_store)
+/// A plane of N1 x N2 samples, the axis of stride `in_s1` fastest.
+template <int N1, int N2, typename T>
+inline void interpolateFace(const T* in_samples, int in_s1, int in_s2, T* out_plane)
 {
     for (int c1 = 0; c1 < 5; ++c1) {
         T rows[N2];
@@ -55,25 +54,21 @@ inline void transferFace(const T* in_samples, int in_s1, int in_s2, const Store&
             rows[r] = transferSample<N1>(c1, in_samples + r * N1);
         }
         for (int c2 = 0; c2 < 5; ++c2) {
-            in_store(c1 * in_s1 + c2 * in_s2, transferSample<N2>(c2, rows));
+            out_plane[c1 * in_s1 + c2 * in_s2] = transferSample<N2>(c2, rows);
         }
     }
 }
 
-template <int N1, int N2, typename T>
-inline void interpolateFace(const T* in_samples, int in_s1, int in_s2, T* out_plane)
-{
-    transferFace<N1, N2>(in_samples, in_s1, in_s2,
-                         [=](int in_at, const T& in_value) { out_plane[in_at] = in_value; });
-}
-
+/// The same minus the inner plane.
 template <int N1, int N2, typename T>
 inline void extrapolateFace(const T* in_samples, int in_s1, int in_s2, const T* in_inner,
                             T* out_plane)
 {
-    transferFace<N1, N2>(in_samples, in_s1, in_s2, [=](int in_at, const T& in_value) {
-        out_plane[in_at] = difference(in_value, in_inner[in_at]);
-    });
+    interpolateFace<N1, N2>(in_samples, in_s1, in_s2, out_plane);
+    for (int n = 0; n < 25; ++n) {
+        const int at = n % 5 * in_s1 + n / 5 * in_s2;
+        out_plane[at] = difference(out_plane[at], in_inner[at]);
+    }
 }
 
 /// A line: the weighted value minus those of the inner lines, one after the other.
