@@ -1,11 +1,10 @@
 #pragma once
 
 #include <skelvar/sampling/TileCache.h>
-#include <skelvar/tree/VoxelLayoutAccessor.h>
-#include <skelvar/voxel/VoxelChannel.h>
+#include <skelvar/tree/VoxelLayout.h>
+#include <skelvar/voxel/VoxelTile.h>
 
 #include <array>
-#include <bit>
 #include <cstddef>
 
 namespace Skelvar::Detail {
@@ -47,7 +46,6 @@ inline void fetchTile(const VoxelTile<T, 0, 5>& in_tile)
 
 /// One tile and those around it, each looked up when it is first asked for. A tile without parent
 /// counts as having no neighbours. Stale after an edit of the layout. Belongs to one thread.
-template <typename T>
 class TileNeighbours {
 public:
     /// Index of the tile, -1 before the first `enter`.
@@ -55,80 +53,65 @@ public:
     int depth() const { return m_depth; }
     /// The tile's minimum corner, in coordinate units.
     const vec3i& corner() const { return m_corner; }
-    bool hasParent() const { return m_parent != nullptr; }
-    int parentIndex() const { return m_parent->index(); }
-    /// The tile's place in its parent, 0 to 4 on each axis.
-    const vec3i& placeInParent() const { return m_place; }
-
-    /// Takes up a tile of the channel's layout.
-    void enter(const TileIndex& in_tile, const VoxelLayout& in_layout,
-               const VoxelChannel<T>& in_channel)
+    bool covers(const vec3i& in_point) const
     {
-        const VoxelLayoutNode& node = in_layout.node(in_tile);
-        m_index = in_tile.first;
-        m_depth = in_tile.second;
-        m_corner = node.corner();
-        m_parent = nullptr;
-        m_present = m_known = kMiddle;
-        m_block[13] = &in_channel.tile(in_tile);
-        if (m_depth == 0 || node.isRoot()) {
-            m_known = ~0U;
-            return;
-        }
-        m_parent = &in_layout.node(node.parent(), m_depth - 1);
-        const int slot = tileDigit(node.id(), m_depth) - 1;
-        m_place = {slot % 5, slot / 5 % 5, slot / 25};
+        return static_cast<unsigned>(in_point[0]) - static_cast<unsigned>(m_corner[0]) < m_side &&
+               static_cast<unsigned>(in_point[1]) - static_cast<unsigned>(m_corner[1]) < m_side &&
+               static_cast<unsigned>(in_point[2]) - static_cast<unsigned>(m_corner[2]) < m_side;
     }
+    bool hasParent() const { return m_parent >= 0; }
+    int parentIndex() const { return m_parent; }
+    /// The tile's place in its parent, 0 to 4 on each axis.
+    vec3i placeInParent() const { return {m_slot % 5, m_slot / 5 % 5, m_slot / 25}; }
+    /// True if the tile before had the same parent, as most of the time along a walk.
+    bool isNearTheLast() const { return m_is_near; }
 
-    const VoxelTile<T, 0, 5>& tile() const { return *m_block[13]; }
-    /// True if all these tiles exist. `in_near` stands somewhere near them.
-    bool hasAll(TileSet in_tiles, const VoxelLayout::ConstAccessor& in_near,
-                const VoxelChannel<T>& in_channel)
+    /// Takes up a tile.
+    void enter(const TileIndex& in_tile, const VoxelLayout& in_layout);
+    /// The same without a look at its node: the tile in a slot of a parent, with a point in it.
+    void enterChild(const TileIndex& in_tile, int in_parent, int in_slot, const vec3i& in_point,
+                    const VoxelLayout& in_layout);
+
+    /// True if all these tiles exist.
+    bool hasAll(TileSet in_tiles, const VoxelLayout& in_layout)
     {
-        for (TileSet unknown = in_tiles & ~m_known; unknown != 0; unknown &= unknown - 1) {
-            lookUp(std::countr_zero(unknown), in_near, in_channel);
+        const TileSet unknown = in_tiles & ~m_known;
+        if (unknown != 0) {
+            lookUp(unknown, in_layout);
         }
         return (m_present & in_tiles) == in_tiles;
     }
-    /// Valid where `hasAll` said so.
-    const TileBlock<T>& block() const { return m_block; }
+    /// Index of the tile at a place, valid where `hasAll` said so.
+    int neighbour(int in_place) const { return m_neighbours[in_place]; }
+    /// Those that are known to exist, in an array of the tiles of this depth.
+    template <typename T>
+    TileBlock<T> block(const VoxelTile<T, 0, 5>* in_tiles) const
+    {
+        TileBlock<T> block;
+        for (int n = 0; n < 27; ++n) {
+            block[n] = (m_present >> n & 1) != 0 ? in_tiles + m_neighbours[n] : nullptr;
+        }
+        return block;
+    }
 
 private:
-    static constexpr TileSet kMiddle = 1U << 13;
-
-    void lookUp(int in_place, const VoxelLayout::ConstAccessor& in_near,
-                const VoxelChannel<T>& in_channel)
-    {
-        const int d[3] = {in_place % 3 - 1, in_place / 3 % 3 - 1, in_place / 9 - 1};
-        const vec3i place = m_place + vec3i{d[0], d[1], d[2]};
-        const auto is_inside = [](int in_cell) { return in_cell >= 0 && in_cell < kTileWidth; };
-        int found;
-        if (is_inside(place[0]) && is_inside(place[1]) && is_inside(place[2])) {
-            found = m_parent->child(place[0] + 5 * (place[1] + 5 * place[2]));
-        } else {
-            const int side = kTileSideLUT[m_depth];
-            VoxelLayout::ConstAccessor accessor = in_near;
-            found = accessor
-                        .nodeIndex<true>(m_corner[0] + d[0] * side, m_corner[1] + d[1] * side,
-                                         m_corner[2] + d[2] * side, m_depth)
-                        .first;
-        }
-        m_known |= 1U << in_place;
-        m_block[in_place] = nullptr;
-        if (found >= 0) {
-            m_present |= 1U << in_place;
-            m_block[in_place] = &in_channel.tile(found, m_depth);
-        }
-    }
+    void lookUp(TileSet in_tiles, const VoxelLayout& in_layout);
+    /// The child slots of the parent or of a tile around it, null if that does not exist. The point
+    /// is in it.
+    const int* slotsAround(int in_place, const vec3i& in_point, const VoxelLayout& in_layout);
 
     int m_index = -1;
     int m_depth = -1;
+    int m_parent = -1;  ///< -1 for a tile without parent
+    unsigned m_side = 0;
     vec3i m_corner{};
-    vec3i m_place{};
-    const VoxelLayoutNode* m_parent = nullptr;  ///< null for a tile without parent
+    int m_slot = 0;  ///< in the parent
+    bool m_is_near = false;
     TileSet m_known = 0;
     TileSet m_present = 0;
-    TileBlock<T> m_block;
+    TileSet m_known_slots = 0;
+    int m_neighbours[27];
+    const int* m_slots[27];  ///< of the parent and the tiles around it, as far as known
 };
 
 /// Where an axis of a stencil reads: on which side of the tile, and which cell of the tile there.
@@ -137,12 +120,53 @@ struct AxisTap {
     int cell;  ///< 0 to 4
 };
 
-/// The tap of a cell counted from the tile, -2 to 6.
+/// The tap of a cell counted from the tile, -2 to 6. Without a branch, which nobody could predict.
 constexpr AxisTap axisTap(int in_cell)
 {
-    return in_cell < 0    ? AxisTap{-1, in_cell + 5}
-           : in_cell >= 5 ? AxisTap{1, in_cell - 5}
-                          : AxisTap{0, in_cell};
+    constexpr AxisTap kTaps[9] = {{-1, 3}, {-1, 4}, {0, 0}, {0, 1}, {0, 2},
+                                  {0, 3},  {0, 4},  {1, 0}, {1, 1}};
+    return kTaps[in_cell + 2];
 }
+
+/// The N^3 values of a stencil, 2 to 4 on each axis, in a tile and those around it. The stencil
+/// reaches beyond the tile on one side of an axis at most. Stale as soon as the tile is left.
+template <typename T, int N>
+class StencilAcross {
+public:
+    /// The stencil's lowest cell, counted from the tile; `in_tiles` are those of its depth. All
+    /// tiles that the stencil touches are known to exist.
+    StencilAcross(const TileNeighbours& in_around, const VoxelTile<T, 0, 5>* in_tiles,
+                  const int (&in_first)[3])
+    {
+        constexpr int kPlaceStride[3] = {1, 3, 9};
+        constexpr int kCellStride[3] = {1, 5, 25};
+        int place[3][2];
+        for (int a = 0; a < 3; ++a) {
+            const int low_side = axisTap(in_first[a]).side;
+            place[a][0] = low_side * kPlaceStride[a];
+            place[a][1] = axisTap(in_first[a] + N - 1).side * kPlaceStride[a];
+            for (int n = 0; n < N; ++n) {
+                const AxisTap tap = axisTap(in_first[a] + n);
+                m_tile[a][n] = (tap.side - low_side) << a;
+                m_cell[a][n] = tap.cell * kCellStride[a];
+            }
+        }
+        for (int n = 0; n < 8; ++n) {
+            const int at = place[0][n & 1] + place[1][n >> 1 & 1] + place[2][n >> 2];
+            m_tiles[n] = in_tiles[in_around.neighbour(tilePlace(0, 0, 0) + at)].data();
+        }
+    }
+
+    const T& operator()(int in_i, int in_j, int in_k) const
+    {
+        return m_tiles[m_tile[0][in_i] + m_tile[1][in_j] + m_tile[2][in_k]]
+                      [m_cell[0][in_i] + m_cell[1][in_j] + m_cell[2][in_k]];
+    }
+
+private:
+    const T* m_tiles[8];  ///< the lower of each axis first; x fastest
+    int m_tile[3][N];     ///< of each axis and value, its part of the number of the tile
+    int m_cell[3][N];     ///< and of the cell there
+};
 
 }  // namespace Skelvar::Detail

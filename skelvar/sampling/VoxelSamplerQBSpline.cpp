@@ -1,61 +1,37 @@
 #include <skelvar/sampling/VoxelSamplerQBSpline.h>
 
-#include <skelvar/sampling/TileFinder.h>
 #include <skelvar/sampling/VoxelSamplerQBSplineHalo.h>
 #include <skelvar/sampling/VoxelSamplerQBSplineTile.h>
 #include <skelvar/voxel/VoxelChannel.h>
-#include <skelvar/voxel/VoxelShape.h>
 
 #include <algorithm>
 #include <cassert>
 
 namespace Skelvar {
 
-template <typename T>
-struct VoxelSamplerQBSpline<T>::Stencil {
-    TileIndex tile{-1, -1};
-    float scale = 0.0f;
-    int cell[3] = {};
-    float fraction[3] = {};
-
-    bool isInterior() const
-    {
-        return std::all_of(cell, cell + 3, [](int c) { return c >= 1 && c <= 3; });
-    }
-    bool isOfSameCell(const Stencil& in_other) const
-    {
-        return tile == in_other.tile && std::equal(cell, cell + 3, in_other.cell);
-    }
-};
-
-/// What the sampler looked up, and what it holds: the tile of each depth whose haloed form it
-/// reads, -1 for none. `halos` keeps the values, made as they are needed, of tiles of its own
-/// choice.
+/// What the sampler holds: the tile of each depth whose haloed form it reads, -1 for none. `halos`
+/// keeps the values, made as they are needed, of tiles of its own choice.
 template <typename T>
 struct VoxelSamplerQBSpline<T>::Cache {
-    Cache(SamplerSpace in_space, const VoxelShape& in_shape, const VoxelLayout& in_layout,
-          const VoxelChannel<T>& in_channel)
-        : finder(in_space, in_shape, in_layout), halos(finder.accessor(), in_channel)
+    Cache(Detail::TileFinder& io_finder, const VoxelChannel<T>& in_channel)
+        : halos(io_finder, in_channel)
     {
         std::fill_n(held, kNumDepths, -1);
     }
 
-    Detail::TileFinder finder;
     Detail::QBSplineHalos<T> halos;
     int held[kNumDepths];
-    Stencil last;  ///< whose values stand in `block`
-    Detail::QBSplineBlock<T> block{};
+    typename VoxelSampler<T>::CellOfTile last{};  ///< whose values stand in `block`
+    Detail::QBSplineBlock<T> block;
 };
 
 template <typename T>
 VoxelSamplerQBSpline<T>::VoxelSamplerQBSpline(SamplerSpace in_space,
                                               const VoxelChannel<T>* in_channel)
-    : m_channel(in_channel)
+    : VoxelSampler<T>(in_space, in_channel)
 {
-    const std::shared_ptr<VoxelShape> shape = in_channel ? in_channel->voxelShapePtr() : nullptr;
-    const std::shared_ptr<VoxelLayout> layout = shape ? shape->layoutPtr() : nullptr;
-    if (layout && in_channel->blockDataPtr()) {
-        m_cache = std::make_unique<Cache>(in_space, *shape, *layout, *in_channel);
+    if (this->m_finder.layout() != nullptr) {
+        m_cache = std::make_unique<Cache>(this->m_finder, *in_channel);
     }
 }
 
@@ -63,58 +39,30 @@ template <typename T>
 VoxelSamplerQBSpline<T>::~VoxelSamplerQBSpline() = default;
 
 template <typename T>
-const TreeChannel3DBase* VoxelSamplerQBSpline<T>::channel() const
-{
-    return m_channel;
-}
-
-template <typename T>
 bool VoxelSamplerQBSpline<T>::findStencil(const vec3f& in_position, int in_depth,
                                           Stencil& out_stencil) const
 {
-    assert(m_cache && "the channel has no live shape");
-    Detail::TilePosition position;
-    if (!m_cache || !m_cache->finder.find(in_position, in_depth, position)) {
+    assert(m_cache && "a channel without a live shape cannot be sampled");
+    const vec3f p = this->m_shape == nullptr ? in_position : this->toTree(in_position);
+    if (!this->enterTile(p, in_depth, out_stencil)) {
         return false;
     }
-    out_stencil.tile = position.tile;
-    out_stencil.scale = position.scale;
-    for (int axis = 0; axis < 3; ++axis) {
-        const float u = position.cells[axis];
-        out_stencil.cell[axis] = std::min(static_cast<int>(u), kTileWidth - 1);
-        out_stencil.fraction[axis] = u - static_cast<float>(out_stencil.cell[axis]);
+    const vec3i& corner = out_stencil.tile->corner();
+    out_stencil.scale = static_cast<float>(kTileSideLUT[out_stencil.tile->depth() + 1]);
+    for (int a = 0; a < 3; ++a) {
+        const float u = (p[a] - static_cast<float>(corner[a])) / out_stencil.scale;
+        out_stencil.cell[a] = std::min(static_cast<int>(u), kTileWidth - 1);
+        out_stencil.fraction[a] = u - static_cast<float>(out_stencil.cell[a]);
     }
-    return true;
-}
-
-template <typename T>
-bool VoxelSamplerQBSpline<T>::prepareToSample(const vec3f& in_position, int in_depth,
-                                              float* out_scale, int* out_i, int* out_j, int* out_k,
-                                              float* out_fx, float* out_fy, float* out_fz,
-                                              int* out_tile_index, int* out_tile_depth) const
-{
-    Stencil stencil;
-    if (!findStencil(in_position, in_depth, stencil)) {
-        return false;
-    }
-    *out_scale = stencil.scale;
-    *out_i = stencil.cell[0];
-    *out_j = stencil.cell[1];
-    *out_k = stencil.cell[2];
-    *out_fx = stencil.fraction[0];
-    *out_fy = stencil.fraction[1];
-    *out_fz = stencil.fraction[2];
-    *out_tile_index = stencil.tile.first;
-    *out_tile_depth = stencil.tile.second;
     return true;
 }
 
 template <typename T>
 int VoxelSamplerQBSpline<T>::updateCache(int in_tile_index, int in_depth) const
 {
-    const VoxelLayout& layout = m_cache->finder.layout();
+    const VoxelLayout& layout = *this->m_finder.layout();
     int index = in_tile_index;
-    m_cache->last = Stencil{};
+    m_cache->last = typename VoxelSampler<T>::CellOfTile{};
     for (int depth = in_depth; depth >= 0 && index >= 0 && m_cache->held[depth] != index; --depth) {
         m_cache->held[depth] = index;
         index = layout.node(index, depth).parent();
@@ -128,33 +76,25 @@ namespace {
 template <int SJ, int SK, typename T>
 void readBlock(const T* in_at, Detail::QBSplineBlock<T>& out_block)
 {
-    for (int k = 0; k < 3; ++k) {
+    const T* const first = in_at - 1 - SJ - SK;
+    for (int i = 0; i < 3; ++i) {
         for (int j = 0; j < 3; ++j) {
-            const T* const row = in_at + SJ * (j - 1) + SK * (k - 1);
-            for (int i = 0; i < 3; ++i) {
-                out_block.values[12 * i + 4 * j + k] = row[i - 1];
-            }
+            const T* const at = first + i + SJ * j;
+            out_block.setLine(i, j, at[0], at[SK], at[2 * SK]);
         }
     }
 }
 
 /// The values around a cell from a tile and those around it.
 template <typename T>
-void readAcross(const TileBlock<T>& in_block, const int (&in_cell)[3],
-                Detail::QBSplineBlock<T>& out_block)
+void readAcross(const Detail::TileNeighbours& in_around, const VoxelTile<T, 0, 5>* in_tiles,
+                const int (&in_cell)[3], Detail::QBSplineBlock<T>& out_block)
 {
-    const Detail::AxisTap x[3] = {Detail::axisTap(in_cell[0] - 1), Detail::axisTap(in_cell[0]),
-                                  Detail::axisTap(in_cell[0] + 1)};
-    for (int k = 0; k < 3; ++k) {
-        const Detail::AxisTap z = Detail::axisTap(in_cell[2] - 1 + k);
+    const Detail::StencilAcross<T, 3> values(in_around, in_tiles,
+                                             {in_cell[0] - 1, in_cell[1] - 1, in_cell[2] - 1});
+    for (int i = 0; i < 3; ++i) {
         for (int j = 0; j < 3; ++j) {
-            const Detail::AxisTap y = Detail::axisTap(in_cell[1] - 1 + j);
-            const int row = 5 * y.cell + 25 * z.cell;
-            const VoxelTile<T, 0, 5>* const* const tiles =
-                &in_block[Detail::tilePlace(0, y.side, z.side)];
-            for (int i = 0; i < 3; ++i) {
-                out_block.values[12 * i + 4 * j + k] = (*tiles[x[i].side])(row + x[i].cell);
-            }
+            out_block.setLine(i, j, values(i, j, 0), values(i, j, 1), values(i, j, 2));
         }
     }
 }
@@ -166,31 +106,37 @@ const Detail::QBSplineBlock<T>& VoxelSamplerQBSpline<T>::readBlockOf(
     const Stencil& in_stencil) const
 {
     Cache& cache = *m_cache;
-    if (in_stencil.isOfSameCell(cache.last)) {
+    const typename VoxelSampler<T>::CellOfTile place(in_stencil);
+    if (place == cache.last) {
         return cache.block;
     }
+    Detail::TileNeighbours& around = *in_stencil.tile;
+    const VoxelTile<T, 0, 5>* const tiles = this->m_channel->tilePtr(0, place.depth);
+    const VoxelTile<T, 0, 5>& tile = tiles[place.index];
+    if (!cache.last.isOfTile(around)) {
+        Detail::fetchTile(tile);
+    }
     const int(&cell)[3] = in_stencil.cell;
-    const int place = cell[0] + 5 * cell[1] + 25 * cell[2];
-    if (cache.held[in_stencil.tile.second] != in_stencil.tile.first) {
-        if (in_stencil.isInterior()) {
-            readBlock<5, 25>(m_channel->tile(in_stencil.tile).data() + place, cache.block);
-            cache.last = in_stencil;
+    const bool is_interior = std::all_of(cell, cell + 3, [](int c) { return c >= 1 && c <= 3; });
+    if (cache.held[place.depth] != place.index) {
+        if (is_interior) {
+            readBlock<5, 25>(&tile(cell[0], cell[1], cell[2]), cache.block);
+            cache.last = place;
             return cache.block;
         }
-        updateCache(in_stencil.tile.first, in_stencil.tile.second);
+        updateCache(place.index, place.depth);
     }
-    Detail::TileNeighbours<T>& around = cache.halos.neighbours(in_stencil.tile);
     const Detail::RegionSet touched =
         Detail::kTilesToward[Detail::regionOfCell(cell[0], cell[1], cell[2])];
-    if (!cache.halos.hasAll(around, touched)) {
-        const VoxelTile<T, 1, 5>& tile = cache.halos.fill(in_stencil.tile, touched);
-        readBlock<7, 49>(&tile(cell[0], cell[1], cell[2]), cache.block);
-    } else if (in_stencil.isInterior()) {
-        readBlock<5, 25>(around.tile().data() + place, cache.block);
+    if (!this->m_finder.hasAll(around, touched)) {
+        const VoxelTile<T, 1, 5>& haloed = cache.halos.fill(around, touched);
+        readBlock<7, 49>(&haloed(cell[0], cell[1], cell[2]), cache.block);
+    } else if (is_interior) {
+        readBlock<5, 25>(&tile(cell[0], cell[1], cell[2]), cache.block);
     } else {
-        readAcross(around.block(), cell, cache.block);
+        readAcross(around, tiles, cell, cache.block);
     }
-    cache.last = in_stencil;
+    cache.last = place;
     return cache.block;
 }
 
@@ -199,7 +145,7 @@ T VoxelSamplerQBSpline<T>::sample(const vec3f& in_position, int in_depth) const
 {
     Stencil stencil;
     if (!findStencil(in_position, in_depth, stencil)) {
-        return m_channel->backgroundValue();
+        return this->outside();
     }
     const Detail::QBSplineBlock<T>& block = readBlockOf(stencil);
     const auto rows = block.alongX(Detail::qbSplineWeights(stencil.fraction[0]));
@@ -213,7 +159,7 @@ T VoxelSamplerQBSpline<T>::sampleGradient(const vec3f& in_position, Gradient* ou
     Stencil stencil;
     if (!findStencil(in_position, kMaxTileDepth, stencil)) {
         *out_gradient = Gradient{};
-        return m_channel->backgroundValue();
+        return this->outside();
     }
     Detail::QBSplineWeights weights[3];
     Detail::QBSplineWeights slopes[3];

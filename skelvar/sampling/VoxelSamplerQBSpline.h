@@ -1,14 +1,10 @@
 #pragma once
 
-#include <skelvar/sampling/Sampler3D.h>
-#include <skelvar/tree/TileId.h>
+#include <skelvar/sampling/VoxelSampler.h>
 
 #include <memory>
 
 namespace Skelvar {
-
-template <typename T>
-class VoxelChannel;
 
 namespace Detail {
 template <typename T>
@@ -17,7 +13,8 @@ struct QBSplineBlock;
 
 /// Reads a voxel channel by a quadratic B-spline over 27 values: smooth, and not through the values
 /// themselves. As `BaseSampler`. The values count as standing at cell centres, whatever the
-/// channel's offset. The gradient is per cell of the tile that is read.
+/// channel's offset. The gradient is per cell of the tile that is read. `prepareToSample` gives the
+/// cell of the position (0 to 4 on each axis) and, as the scale, its side in coordinate units.
 ///
 /// Where a tile borders on a coarser region or on the edge of the domain, its haloed form holds
 /// other values in the tile's own outermost layer (`evalQBSplineHaloedTile`). A position in the
@@ -27,7 +24,7 @@ struct QBSplineBlock;
 ///
 /// Integers are weighted axis by axis, each step truncated to the element type.
 template <typename T>
-class SKELVAR_API VoxelSamplerQBSpline final : public Sampler3D<T> {
+class SKELVAR_API VoxelSamplerQBSpline final : public VoxelSampler<T> {
 public:
     using Gradient = typename Sampler3D<T>::Gradient;
     using Sampler3D<T>::sample;
@@ -38,7 +35,6 @@ public:
     VoxelSamplerQBSpline(SamplerSpace in_space, const VoxelChannel<T>* in_channel);
     ~VoxelSamplerQBSpline() override;
 
-    const TreeChannel3DBase* channel() const override;
     const std::string& type() const override { return kVoxelSamplerQBSplineType; }
 
     T sample(const vec3f& in_position) const override { return sample(in_position, kMaxTileDepth); }
@@ -46,24 +42,17 @@ public:
     T sample(const vec3f& in_position, int in_depth) const;
     T sampleGradient(const vec3f& in_position, Gradient* out_gradient) const override;
 
-    /// The deepest tile not deeper than `in_depth` at a position, the cell in it (0 to 4 on each
-    /// axis), the fractions from its low corner, and the cell's side in coordinate units. False,
-    /// with nothing delivered, outside the tree and for NaN.
-    bool prepareToSample(const vec3f& in_position, int in_depth, float* out_scale, int* out_i,
-                         int* out_j, int* out_k, float* out_fx, float* out_fy, float* out_fz,
-                         int* out_tile_index, int* out_tile_depth) const;
     /// Makes the sampler hold a tile, with the ancestors that it does not hold yet; gives the
     /// depth.
     int updateCache(int in_tile_index, int in_depth) const;
 
 private:
+    using Stencil = typename VoxelSampler<T>::Stencil;
     struct Cache;
-    struct Stencil;
-    bool findStencil(const vec3f& in_position, int in_depth, Stencil& out_stencil) const;
+    bool findStencil(const vec3f& in_position, int in_depth, Stencil& out_stencil) const override;
     /// The 27 values around a stencil's cell.
     const Detail::QBSplineBlock<T>& readBlockOf(const Stencil& in_stencil) const;
 
-    const VoxelChannel<T>* m_channel;
     std::unique_ptr<Cache> m_cache;  ///< null without a layout
 };
 

@@ -1,7 +1,9 @@
 #pragma once
 
-#include <skelvar/sampling/TileNeighbours.h>
+#include <skelvar/sampling/TileFinder.h>
 #include <skelvar/voxel/VoxelChannel.h>
+
+#include <array>
 
 namespace Skelvar::Detail {
 
@@ -14,17 +16,19 @@ using RegionSet = TileSet;
 /// The regions of which the 27 values around a cell are part.
 constexpr int regionOfCell(int in_i, int in_j, int in_k)
 {
-    const auto side = [](int in_cell) { return in_cell < 2 ? -1 : in_cell > 2 ? 1 : 0; };
-    return tilePlace(side(in_i), side(in_j), side(in_k));
+    constexpr int kSides[5] = {-1, -1, 0, 1, 1};
+    return tilePlace(kSides[in_i], kSides[in_j], kSides[in_k]);
 }
 
-/// Writes one region of a tile whose parent's haloed form holds what `kTilesToward` of the place
-/// in the parent names. `in_copies`: whether all tiles toward the region exist; then the parent is
-/// not read.
+/// The 27 values around a cell of the parent's haloed form, x fastest.
+template <typename T>
+using ParentBlock = std::array<T, 27>;
+
+/// Writes one region of a tile, with the parent's values around its cell there. `in_copies`:
+/// whether all tiles toward the region exist; then the parent is not read.
 template <typename T>
 void fillQBSplineRegion(int in_region, bool in_copies, const TileBlock<T>& in_block,
-                        const VoxelTile<T, 1, 5>* in_parent, const vec3i& in_place,
-                        VoxelTile<T, 1, 5>& io_tile);
+                        const ParentBlock<T>& in_parent, VoxelTile<T, 1, 5>& io_tile);
 /// Writes one region of a tile without parent.
 template <typename T>
 void fillQBSplineRootRegion(int in_region, const T& in_background,
@@ -36,38 +40,27 @@ void fillQBSplineRootRegion(int in_region, const T& in_background,
 template <typename T>
 class QBSplineHalos {
 public:
-    /// Borrows both. `in_near` is to stand near the tiles that are asked for.
-    QBSplineHalos(const VoxelLayout::ConstAccessor& in_near, const VoxelChannel<T>& in_channel)
-        : m_near(&in_near), m_channel(&in_channel)
+    /// Borrows both.
+    QBSplineHalos(TileFinder& io_finder, const VoxelChannel<T>& in_channel)
+        : m_finder(&io_finder), m_channel(&in_channel)
     {
     }
 
-    /// The neighbours of a tile.
-    TileNeighbours<T>& neighbours(const TileIndex& in_tile)
-    {
-        Entry& entry = m_entries[in_tile.second];
-        if (entry.around.index() != in_tile.first) {
-            fetchTile(m_channel->tile(in_tile));
-            entry.around.enter(in_tile, m_near->layout(), *m_channel);
-            entry.filled = 0;
-        }
-        return entry.around;
-    }
-    bool hasAll(TileNeighbours<T>& io_neighbours, TileSet in_tiles)
-    {
-        return io_neighbours.hasAll(in_tiles, *m_near, *m_channel);
-    }
-    /// The haloed form of a tile with these regions filled; the others hold anything.
-    const VoxelTile<T, 1, 5>& fill(const TileIndex& in_tile, RegionSet in_regions);
+    /// The haloed form of a tile of the finder's with these regions filled; the others hold
+    /// anything.
+    const VoxelTile<T, 1, 5>& fill(TileNeighbours& io_around, RegionSet in_regions);
 
 private:
+    /// The haloed form of one of the finder's tiles around a cell, 0 to 4 on each axis.
+    ParentBlock<T> readAround(TileNeighbours& io_around, const vec3i& in_cell);
+
     struct Entry {
-        TileNeighbours<T> around;
+        int tile = -1;  ///< whose values stand there
         RegionSet filled = 0;
         VoxelTile<T, 1, 5> values;
     };
 
-    const VoxelLayout::ConstAccessor* m_near;
+    TileFinder* m_finder;
     const VoxelChannel<T>* m_channel;
     Entry m_entries[kNumDepths];
 };

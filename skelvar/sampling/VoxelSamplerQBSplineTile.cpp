@@ -62,22 +62,33 @@ void copyRegion(const HaloBox& in_box, const TileBlock<T>& in_block, VoxelTile<T
 /// The parent's values that a region is made of: the two planes beside the tile's boundary on an
 /// axis with a side, and three around the tile's place on one without. x fastest, in `out_values`.
 template <typename T>
-void readParent(int in_region, const VoxelTile<T, 1, 5>& in_parent, const vec3i& in_place,
-                T* out_values)
+void readParent(int in_region, const ParentBlock<T>& in_parent, T* out_values)
 {
     HaloBox box{};
     for (int axis = 0; axis < 3; ++axis) {
         const int side = sideOf(in_region, axis);
-        box.begin[axis] = in_place[axis] + (side > 0 ? 1 : 0);
-        box.end[axis] = box.begin[axis] + (side == 0 ? 3 : 2);
+        box.begin[axis] = side > 0 ? 1 : 0;
+        box.end[axis] = side < 0 ? 2 : 3;
     }
     for (int z = box.begin[2]; z < box.end[2]; ++z) {
         for (int y = box.begin[1]; y < box.end[1]; ++y) {
             for (int x = box.begin[0]; x < box.end[0]; ++x) {
-                *out_values++ = in_parent(x + 7 * y + 49 * z);
+                *out_values++ = in_parent[x + 3 * y + 9 * z];
             }
         }
     }
+}
+
+/// The block of the parent around a place from its haloed form.
+template <typename T>
+ParentBlock<T> parentBlock(const VoxelTile<T, 1, 5>& in_parent, const vec3i& in_place)
+{
+    ParentBlock<T> block;
+    const int first = in_place[0] + 7 * in_place[1] + 49 * in_place[2];
+    for (int n = 0; n < 27; ++n) {
+        block[n] = in_parent(first + n % 3 + 7 * (n / 3 % 3) + 49 * (n / 9));
+    }
+    return block;
 }
 
 template <typename T>
@@ -89,14 +100,12 @@ void fillFace(const HaloBox& in_box, int in_axis, const T (&in_samples)[18],
     first[in_axis] = in_box.begin[in_axis];
     T* const low = io_tile.data() + first[0] + 7 * first[1] + 49 * first[2];
     T* const high = low + kHaloStride[in_axis];
-    switch (in_axis) {
-        case 0:
-            return interpolateQBSplineFace<T, 5, 7, 49>(in_samples, low, high, 1, 4);
-        case 1:
-            return interpolateQBSplineFace<T, 5, 1, 49>(in_samples, low, high, 1, 4);
-        default:
-            return interpolateQBSplineFace<T, 5, 1, 7>(in_samples, low, high, 1, 4);
-    }
+    const int b = in_axis == 0 ? 1 : 0;
+    const int c = in_axis == 2 ? 1 : 2;
+    constexpr int kAlong[3][2] = {{2, 6}, {1, 6}, {1, 3}};
+    constexpr int kAcross[3] = {1, 3, 9};
+    interpolateQBSplineFace(in_samples, kAcross[in_axis], kAlong[in_axis],
+                            {kHaloStride[b], kHaloStride[c]}, low, high, 1, 4);
 }
 
 template <typename T>
@@ -117,17 +126,8 @@ void fillEdge(const HaloBox& in_box, int in_along, const T (&in_values)[12],
     T* const out = io_tile.data() + first[0] + 7 * first[1] + 49 * first[2];
     const int a = kHaloStride[in_along == 0 ? 1 : 0];
     const int b = kHaloStride[in_along == 2 ? 1 : 2];
-    switch (in_along) {
-        case 0:
-            return interpolateQBSplineEdge<T, 5, 1>(samples, out, out + a, out + b, out + a + b, 1,
-                                                    4);
-        case 1:
-            return interpolateQBSplineEdge<T, 5, 7>(samples, out, out + a, out + b, out + a + b, 1,
-                                                    4);
-        default:
-            return interpolateQBSplineEdge<T, 5, 49>(samples, out, out + a, out + b, out + a + b, 1,
-                                                     4);
-    }
+    interpolateQBSplineEdge(samples, kHaloStride[in_along], {out, out + a, out + b, out + a + b}, 1,
+                            4);
 }
 
 template <typename T>
@@ -151,8 +151,7 @@ void fillCorner(const HaloBox& in_box, const T (&in_values)[8], VoxelTile<T, 1, 
 
 template <typename T>
 void fillQBSplineRegion(int in_region, bool in_copies, const TileBlock<T>& in_block,
-                        const VoxelTile<T, 1, 5>* in_parent, const vec3i& in_place,
-                        VoxelTile<T, 1, 5>& io_tile)
+                        const ParentBlock<T>& in_parent, VoxelTile<T, 1, 5>& io_tile)
 {
     const HaloBox box = boxOf(in_region);
     if (in_copies) {
@@ -169,15 +168,15 @@ void fillQBSplineRegion(int in_region, bool in_copies, const TileBlock<T>& in_bl
     }
     if (sided == 1) {
         T values[18];
-        readParent(in_region, *in_parent, in_place, values);
+        readParent(in_region, in_parent, values);
         fillFace(box, sided_axes, values, io_tile);
     } else if (sided == 2) {
         T values[12];
-        readParent(in_region, *in_parent, in_place, values);
+        readParent(in_region, in_parent, values);
         fillEdge(box, 3 - sided_axes, values, io_tile);
     } else {
         T values[8];
-        readParent(in_region, *in_parent, in_place, values);
+        readParent(in_region, in_parent, values);
         fillCorner(box, values, io_tile);
     }
 }
@@ -192,30 +191,53 @@ void fillQBSplineRootRegion(int in_region, const T& in_background,
 }
 
 template <typename T>
-const VoxelTile<T, 1, 5>& QBSplineHalos<T>::fill(const TileIndex& in_tile, RegionSet in_regions)
+const VoxelTile<T, 1, 5>& QBSplineHalos<T>::fill(TileNeighbours& io_around, RegionSet in_regions)
 {
-    TileNeighbours<T>& around = neighbours(in_tile);
-    Entry& entry = m_entries[in_tile.second];
+    const int depth = io_around.depth();
+    const VoxelTile<T, 0, 5>* const tiles = m_channel->tilePtr(0, depth);
+    Entry& entry = m_entries[depth];
+    if (entry.tile != io_around.index()) {
+        entry.tile = io_around.index();
+        entry.filled = 0;
+    }
     const RegionSet wanted = in_regions & ~entry.filled;
-    const VoxelTile<T, 1, 5>* parent = nullptr;
+    m_finder->hasAll(io_around, in_regions);
+    const TileBlock<T> block = io_around.block(tiles);
+    ParentBlock<T> parent;
+    bool has_parent_values = false;
     for (RegionSet left = wanted; left != 0; left &= left - 1) {
         const int region = std::countr_zero(left);
-        if (!around.hasParent()) {
-            fillQBSplineRootRegion(region, m_channel->backgroundValue(), around.tile(),
+        if (!io_around.hasParent()) {
+            fillQBSplineRootRegion(region, m_channel->backgroundValue(), tiles[entry.tile],
                                    entry.values);
             continue;
         }
-        const vec3i& place = around.placeInParent();
-        const bool copies = hasAll(around, kTilesToward[region]);
-        if (!copies && parent == nullptr) {
-            // All that any region can take of the parent lies around the tile's place in it.
-            parent = &fill({around.parentIndex(), in_tile.second - 1},
-                           kTilesToward[regionOfCell(place[0], place[1], place[2])]);
+        const bool copies = m_finder->hasAll(io_around, kTilesToward[region]);
+        if (!copies && !has_parent_values) {
+            has_parent_values = true;
+            parent = readAround(m_finder->at({io_around.parentIndex(), depth - 1}),
+                                io_around.placeInParent());
         }
-        fillQBSplineRegion(region, copies, around.block(), parent, place, entry.values);
+        fillQBSplineRegion(region, copies, block, parent, entry.values);
     }
     entry.filled |= wanted;
     return entry.values;
+}
+
+template <typename T>
+ParentBlock<T> QBSplineHalos<T>::readAround(TileNeighbours& io_around, const vec3i& in_cell)
+{
+    const RegionSet touched = kTilesToward[regionOfCell(in_cell[0], in_cell[1], in_cell[2])];
+    if (!m_finder->hasAll(io_around, touched)) {
+        return parentBlock(fill(io_around, touched), in_cell);
+    }
+    const StencilAcross<T, 3> values(io_around, m_channel->tilePtr(0, io_around.depth()),
+                                     {in_cell[0] - 1, in_cell[1] - 1, in_cell[2] - 1});
+    ParentBlock<T> block;
+    for (int n = 0; n < 27; ++n) {
+        block[n] = values(n % 3, n / 3 % 3, n / 9);
+    }
+    return block;
 }
 
 #define SKELVAR_INSTANTIATE(T) template class QBSplineHalos<T>;
@@ -242,10 +264,11 @@ void evalQBSplineHaloedTile(const VoxelTile<T, 1, WIDTH>& in_parent, int in_ci, 
     for (int n = 0; n < 27; ++n) {
         present |= in_block[n] != nullptr ? 1U << n : 0U;
     }
+    const Detail::ParentBlock<T> parent = Detail::parentBlock(in_parent, {in_ci, in_cj, in_ck});
     for (int region = 0; region < 27; ++region) {
         const Detail::TileSet needed = Detail::kTilesToward[region];
-        Detail::fillQBSplineRegion(region, (present & needed) == needed, in_block, &in_parent,
-                                   {in_ci, in_cj, in_ck}, *out_tile);
+        Detail::fillQBSplineRegion(region, (present & needed) == needed, in_block, parent,
+                                   *out_tile);
     }
 }
 

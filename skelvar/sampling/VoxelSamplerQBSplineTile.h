@@ -6,6 +6,7 @@
 #include <skelvar/sampling/ValueArithmetic.h>
 #include <skelvar/voxel/VoxelTile.h>
 
+#include <algorithm>
 #include <type_traits>
 
 namespace Skelvar {
@@ -97,6 +98,12 @@ template <typename T>
 struct QBSplineBlock {
     T values[36];  ///< by x, then as in the rows
 
+    /// The three values along z at a place of x and y.
+    void setLine(int in_i, int in_j, const T& in_0, const T& in_1, const T& in_2)
+    {
+        const T line[4] = {in_0, in_1, in_2, T{}};  // of four, to be written at once
+        std::copy_n(line, 4, values + 12 * in_i + 4 * in_j);
+    }
     QBSplineRows<T> alongX(const QBSplineWeights& in_weights) const
     {
         QBSplineRows<T> rows;
@@ -182,69 +189,80 @@ constexpr float childFraction(int in_c)
     return static_cast<float>(2 * in_c + 1) / 10.0f;
 }
 
-}  // namespace Detail
-
-/// The two layers of a face from the parent: the spline on the two parent planes beside the face,
-/// then `Detail::spreadOverFace`. `in_samples` are 2 values across the face by 3 by 3 in the plane,
-/// ordered with x fastest, then y, then z. `out_low` and `out_high` address the layers' first
-/// elements; S1 and S2 are the strides of the in-plane axes, (7, 49), (1, 49) or (1, 7). Writes the
-/// positions [`in_begin`, `in_end`) of both axes.
-template <typename T, int WIDTH, int S1, int S2>
-inline void interpolateQBSplineFace(const T (&in_samples)[18], T* out_low, T* out_high,
-                                    int in_begin = 0, int in_end = WIDTH)
+/// The kernels below with their strides as arguments: of the samples across the face and along its
+/// axes, and of the layers along these.
+template <typename T>
+inline void interpolateQBSplineFace(const T* in_samples, int in_across, const int (&in_along)[2],
+                                    const int (&in_strides)[2], T* out_low, T* out_high,
+                                    int in_begin, int in_end)
 {
-    constexpr int kAcross = S1 == 7 ? 1 : S2 == 49 ? 3 : 9;
-    constexpr int kFirst = S1 == 7 ? 2 : 1;
-    constexpr int kSecond = S2 == 49 ? 6 : 3;
-    using Traits = Detail::ValueTraits<T>;
+    using Traits = ValueTraits<T>;
     for (int c2 = in_begin; c2 < in_end; ++c2) {
-        const auto weights2 = Detail::qbSplineWeights(Detail::childFraction(c2));
+        const auto weights2 = qbSplineWeights(childFraction(c2));
         T rows[2][3];
         for (int n = 0; n < 6; ++n) {
-            const T* const at = in_samples + (n / 3) * kAcross + (n % 3) * kFirst;
-            rows[n / 3][n % 3] = Detail::weighAlong(weights2, at, kSecond);
+            const T* const at = in_samples + (n / 3) * in_across + (n % 3) * in_along[0];
+            rows[n / 3][n % 3] = weighAlong(weights2, at, in_along[1]);
         }
         for (int c1 = in_begin; c1 < in_end; ++c1) {
-            const auto weights1 = Detail::qbSplineWeights(Detail::childFraction(c1));
-            T& low = out_low[c1 * S1 + c2 * S2];
-            T& high = out_high[c1 * S1 + c2 * S2];
-            low = Detail::weighAlong(weights1, rows[0], 1);
-            high = Detail::weighAlong(weights1, rows[1], 1);
+            const auto weights1 = qbSplineWeights(childFraction(c1));
+            T& low = out_low[c1 * in_strides[0] + c2 * in_strides[1]];
+            T& high = out_high[c1 * in_strides[0] + c2 * in_strides[1]];
+            low = weighAlong(weights1, rows[0], 1);
+            high = weighAlong(weights1, rows[1], 1);
             for (int m = 0; m < Traits::kMembers; ++m) {
-                Detail::spreadOverFace(Traits::member(low, m), Traits::member(high, m));
+                spreadOverFace(Traits::member(low, m), Traits::member(high, m));
             }
         }
     }
 }
 
-/// The four lines around an edge from the parent: the spline along each of the four parent lines
-/// around it, each then drawn to the mean m of the four as m + (X - m) / 5; which is not the
-/// bilinear value there. `in_samples` are the four lines by 3 along the edge, the lines ordered
-/// with the axis of lower stride fastest, as are the four outputs. S is the stride along the edge.
-/// Writes the positions [`in_begin`, `in_end`).
-template <typename T, int WIDTH, int S>
-inline void interpolateQBSplineEdge(const T (&in_samples)[12], T* out0, T* out1, T* out2, T* out3,
-                                    int in_begin = 0, int in_end = WIDTH)
+template <typename T>
+inline void interpolateQBSplineEdge(const T* in_samples, int in_stride, T* const (&out_lines)[4],
+                                    int in_begin, int in_end)
 {
-    using Traits = Detail::ValueTraits<T>;
-    T* const out[4] = {out0, out1, out2, out3};
+    using Traits = ValueTraits<T>;
     for (int c = in_begin; c < in_end; ++c) {
-        const auto weights = Detail::qbSplineWeights(Detail::childFraction(c));
+        const auto weights = qbSplineWeights(childFraction(c));
         T lines[4];
         for (int n = 0; n < 4; ++n) {
-            lines[n] = Detail::weighAlong(weights, in_samples + n, 4);
+            lines[n] = weighAlong(weights, in_samples + n, 4);
         }
         for (int m = 0; m < Traits::kMembers; ++m) {
             typename Traits::Member members[4];
             for (int n = 0; n < 4; ++n) {
                 members[n] = Traits::member(lines[n], m);
             }
-            Detail::drawToMean(members);
+            drawToMean(members);
             for (int n = 0; n < 4; ++n) {
-                Traits::member(out[n][c * S], m) = members[n];
+                Traits::member(out_lines[n][c * in_stride], m) = members[n];
             }
         }
     }
+}
+
+}  // namespace Detail
+
+/// The two layers of a face from the parent: the spline on the two parent planes beside the face,
+/// then `Detail::spreadOverFace`. `in_samples` are 2 values across the face by 3 by 3 in the plane,
+/// ordered with x fastest, then y, then z. `out_low` and `out_high` address the layers' first
+/// elements; S1 and S2 are the strides of the in-plane axes, (7, 49), (1, 49) or (1, 7).
+template <typename T, int WIDTH, int S1, int S2>
+inline void interpolateQBSplineFace(const T (&in_samples)[18], T* out_low, T* out_high)
+{
+    constexpr int kAcross = S1 == 7 ? 1 : S2 == 49 ? 3 : 9;
+    Detail::interpolateQBSplineFace(in_samples, kAcross, {S1 == 7 ? 2 : 1, S2 == 49 ? 6 : 3},
+                                    {S1, S2}, out_low, out_high, 0, WIDTH);
+}
+
+/// The four lines around an edge from the parent: the spline along each of the four parent lines
+/// around it, each then drawn to the mean m of the four as m + (X - m) / 5; which is not the
+/// bilinear value there. `in_samples` are the four lines by 3 along the edge, the lines ordered
+/// with the axis of lower stride fastest, as are the four outputs. S is the stride along the edge.
+template <typename T, int WIDTH, int S>
+inline void interpolateQBSplineEdge(const T (&in_samples)[12], T* out0, T* out1, T* out2, T* out3)
+{
+    Detail::interpolateQBSplineEdge(in_samples, S, {out0, out1, out2, out3}, 0, WIDTH);
 }
 
 }  // namespace Skelvar

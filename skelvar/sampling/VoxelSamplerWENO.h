@@ -1,22 +1,19 @@
 #pragma once
 
-#include <skelvar/sampling/Sampler3D.h>
-#include <skelvar/tree/TileId.h>
+#include <skelvar/sampling/VoxelSampler.h>
 
 #include <memory>
 #include <type_traits>
 
 namespace Skelvar {
 
-template <typename T>
-class VoxelChannel;
-
 /// Reads a voxel channel of `float` through 64 values by third-order steps that do not oscillate:
 /// each blends two parabolas, weighted by how smooth they are, so that a sharp front is not
 /// overshot. As `BaseSampler`; it has no gradient. Constants come out exactly up to a magnitude of
-/// about 1e8, beyond which the weights overflow.
+/// about 1e8, beyond which the weights overflow. `prepareToSample` gives the cell (-1 to 4 on each
+/// axis) of the value below the position and, as the scale, its side in coordinate units.
 template <typename T>
-class SKELVAR_API VoxelSamplerWENO final : public Sampler3D<T> {
+class SKELVAR_API VoxelSamplerWENO final : public VoxelSampler<T> {
     static_assert(std::is_same_v<T, float>, "only channels of float have this sampler");
 
 public:
@@ -27,28 +24,20 @@ public:
     VoxelSamplerWENO(SamplerSpace in_space, const VoxelChannel<T>* in_channel);
     ~VoxelSamplerWENO() override;
 
-    const TreeChannel3DBase* channel() const override;
     const std::string& type() const override { return kVoxelSamplerWENOType; }
 
     T sample(const vec3f& in_position) const override { return sample(in_position, kMaxTileDepth); }
     /// The value, read from tiles not deeper than `in_depth`.
     T sample(const vec3f& in_position, int in_depth) const;
 
-    /// The deepest tile not deeper than `in_depth` at a position, the cell (-1 to 4 on each axis)
-    /// of the value below the position, the fractions from there, and the cell's side in coordinate
-    /// units. False, with nothing delivered, outside the tree and for NaN.
-    bool prepareToSample(const vec3f& in_position, int in_depth, float* out_scale, int* out_i,
-                         int* out_j, int* out_k, float* out_fx, float* out_fy, float* out_fz,
-                         int* out_tile_index, int* out_tile_depth) const;
     /// Makes the cache hold a tile, under the number of its depth, which is given back.
     int updateCache(int in_tile_index, int in_depth) const;
 
 private:
+    using Stencil = typename VoxelSampler<T>::Stencil;
     struct Cache;
-    struct Stencil;
-    bool findStencil(const vec3f& in_position, int in_depth, Stencil& out_stencil) const;
+    bool findStencil(const vec3f& in_position, int in_depth, Stencil& out_stencil) const override;
 
-    const VoxelChannel<T>* m_channel;
     std::unique_ptr<Cache> m_cache;  ///< null without a layout
 };
 

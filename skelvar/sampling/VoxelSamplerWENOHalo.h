@@ -1,6 +1,6 @@
 #pragma once
 
-#include <skelvar/sampling/TileNeighbours.h>
+#include <skelvar/sampling/TileFinder.h>
 #include <skelvar/sampling/VoxelSamplerWENOTile.h>
 #include <skelvar/voxel/VoxelChannel.h>
 
@@ -26,18 +26,17 @@ TileSet tilesForValueWENO(VoxelOffsetType in_offset, int in_x, int in_y, int in_
 template <typename T>
 class HalosWENO {
 public:
-    /// Borrows both. `in_near` is to stand near the tiles that are asked for.
-    HalosWENO(const VoxelLayout::ConstAccessor& in_near, const VoxelChannel<T>& in_channel);
+    /// Borrows both.
+    HalosWENO(TileFinder& io_finder, const VoxelChannel<T>& in_channel);
 
-    /// The neighbours of a tile.
-    TileNeighbours<T>& neighbours(const TileIndex& in_tile);
     /// The 64 values of the stencil of a cell, -1 to 4 on each axis: from one below to two above.
-    void readBlock(const TileIndex& in_tile, const int (&in_cell)[3], BlockWENO& out_block);
+    /// The tile is one of the finder's.
+    void readBlock(TileNeighbours& io_around, const int (&in_cell)[3], BlockWENO& out_block);
 
 private:
     static constexpr int kSide = 9;  ///< values on a side of a haloed tile
     struct Entry {
-        TileNeighbours<T> around;
+        int tile = -1;                            ///< whose values stand there
         std::bitset<kSide * kSide * kSide> made;  ///< values that are not copies and stand there
         VoxelTile<T, 2, 5> values;
     };
@@ -50,14 +49,18 @@ private:
 
     /// The tiles that a stencil's copies need.
     TileSet tilesOfStencil(const int (&in_cell)[3]) const;
-    void readAcross(const TileBlock<T>& in_block, const int (&in_cell)[3],
+    const VoxelTile<T, 0, 5>* tilesOf(const TileNeighbours& in_around) const
+    {
+        return m_channel->tilePtr(0, in_around.depth());
+    }
+    void readAcross(const TileNeighbours& in_around, const int (&in_cell)[3],
                     BlockWENO& out_block) const;
     /// The same where some of the values are no copies.
-    void readMixed(const TileIndex& in_tile, const int (&in_cell)[3], BlockWENO& out_block);
-    /// Makes those that do not stand in the tile's entry yet.
-    void makeValues(const TileIndex& in_tile, const Missing& in_missing);
+    void readMixed(TileNeighbours& io_around, const int (&in_cell)[3], BlockWENO& out_block);
+    /// Makes those that do not stand in the entry of the tile's depth yet.
+    void makeValues(const TileNeighbours& in_around, const Missing& in_missing);
 
-    const VoxelLayout::ConstAccessor* m_near;
+    TileFinder* m_finder;
     const VoxelChannel<T>* m_channel;
     VoxelOffsetType m_offset;
     Entry m_entries[kNumDepths];

@@ -1,0 +1,85 @@
+#pragma once
+
+#include <skelvar/sampling/Sampler3D.h>
+#include <skelvar/sampling/SamplerPosition.h>
+#include <skelvar/sampling/TileFinder.h>
+
+namespace Skelvar {
+
+template <typename T>
+class VoxelChannel;
+class VoxelShape;
+
+/// What the samplers of voxel channels share: the way from a position to its tile, and the place of
+/// the stencil there. As `BaseSampler`.
+template <typename T>
+class SKELVAR_API VoxelSampler : public Sampler3D<T> {
+public:
+    const TreeChannel3DBase* channel() const override;
+
+    /// The deepest tile not deeper than `in_depth` at a position, the cell of the stencil in it,
+    /// the fractions from there, and the scale, which each kind states. False, with nothing
+    /// delivered, outside the tree and for NaN.
+    bool prepareToSample(const vec3f& in_position, int in_depth, float* out_scale, int* out_i,
+                         int* out_j, int* out_k, float* out_fx, float* out_fy, float* out_fz,
+                         int* out_tile_index, int* out_tile_depth) const;
+
+protected:
+    struct Stencil {
+        Detail::TileNeighbours* tile;
+        float scale;
+        int cell[3];
+        float fraction[3];
+    };
+    /// A cell of a tile, to know it again.
+    struct CellOfTile {
+        int index = -1;
+        int depth = -1;
+        int number = 0;
+
+        explicit CellOfTile() = default;
+        explicit CellOfTile(const Stencil& in_stencil)
+            : index(in_stencil.tile->index()),
+              depth(in_stencil.tile->depth()),
+              number(in_stencil.cell[0] + 8 * in_stencil.cell[1] + 64 * in_stencil.cell[2])
+        {
+        }
+        bool operator==(const CellOfTile&) const = default;
+        bool isOfTile(const Detail::TileNeighbours& in_tile) const
+        {
+            return index == in_tile.index() && depth == in_tile.depth();
+        }
+    };
+
+    VoxelSampler(SamplerSpace in_space, const VoxelChannel<T>* in_channel);
+
+    /// Goes to the tile at a position of the tree and gives it to the stencil. False outside the
+    /// tree and for NaN.
+    bool enterTile(const vec3f& in_position, int in_depth, Stencil& out_stencil) const
+    {
+        if (!Detail::isInDomain(in_position) || in_depth < 0) {
+            return false;
+        }
+        out_stencil.tile = m_finder.find(Detail::cellCoordinates(in_position),
+                                         in_depth < kMaxTileDepth ? in_depth : kMaxTileDepth);
+        return out_stencil.tile != nullptr;
+    }
+    /// Goes to the tile at a position of the sampler's space; false likewise.
+    virtual bool findStencil(const vec3f& in_position, int in_depth,
+                             Stencil& out_stencil) const = 0;
+    /// A position of the world in coordinate units of the tree, by the shape's map as it stands
+    /// now.
+    vec3f toTree(const vec3f& in_position) const;
+    /// What stands for values outside the tree.
+    T outside() const;
+
+    const VoxelChannel<T>* m_channel;
+    const VoxelShape* m_shape = nullptr;  ///< gives the way from the world; null for the tree
+    mutable Detail::TileFinder m_finder;
+};
+
+#define SKELVAR_EXTERN(T) extern template class VoxelSampler<T>;
+SKELVAR_FOR_VOXEL_TYPES(SKELVAR_EXTERN)
+#undef SKELVAR_EXTERN
+
+}  // namespace Skelvar
