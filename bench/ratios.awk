@@ -28,7 +28,8 @@ BEGIN {
         "topology.ordered.points/openvdb-float/2t", 3)
     row("refine by another layout, per tile", "topology.union/skelvar/2t",
         "topology.union/openvdb-mask/2t", 2)
-    row("computeGradedTree, tiles of the result", "tree.grade/skelvar/2t", "tree.grade/p4est/2p", 3)
+    row("computeGradedTree, tiles of the result", "tree.grade/skelvar/2t", "tree.grade/p4est/2t", 3)
+    row("the same, one thread, one process", "tree.grade/skelvar/1t", "tree.grade/p4est/1t", 3)
     row("an empty visitor by depth", "tree.visitnodes/skelvar/2t", "tree.visitnodes/openvdb/2t",
         1.5)
     row("single addNode in random order", "topology.single/skelvar/1t",
