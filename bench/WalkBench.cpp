@@ -99,8 +99,10 @@ void addGradingJobs()
         s_band = std::static_pointer_cast<VoxelLayout>(Bench::bandScene().layout->copy(true));
     };
     const auto work = [] { return million(s_band->numNodes()); };
-    Bench::add({"tree.grade/skelvar", 2, "Mtiles/s", work,
-                [] { Skelvar::computeGradedTree(s_band.get()); }, prepare});
+    for (const int threads : {1, 2}) {
+        Bench::add({"tree.grade/skelvar", threads, "Mtiles/s", work,
+                    [] { Skelvar::computeGradedTree(s_band.get()); }, prepare});
+    }
     Bench::add({"tree.isgraded/skelvar", 2, "Mtiles/s", work,
                 [] { Bench::keep(Skelvar::isTreeGraded(s_band.get())); }, prepare});
 }
@@ -114,6 +116,7 @@ public:
     void postVisit(const VoxelLayoutNode*, const Skelvar::TileIndex&) override {}
     VoxelLayoutNodeVisitor* copy() const override { return new EmptyVisitor; }
     void join(const VoxelLayoutNodeVisitor&) override {}
+    bool visitsChildren() const override { return false; }
 };
 
 void addWalkJobs()

@@ -21,12 +21,13 @@ template <typename Node>
 std::vector<TileIndex> visitChildren(const Node& in_node, VoxelLayoutNodeVisitor& io_visitor)
 {
     std::vector<TileIndex> children;
+    const bool asks = io_visitor.visitsChildren();
     int slot = 0;
     for (int k = 0; k < kTileWidth; ++k) {
         for (int j = 0; j < kTileWidth; ++j) {
             for (int i = 0; i < kTileWidth; ++i, ++slot) {
                 const bool exists = in_node.childExists(slot);
-                if (io_visitor.visit(i, j, k) && exists) {
+                if ((!asks || io_visitor.visit(i, j, k)) && exists) {
                     children.push_back(in_node.childTileIndex(slot));
                 }
             }

@@ -17,6 +17,7 @@ class BranchDeleter : public VoxelLayoutNodeVisitor {
 public:
     explicit BranchDeleter(std::vector<TileId>* out_ids) : m_ids(out_ids) {}
 
+    bool visitsChildren() const override { return false; }
     void postVisit(VoxelLayoutNode* io_node, const TileIndex& in_index) override
     {
         io_node->invalidate();

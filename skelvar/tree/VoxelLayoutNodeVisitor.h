@@ -29,6 +29,8 @@ public:
     virtual void postVisit(const VoxelLayoutNode* in_node, const TileIndex& in_index);
     /// Takes over what a copy has gathered. Throws `std::runtime_error` unless overridden.
     virtual void join(const VoxelLayoutNodeVisitor& in_other);
+    /// Whether `visit` is of use. False saves its 125 calls a node, as if each had said true.
+    virtual bool visitsChildren() const { return true; }
 };
 
 }  // namespace Skelvar

@@ -2,9 +2,9 @@
 
 #include <skelvar/base/SkelvarProfiler.h>
 #include <skelvar/tree/BulkLoop.h>
-#include <skelvar/tree/VoxelLayoutNodeVisitor.h>
 
 #include <algorithm>
+#include <span>
 #include <stdexcept>
 
 namespace Skelvar {
@@ -27,39 +27,37 @@ void VoxelLayout::clear()
 
 namespace {
 
-/// Adds up the cells of branches, each after those below it.
-class BranchSizes : public VoxelLayoutNodeVisitor {
-public:
-    explicit BranchSizes(VoxelLayout& io_layout) : m_layout(io_layout) {}
-
-    void preVisit(VoxelLayoutNode*, const TileIndex&) override {}
-    void postVisit(VoxelLayoutNode* io_node, const TileIndex& in_index) override
-    {
-        long long cells = kTileSize;
-        if (in_index.second == kMaxTileDepth - 1) {
-            cells += static_cast<long long>(kTileSize) * io_node->numChildren();
-        } else if (io_node->hasChildSlots()) {
-            const VoxelLayout::NodeArray& below = m_layout.nodes(in_index.second + 1);
-            for (int slot = 0; slot < kTileSize; ++slot) {
-                cells += io_node->child(slot) < 0 ? 0 : below[io_node->child(slot)].branchSize();
-            }
-        }
-        io_node->setBranchSize(cells);
-        m_layout.nodes(in_index.second).noteChildSlots(in_index.first, in_index.first + 1LL);
+/// Cells of a node's branch, by those of the branches of its children.
+long long branchCells(const VoxelLayoutNode& in_node, const VoxelLayout::NodeArray& in_below)
+{
+    if (in_node.depth() == kMaxTileDepth - 1) {
+        return static_cast<long long>(kTileSize) * (1 + in_node.numChildren());
     }
-
-private:
-    VoxelLayout& m_layout;
-};
+    long long cells = kTileSize;
+    for (int slot = 0; slot < kTileSize && in_node.hasChildSlots(); ++slot) {
+        const int child = in_node.child(slot);
+        cells += child < 0 ? 0 : in_below[child].branchSize();
+    }
+    return cells;
+}
 
 }  // namespace
 
 void VoxelLayout::setBranchSizes()
 {
-    // A node of depth 7 has its own cells only, from the start. The walk goes by depth, since one
-    // by branches would share out the work by the very sizes that are to be found.
-    BranchSizes visitor(*this);
-    accept(&visitor, ParallelByDepthBottomUp, {}, 0, kMaxTileDepth - 1);
+    // A node of depth 7 has its own cells only, from the start. The loop goes by depth, since a
+    // walk by branches would share out the work by the very sizes that are to be found.
+    for (int depth = kMaxTileDepth - 1; depth >= 0; --depth) {
+        NodeArray& array = nodes(depth);
+        Detail::bulkLoop(array.size(), [&](long long begin, long long end) {
+            for (VoxelLayoutNode& node : std::span(array.begin() + begin, array.begin() + end)) {
+                if (node.valid()) {
+                    node.setBranchSize(branchCells(node, nodes(depth + 1)));
+                }
+            }
+            array.noteChildSlots(begin, end);
+        });
+    }
     findTrunk();
 }
 

@@ -32,6 +32,7 @@ void visitNodes(Layout& io_layout, int in_depth, long long in_begin, long long i
                 VoxelLayoutNodeVisitor& io_visitor)
 {
     auto* const nodes = io_layout.nodes(in_depth).data();
+    const bool has_children = in_depth < kMaxTileDepth && io_visitor.visitsChildren();
     for (long long n = in_begin; n < in_end; ++n) {
         auto* const node = nodes + n;
         if (!node->valid()) {
@@ -39,7 +40,7 @@ void visitNodes(Layout& io_layout, int in_depth, long long in_begin, long long i
         }
         const TileIndex index{static_cast<int>(n), in_depth};
         io_visitor.preVisit(node, index);
-        if (in_depth < kMaxTileDepth) {
+        if (has_children) {
             for (int k = 0; k < kTileWidth; ++k) {
                 for (int j = 0; j < kTileWidth; ++j) {
                     for (int i = 0; i < kTileWidth; ++i) {
