@@ -160,11 +160,12 @@ void addSingleJobs()
                 prepare});
 }
 
-float valueOf(const Skelvar::CellIndex& in_cell)
+using Channel = Skelvar::VoxelChannel<float>;
+
+float valueOf(const Channel& in_channel, const Skelvar::CellIndex& in_cell)
 {
-    const Skelvar::VoxelChannel<float>& channel = *Bench::bandScene().channel;
-    return in_cell.tile.first < 0 ? channel.backgroundValue()
-                                  : channel.tile(in_cell.tile).data()[in_cell.cell];
+    return in_cell.tile.first < 0 ? in_channel.backgroundValue()
+                                  : in_channel.tile(in_cell.tile).data()[in_cell.cell];
 }
 
 /// Sum of the values of the cells, each found through an accessor or the layout itself; absent ones
@@ -172,10 +173,11 @@ float valueOf(const Skelvar::CellIndex& in_cell)
 template <typename Finder>
 double sumOfValues(const std::vector<vec3i>& in_cells, Finder&& io_finder)
 {
+    const Channel& channel = *Bench::bandScene().channel;
     double sum = 0.0;
     for (const vec3i& cell : in_cells) {
-        sum +=
-            valueOf(io_finder.template cellIndex<true>(cell[0], cell[1], cell[2], kMaxTileDepth));
+        sum += valueOf(
+            channel, io_finder.template cellIndex<true>(cell[0], cell[1], cell[2], kMaxTileDepth));
     }
     return sum;
 }
@@ -185,6 +187,7 @@ double sumOfValuesByBlocks(const std::vector<vec3i>& in_cells)
 {
     constexpr std::size_t kBlock = 256;
     Skelvar::CellIndex found[kBlock];
+    const Channel& channel = *Bench::bandScene().channel;
     VoxelLayout::ConstAccessor accessor(*Bench::bandScene().layout);
     double sum = 0.0;
     for (std::size_t first = 0; first < in_cells.size(); first += kBlock) {
@@ -192,7 +195,7 @@ double sumOfValuesByBlocks(const std::vector<vec3i>& in_cells)
         accessor.cellIndices<true>(&in_cells[first], static_cast<long long>(count), kMaxTileDepth,
                                    found);
         for (std::size_t n = 0; n < count; ++n) {
-            sum += valueOf(found[n]);
+            sum += valueOf(channel, found[n]);
         }
     }
     return sum;

@@ -29,6 +29,22 @@ VoxelLayoutNode makeEmptyNode()
 
 const VoxelLayoutNode VoxelLayout::ConstAccessor::emptyAccessorNode = makeEmptyNode();
 
+bool VoxelLayout::ConstAccessor::Block::moveTo(const VoxelLayout& in_layout, int in_i, int in_j,
+                                               int in_k)
+{
+    const TileIndex index = in_layout.nodeIndex<true>(in_i, in_j, in_k, kDepth);
+    if (index.first < 0) {
+        return false;
+    }
+    const auto corner = [](int in_coordinate) {
+        const unsigned from_origin = in_coordinate + kTileOrigin;
+        return in_coordinate - static_cast<int>(from_origin % kWidth);
+    };
+    *this = {in_layout.nodes(kDepth).childSlots(index.first), corner(in_i), corner(in_j),
+             corner(in_k), kWidth};
+    return true;
+}
+
 template <bool exact>
 inline CellIndex VoxelLayout::ConstAccessor::findCell(int in_i, int in_j, int in_k, int in_depth)
 {

@@ -2,6 +2,7 @@
 
 #include <skelvar/tree/VoxelLayout.h>
 
+#include <array>
 #include <set>
 #include <vector>
 
@@ -32,16 +33,17 @@ public:
     }
     template <bool exact>
     TileIndex nodeIndex(TileId in_id);
-    /// As `VoxelLayout::cellIndex`.
+    /// As `VoxelLayout::cellIndex`. At depth 7 it remembers the tile of depth 6 alone, which
+    /// `node` and `tileIndex` do not tell.
     template <bool exact>
     CellIndex cellIndex(int in_i, int in_j, int in_k, int in_depth)
     {
-        const unsigned x = static_cast<unsigned>(in_i) - static_cast<unsigned>(m_i);
-        const unsigned y = static_cast<unsigned>(in_j) - static_cast<unsigned>(m_j);
-        const unsigned z = static_cast<unsigned>(in_k) - static_cast<unsigned>(m_k);
-        if (in_depth == kMaxTileDepth && m_index.second == kMaxTileDepth && x < kTileWidth &&
-            y < kTileWidth && z < kTileWidth) {
-            return {m_index, static_cast<int>(x + kTileWidth * (y + kTileWidth * z))};
+        if (in_depth == kMaxTileDepth &&
+            (m_block.covers(in_i, in_j, in_k) || m_block.moveTo(*m_layout, in_i, in_j, in_k))) {
+            const CellIndex cell = m_block.find(in_i, in_j, in_k);
+            if (cell.tile.first >= 0) {
+                return cell;
+            }
         }
         return cellIndexImpl<exact>(in_i, in_j, in_k, in_depth);
     }
@@ -99,6 +101,7 @@ protected:
     CellIndex cellIndexImpl(int in_i, int in_j, int in_k, int in_depth);
     void remember(const TileIndex& in_index)
     {
+        m_block = {};  // an insertion may have given it child slots
         const VoxelLayoutNode& node = m_layout->node(in_index);
         m_index = in_index;
         m_i = node.i();
@@ -107,7 +110,51 @@ protected:
         m_side = kTileSideLUT[in_index.second];
     }
 
+    /// A tile of depth 6 and where its child slots are. From there to a cell is one indexed load,
+    /// and points in a row lie in it far longer than in one finest tile, so that the processor
+    /// foresees the test whether they do.
+    struct Block {
+        static constexpr int kDepth = kMaxTileDepth - 1;
+        static constexpr unsigned kWidth = kTileSideLUT[kDepth];
+        /// For a place in the block that of its tile in the lowest byte, and that of its cell in
+        /// the tile in the next: the weights of the axes act on both at once.
+        static constexpr std::array<unsigned, kWidth> kSteps = [] {
+            std::array<unsigned, kWidth> steps{};
+            for (unsigned n = 0; n < kWidth; ++n) {
+                steps[n] = n / kTileWidth | n % kTileWidth << 8;
+            }
+            return steps;
+        }();
+
+        const int* slots = nullptr;
+        int i = 0;  ///< corner
+        int j = 0;
+        int k = 0;
+        unsigned width = 0;  ///< 0 if there is none
+
+        bool covers(int in_i, int in_j, int in_k) const
+        {
+            return above(in_i, i) < width && above(in_j, j) < width && above(in_k, k) < width;
+        }
+        /// The cell of a point that it covers; with an index below 0 if there is no such tile.
+        CellIndex find(int in_i, int in_j, int in_k) const
+        {
+            const unsigned steps =
+                kSteps[above(in_i, i)] +
+                kTileWidth * (kSteps[above(in_j, j)] + kTileWidth * kSteps[above(in_k, k)]);
+            return {{slots[steps & 0xFF], kMaxTileDepth}, static_cast<int>(steps >> 8)};
+        }
+        /// To the one that covers another point. False if the layout lacks it.
+        bool moveTo(const VoxelLayout& in_layout, int in_i, int in_j, int in_k);
+
+        static unsigned above(int in_coordinate, int in_corner)
+        {
+            return static_cast<unsigned>(in_coordinate) - static_cast<unsigned>(in_corner);
+        }
+    };
+
     const VoxelLayout* m_layout;
+    Block m_block;
     TileIndex m_index;  ///< of the node last found
     int m_i = 0;        ///< its corner
     int m_j = 0;

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <limits>
 #include <random>
 #include <set>
 
@@ -114,6 +115,7 @@ TEST(VoxelLayoutAccessor, FindsTheCellsOfPointsOneByOneAndAtOnce)
             std::vector<vec3i> points(500);
             std::generate(points.begin(), points.end(), [&] { return wanderer.next(); });
             points[7] = {195313, 0, 0};
+            points[8] = {std::numeric_limits<int>::max(), std::numeric_limits<int>::min(), 0};
             std::vector<CellIndex> cells(points.size());
             auto one_by_one = tree.accessor();
             tree.accessor().cellIndices<false>(points.data(), 500, depth, cells.data());
@@ -212,6 +214,10 @@ TEST(VoxelLayoutAccessor, InsertsAsTheLayoutDoes)
             const int depth = n % 60 == 59 ? wanderer.pick(2, 8) : wanderer.pick(5, 7);
             ASSERT_EQ(plain.addNode(p[0], p[1], p[2], depth, &added[0], &roots[0]),
                       accessor.addNode(p[0], p[1], p[2], depth, &added[1], &roots[1]));
+            // near the node, which may have got its first child just now
+            const vec3i q{p[0] + wanderer.pick(-9, 9), p[1], p[2]};
+            ASSERT_EQ(plain.cellIndex<true>(q[0], q[1], q[2], 7),
+                      accessor.cellIndex<true>(q[0], q[1], q[2], 7));
         }
         EXPECT_EQ(added[0], added[1]);
         EXPECT_EQ(roots[0], roots[1]);
