@@ -19,24 +19,24 @@ namespace {
 
 using Word = unsigned long long;
 
-/// A tile whose children are wanted, with a bit for each child slot. 125 bits.
+/// A tile whose children are wanted, with a bit for each child slot.
 struct Block {
-    Word key;  ///< while collecting, the tile's place on three axes; then its id
-    Word slots[2];
+    Word key;                     ///< while collecting, the tile's place on three axes; then its id
+    unsigned planes[kTileWidth];  ///< by z, x fastest
 };
 
 /// A set of tiles of one depth, kept as blocks: an open hash table that is at most half full.
 /// Remembers the last block, so that boxes near each other cost no search.
 class BlockSet {
 public:
-    /// Adds the child in `in_slot` of the block.
-    void add(Word in_key, int in_slot)
+    /// The block, which holds no tile at first. Good until the next call.
+    Block& block(Word in_key)
     {
         if (in_key != m_last_key) {
             m_last = find(in_key);
             m_last_key = in_key;
         }
-        m_table[m_last].slots[in_slot / 64] |= Word{1} << in_slot % 64;
+        return m_table[m_last];
     }
 
     void appendTo(std::vector<Block>& io_blocks) const
@@ -101,28 +101,68 @@ unsigned cellFromCorner(float in_coordinate)
     return static_cast<unsigned>(whole - (cut < static_cast<float>(whole)) + kTileOrigin);
 }
 
-/// The tiles of `Depth` that meet a box of cells, as children of blocks one depth above.
+/// The tiles that a box meets along one axis.
+struct Span {
+    unsigned low;
+    unsigned high;
+
+    unsigned lowBlock() const { return low / kTileWidth; }
+    unsigned highBlock() const { return high / kTileWidth; }
+    /// The part in one block, counted from its corner.
+    Span inBlock(unsigned in_block) const
+    {
+        const unsigned first = in_block * kTileWidth;
+        return {std::max(low, first) - first, std::min(high - first, kTileWidth - 1U)};
+    }
+    /// A bit for each tile.
+    unsigned bits() const { return (2U << high) - (1U << low); }
+};
+
+/// For the bits of a span on y those of the slots with x = 0: times the bits of a span on x, all
+/// slots of the two.
+constexpr std::array<unsigned, 1 << kTileWidth> kRows = [] {
+    std::array<unsigned, 1 << kTileWidth> rows{};
+    for (unsigned bits = 0; bits < rows.size(); ++bits) {
+        for (int y = 0; y < kTileWidth; ++y) {
+            rows[bits] |= (bits >> y & 1U) << kTileWidth * y;
+        }
+    }
+    return rows;
+}();
+
+/// The tiles of `Depth` that meet a box of cells, as children of blocks one depth above. Without
+/// loops over tiles: most boxes meet one or two on an axis, which a processor cannot foresee.
 template <int Depth>
 void addBox(const CellBox& in_box, BlockSet& io_tiles)
 {
     constexpr unsigned side = kTileSideLUT[Depth];
-    unsigned low[3];
-    unsigned high[3];
+    Span spans[3];
     for (int axis = 0; axis < 3; ++axis) {
         // Not a number fails, too.
         if (!(in_box.hi[axis] >= -static_cast<float>(kTileOrigin) &&
               in_box.lo[axis] < static_cast<float>(kTileOrigin + 1))) {
             return;
         }
-        low[axis] = cellFromCorner(in_box.lo[axis]) / side;
-        high[axis] = cellFromCorner(in_box.hi[axis]) / side;
+        spans[axis] = {cellFromCorner(in_box.lo[axis]) / side,
+                       cellFromCorner(in_box.hi[axis]) / side};
+        if (spans[axis].low > spans[axis].high) {
+            return;
+        }
     }
-    for (unsigned z = low[2]; z <= high[2]; ++z) {
-        for (unsigned y = low[1]; y <= high[1]; ++y) {
-            const Word row = Word{z / 5} << 2 * kAxisBits | Word{y / 5} << kAxisBits;
-            const unsigned first_slot = 5 * (y % 5 + 5 * (z % 5));
-            for (unsigned x = low[0]; x <= high[0]; ++x) {
-                io_tiles.add(row | x / 5, static_cast<int>(first_slot + x % 5));
+    const auto& [on_x, on_y, on_z] = spans;
+    for (unsigned z = on_z.lowBlock(); z <= on_z.highBlock(); ++z) {
+        const Span planes = on_z.inBlock(z);
+        for (unsigned y = on_y.lowBlock(); y <= on_y.highBlock(); ++y) {
+            const unsigned rows = kRows[on_y.inBlock(y).bits()];
+            const Word row = Word{z} << 2 * kAxisBits | Word{y} << kAxisBits;
+            for (unsigned x = on_x.lowBlock(); x <= on_x.highBlock(); ++x) {
+                const unsigned slots = rows * on_x.inBlock(x).bits();
+                Block& block = io_tiles.block(row | x);
+                block.planes[planes.low] |= slots;
+                block.planes[planes.high] |= slots;
+                for (unsigned plane = planes.low + 1; plane < planes.high; ++plane) {
+                    block.planes[plane] |= slots;
+                }
             }
         }
     }
@@ -154,8 +194,9 @@ std::vector<Block> gatherBlocks(const TileSets& in_sets, int in_depth)
     std::size_t count = 0;
     for (const Block& block : blocks) {
         if (count > 0 && blocks[count - 1].key == block.key) {
-            blocks[count - 1].slots[0] |= block.slots[0];
-            blocks[count - 1].slots[1] |= block.slots[1];
+            for (int z = 0; z < kTileWidth; ++z) {
+                blocks[count - 1].planes[z] |= block.planes[z];
+            }
         } else {
             blocks[count++] = block;
         }
@@ -170,17 +211,19 @@ void listChildren(const std::vector<Block>& in_blocks, int in_block_depth,
 {
     std::vector<long long> first(in_blocks.size() + 1);
     for (std::size_t n = 0; n < in_blocks.size(); ++n) {
-        first[n + 1] =
-            first[n] + std::popcount(in_blocks[n].slots[0]) + std::popcount(in_blocks[n].slots[1]);
+        first[n + 1] = first[n];
+        for (const unsigned plane : in_blocks[n].planes) {
+            first[n + 1] += std::popcount(plane);
+        }
     }
     out_tiles.ids.resize(first.back());
     out_tiles.parents.resize(first.back());
     const int shift = tileDigitShift(in_block_depth + 1);
     tbb::parallel_for(std::size_t{0}, in_blocks.size(), [&](std::size_t n) {
         long long place = first[n];
-        for (int half = 0; half < 2; ++half) {
-            for (Word slots = in_blocks[n].slots[half]; slots != 0; slots &= slots - 1) {
-                const int slot = 64 * half + std::countr_zero(slots);
+        for (int z = 0; z < kTileWidth; ++z) {
+            for (unsigned plane = in_blocks[n].planes[z]; plane != 0; plane &= plane - 1) {
+                const int slot = kTileWidth * kTileWidth * z + std::countr_zero(plane);
                 out_tiles.ids[place] = in_blocks[n].key | static_cast<Word>(slot + 1) << shift;
                 out_tiles.parents[place] = static_cast<int>(n);
                 ++place;
