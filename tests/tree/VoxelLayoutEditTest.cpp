@@ -31,23 +31,6 @@ TEST(VoxelLayout, LinksANewTileThroughAllDepthsBetween)
     EXPECT_EQ(0, checkLayout(layout).total());
 }
 
-TEST(VoxelLayout, TakesARootUnderATileAddedAboveIt)
-{
-    const auto layout = LayoutBuilder().tile({0, 0, 0}, 7).tile({25, 0, 0}, 6).build();
-    ASSERT_EQ(2, layout->numRoots());
-
-    layout->addNode(0, 0, 0, 3);
-
-    EXPECT_EQ(1, layout->numRoots());
-    EXPECT_TRUE(layout->isRoot(tileCoordsToId(0, 0, 0, 3)));
-    EXPECT_FALSE(layout->isRoot(tileCoordsToId(0, 0, 0, 7)));
-    EXPECT_FALSE(layout->isRoot(0));
-    // depth 3, depths 4 to 6, the leaf, and the other old root
-    EXPECT_EQ(6, layout->numNodes());
-    EXPECT_EQ(6 * 125, layout->numVoxels());
-    EXPECT_EQ(0, checkLayout(*layout).total());
-}
-
 TEST(VoxelLayout, IgnoresWhatNamesNoTile)
 {
     const auto layout = LayoutBuilder().tile({0, 0, 0}, 7).build();
