@@ -4,16 +4,11 @@
 
 #include <bench/support/Harness.h>
 #include <bench/support/Scene.h>
+#include <bench/support/ZlibChunks.h>
 
-#include <skelvar/base/KvfVersion.h>
-#include <skelvar/io/ChannelCompressor.h>
 #include <skelvar/io/Kvf.h>
-#include <skelvar/io/KvfCompressor.h>
 #include <skelvar/state/StateServerManager.h>
 #include <skelvar/state/VoxelState.h>
-
-#include <tbb/parallel_for.h>
-#include <zlib.h>
 
 #include <cstring>
 #include <filesystem>
@@ -34,7 +29,6 @@ using Skelvar::VoxelChannel;
 using Skelvar::VoxelState;
 using Bytes = std::vector<unsigned char>;
 
-constexpr int kZlibLevel = 9;
 std::filesystem::path s_folder;
 
 void require(bool in_done, const std::string& in_step)
@@ -122,65 +116,16 @@ double usefulMegabytes()
     return 4.0 / 3.0 * kPi * radius * radius * radius * sizeof(T) * 1e-6;
 }
 
-/// The channel as it stands in a file before compression, and after.
-struct Stream {
-    Skelvar::KvfCompressor bytes;
-    std::vector<Skelvar::ChannelCompressor::ChunkData> chunks;
-    std::vector<Bytes> packed;  ///< by zlib, one for each chunk
-};
-
 template <typename T>
-Stream& stream(CompressionQuality in_quality)
+Bench::ZlibChunks& chunks(CompressionQuality in_quality)
 {
-    static std::map<int, Stream> s_streams;
-    Stream& stream = s_streams[in_quality];
-    if (stream.chunks.empty()) {
-        stream.bytes.setQuality(in_quality);
-        stream.bytes.setVersion(Skelvar::KvfVersion{4});
-        require(channelOf<T>(ball<T>())->save(stream.bytes), "save");
-        stream.chunks = Skelvar::cutIntoChunks(
-            reinterpret_cast<const unsigned char*>(stream.bytes.memory().data()),
-            stream.bytes.memory().size());
-        stream.packed.resize(stream.chunks.size());
+    static std::map<int, std::unique_ptr<Bench::ZlibChunks>> s_chunks;
+    std::unique_ptr<Bench::ZlibChunks>& entry = s_chunks[in_quality];
+    if (!entry) {
+        entry = std::make_unique<Bench::ZlibChunks>(
+            std::vector<Bench::ZlibChunks::Channel>{channelOf<T>(ball<T>())}, in_quality);
     }
-    return stream;
-}
-
-void deflateAll(Stream& io_stream)
-{
-    tbb::parallel_for(std::size_t{0}, io_stream.chunks.size(), [&](std::size_t in_n) {
-        const auto& chunk = io_stream.chunks[in_n];
-        Bytes& packed = io_stream.packed[in_n];
-        uLongf size = compressBound(chunk.size);
-        packed.resize(size);
-        require(compress2(packed.data(), &size, chunk.data, chunk.size, kZlibLevel) == Z_OK,
-                "compress2");
-        packed.resize(size);
-    });
-}
-
-template <typename T>
-Stream& packedStream(CompressionQuality in_quality)
-{
-    Stream& packed = stream<T>(in_quality);
-    if (packed.packed.front().empty()) {
-        deflateAll(packed);
-    }
-    return packed;
-}
-
-/// Each chunk to its place in one buffer.
-void inflateAll(const Stream& in_stream, unsigned char* out_bytes)
-{
-    const unsigned char* const begin = in_stream.chunks.front().data;
-    tbb::parallel_for(std::size_t{0}, in_stream.chunks.size(), [&](std::size_t in_n) {
-        const auto& chunk = in_stream.chunks[in_n];
-        uLongf size = chunk.size;
-        const Bytes& packed = in_stream.packed[in_n];
-        require(uncompress(out_bytes + (chunk.data - begin), &size, packed.data(),
-                           static_cast<uLong>(packed.size())) == Z_OK,
-                "uncompress");
-    });
+    return *entry;
 }
 
 template <typename T>
@@ -222,7 +167,7 @@ void addFileJobs(const std::string& in_data, CompressionQuality in_quality)
                 },
                 save, [] { ball<T>(); }, 2});
     Bench::add({save_job + "/zlib9" + variant, 2, "MB/s", usefulMegabytes<T>,
-                [=] { deflateAll(stream<T>(in_quality)); }, [=] { stream<T>(in_quality); }, 2});
+                [=] { chunks<T>(in_quality).deflateAll(); }, [=] { chunks<T>(in_quality); }, 2});
     Bench::add({load_job + "/skelvar" + variant, 2, "MB/s",
                 [=] {
                     requireSame<T>(ball<T>(), *s_loaded);
@@ -243,17 +188,17 @@ void addFileJobs(const std::string& in_data, CompressionQuality in_quality)
                     s_inflated = {};
                     return usefulMegabytes<T>();
                 },
-                [=] { inflateAll(stream<T>(in_quality), s_inflated.data()); },
-                [=] { s_inflated.resize(packedStream<T>(in_quality).bytes.memory().size()); }});
+                [=] { chunks<T>(in_quality).inflateAll(s_inflated.data()); },
+                [=] { s_inflated.resize(chunks<T>(in_quality).size()); }});
     // A loader has no warm memory to inflate into: what the first touch of fresh memory costs.
     Bench::add({load_job + "/inflate-fresh" + variant, 2, "MB/s", usefulMegabytes<T>,
                 [=] {
-                    const Stream& packed = stream<T>(in_quality);
-                    const std::size_t size = packed.bytes.memory().size();
-                    const auto fresh = std::make_unique_for_overwrite<unsigned char[]>(size);
-                    inflateAll(packed, fresh.get());
+                    const Bench::ZlibChunks& packed = chunks<T>(in_quality);
+                    const auto fresh =
+                        std::make_unique_for_overwrite<unsigned char[]>(packed.size());
+                    packed.inflateAll(fresh.get());
                 },
-                [=] { packedStream<T>(in_quality); }});
+                [=] { chunks<T>(in_quality); }});
 }
 
 }  // namespace

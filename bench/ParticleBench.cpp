@@ -1,15 +1,12 @@
 // Particles: filling tiles, moving and removing particles, and what a step costs that moves none.
 
 #include <bench/support/Harness.h>
-#include <bench/support/Inputs.h>
+#include <bench/support/ParticleSource.h>
 
-#include <skelvar/io/Kvf.h>
 #include <skelvar/particles/ParticleBins.h>
 #include <skelvar/particles/ParticleChannel.h>
 #include <skelvar/particles/ParticleShape.h>
 #include <skelvar/particles/ReblockByPosition.h>
-#include <skelvar/state/StateServerManager.h>
-#include <skelvar/state/VoxelState.h>
 #include <skelvar/tree/RefineLayout.h>
 #include <skelvar/tree/VoxelLayout.h>
 #include <skelvar/voxel/VoxelShape.h>
@@ -20,11 +17,8 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <filesystem>
-#include <map>
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace {
 
@@ -33,30 +27,6 @@ using Skelvar::kMaxTileDepth;
 using Skelvar::ParticleChannel;
 using Skelvar::ParticleShape;
 using Skelvar::VoxelLayout;
-
-struct Source {
-    std::vector<vec3f> positions;
-    std::vector<vec3f> velocities;
-    std::vector<unsigned long long> ids;
-
-    explicit Source(std::size_t in_count) : positions(Bench::particles(in_count))
-    {
-        for (const vec3f& p : positions) {
-            velocities.push_back(Bench::displacement(p));
-            ids.push_back(ids.size());
-        }
-    }
-};
-
-const Source& source(std::size_t in_count)
-{
-    static std::map<std::size_t, std::unique_ptr<Source>> s_sources;
-    std::unique_ptr<Source>& entry = s_sources[in_count];
-    if (!entry) {
-        entry = std::make_unique<Source>(in_count);
-    }
-    return *entry;
-}
 
 /// Particles with the three channels of the peer.
 struct Particles {
@@ -76,7 +46,7 @@ struct Particles {
         shape->addChannel(velocity);
         shape->addChannel(id);
     }
-    explicit Particles(const Source& in_source) : Particles()
+    explicit Particles(const Bench::ParticleSource& in_source) : Particles()
     {
         const Skelvar::ParticleBins bins(in_source.positions.data(), in_source.positions.size());
         bins.addTiles(*layout);
@@ -141,9 +111,9 @@ void addMemoryJob(std::size_t in_count, const std::string& in_size)
                         "of payload");
                     return 1.0;
                 },
-                [=] { s_particles = std::make_unique<Particles>(source(in_count)); },
+                [=] { s_particles = std::make_unique<Particles>(Bench::particleSource(in_count)); },
                 [=] {
-                    source(in_count);
+                    Bench::particleSource(in_count);
                     s_before = residentBytes();
                 },
                 1});
@@ -155,9 +125,11 @@ void addJobs(std::size_t in_count, const std::string& in_size, int in_threads)
     const auto job = [&](const std::string& in_name) {
         return "particles." + in_name + "." + in_size + "/skelvar";
     };
-    const auto build = [=] { s_particles = std::make_unique<Particles>(source(in_count)); };
+    const auto build = [=] {
+        s_particles = std::make_unique<Particles>(Bench::particleSource(in_count));
+    };
     Bench::add({job("build.posvelid"), in_threads, "Mpoints/s", work, build,
-                [=] { s_particles = nullptr, source(in_count); }, 3});
+                [=] { s_particles = nullptr, Bench::particleSource(in_count); }, 3});
     Bench::add({job("move.posvelid"), in_threads, "Mpoints/s", work,
                 [] {
                     s_particles->displace();
@@ -212,87 +184,6 @@ void addJobs(std::size_t in_count, const std::string& in_size, int in_threads)
                 build, 3});
 }
 
-/// The same particles in a store, so that they can be saved.
-std::shared_ptr<Skelvar::VoxelState> makeState(const Source& in_source)
-{
-    const auto state = Skelvar::StateServerManager::instance().createNewStateServer();
-    std::string object = "object";
-    std::shared_ptr<ParticleShape> shape;
-    std::shared_ptr<ParticleChannel<vec3f>> position;
-    std::shared_ptr<ParticleChannel<vec3f>> velocity;
-    std::shared_ptr<ParticleChannel<unsigned long long>> id;
-    constexpr auto kStored = Skelvar::VoxelState::eHintDoNotCopy;
-    state->newObject(object);
-    state->newVoxelLayout("tree", 1.0f);
-    state->newParticleShape("particles", "tree", &object, shape);
-    const Skelvar::ParticleBins bins(in_source.positions.data(), in_source.positions.size());
-    bins.addTiles(shape->layout());
-    state->newParticleChannel<vec3f>("position", "particles", vec3f{});
-    state->newParticleChannel<vec3f>("velocity", "particles", vec3f{});
-    state->newParticleChannel<unsigned long long>("id", "particles", 0);
-    state->particleChannel("position", shape, &position, kStored);
-    state->particleChannel("velocity", shape, &velocity, kStored);
-    state->particleChannel("id", shape, &id, kStored);
-    bins.append(in_source.positions.data(), *position);
-    bins.append(in_source.velocities.data(), *velocity);
-    bins.append(in_source.ids.data(), *id);
-    position->syncShapeParticleCounts();
-    return state;
-}
-
-/// Saving and loading a file at each quality, in payload bytes, and the size of the file.
-void addFileJobs(std::size_t in_count)
-{
-    static std::shared_ptr<Skelvar::VoxelState> s_state;
-    static std::shared_ptr<Skelvar::VoxelState> s_loaded;
-    static std::string s_path;
-    constexpr double kPayload = 2 * sizeof(vec3f) + sizeof(unsigned long long);
-    const double bytes = kPayload * static_cast<double>(in_count);
-    for (int quality = 0; quality < 4; ++quality) {
-        const std::string name = ".q" + std::to_string(quality) + "/skelvar";
-        const auto save = [=] {
-            Skelvar::kvfSave(
-                *s_state,
-                (std::filesystem::temp_directory_path() / "skelvar-particles.kvf").string(),
-                "particles", {"position", "velocity", "id"}, 0,
-                static_cast<Skelvar::CompressionQuality>(quality), s_path);
-        };
-        Bench::add({"particles.save" + name, 2, "MB/s",
-                    [=] {
-                        Bench::print(
-                            "particles.filesize" + name,
-                            static_cast<double>(std::filesystem::file_size(s_path)) / bytes,
-                            "of payload");
-                        return bytes * 1e-6;
-                    },
-                    save,
-                    [=] {
-                        if (!s_state) {
-                            s_state = makeState(source(in_count));
-                        }
-                    },
-                    2});
-        Bench::add({"particles.load" + name, 2, "MB/s",
-                    [=] {
-                        std::filesystem::remove(s_path);
-                        return bytes * 1e-6;
-                    },
-                    [] { Bench::keep(Skelvar::kvfLoad(*s_loaded, s_path) ? 1.0 : 0.0); },
-                    [=] {
-                        if (!s_state) {
-                            s_state = makeState(source(in_count));
-                        }
-                        if (s_path.empty() || !std::filesystem::exists(s_path)) {
-                            save();
-                        }
-                        s_loaded = Skelvar::StateServerManager::instance().createNewStateServer();
-                        Skelvar::StateServerManager::instance().removeStateServer(
-                            s_loaded->getId());
-                    },
-                    3});
-    }
-}
-
 }  // namespace
 
 int main(int in_argc, char** in_argv)
@@ -302,6 +193,5 @@ int main(int in_argc, char** in_argv)
         addJobs(1000000, "1e6", threads);
         addJobs(8000000, "8e6", threads);
     }
-    addFileJobs(1000000);
     return Bench::runAll(in_argc, in_argv);
 }

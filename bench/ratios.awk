@@ -116,6 +116,10 @@ BEGIN {
         "particles.build.posvelid.8e6/openvdb/2t", 2.5)
     row("remove a tenth of the particles, 8e6", "particles.delete10pct.posvelid.8e6/skelvar/2t",
         "particles.delete10pct.posvelid.8e6/openvdb/2t", 3)
+    row("save particles, quality 1, against zlib", "particles.save.q1/skelvar/2t",
+        "particles.save.q1/zlib9/2t", 0.9)
+    row("load particles, quality 1, against inflate", "particles.load.q1/skelvar/2t",
+        "particles.load.q1/inflate/2t", 0.8)
     bound("memory of 8e6 particles, of the payload", "particles.memory.resident.8e6/skelvar/2t", 1.35)
     bound("bytes a cell of the band, channel", "tree.memory.bytespercell/skelvar-channel/1t", 9.4)
     bound("bytes a cell of the band, with nodes", "tree.memory.bytespercell/skelvar/1t", 13)
