@@ -2,6 +2,7 @@
 
 #include <skelvar/particles/ParticleChannel.h>
 #include <skelvar/particles/ParticleShape.h>
+#include <skelvar/particles/TileBuffers.h>
 #include <skelvar/particles/TileSort.h>
 #include <skelvar/tree/VoxelLayoutAccessor.h>
 
@@ -200,6 +201,35 @@ std::vector<TileIndex> ParticleBins::findTiles(const VoxelLayout& in_layout) con
     return found;
 }
 
+namespace {
+
+/// Appends to each of the tiles the values of its points.
+void appendAll(const ParticleBins& in_bins, const void* in_values, unsigned long in_bytes,
+               const std::vector<TileIndex>& in_tiles, Detail::TileBuffers io_tiles)
+{
+    const std::vector<long long>& begins = in_bins.begins();
+    const unsigned int* const points = in_bins.points().data();
+    const auto appendRange = [&]<typename E>(long long in_first, long long in_end, E) {
+        const E* const values = static_cast<const E*>(in_values);
+        for (long long n = in_first; n < in_end; ++n) {
+            Detail::TileBuffer& tile = io_tiles[in_tiles[n].first];
+            tile.reserve(tile.size + static_cast<unsigned long>(begins[n + 1] - begins[n]),
+                         in_bytes);
+            E* const elements = static_cast<E*>(tile.data);
+            for (long long p = begins[n]; p < begins[n + 1]; ++p) {
+                elements[tile.size++] = values[points[p]];
+            }
+        }
+    };
+    Detail::forTiles(
+        static_cast<long long>(in_tiles.size()), [&](long long in_first, long long in_end) {
+            Detail::withElement(
+                in_bytes, [&](auto in_element) { appendRange(in_first, in_end, in_element); });
+        });
+}
+
+}  // namespace
+
 template <typename T>
 void ParticleBins::append(const T* in_values, ParticleChannel<T>& io_channel) const
 {
@@ -208,20 +238,8 @@ void ParticleBins::append(const T* in_values, ParticleChannel<T>& io_channel) co
         throw std::runtime_error("ParticleBins::append: channel " + io_channel.name() +
                                  " has no shape");
     }
-    const std::vector<TileIndex> tiles = findTiles(shape->layout());
-    Detail::bulkLoop(
-        static_cast<long long>(tiles.size()), [&](long long in_first, long long in_end) {
-            for (long long n = in_first; n < in_end; ++n) {
-                auto& tile = io_channel.tile(tiles[n]);
-                const unsigned long old_size = tile.size();
-                tile.resizeForOverwrite(old_size +
-                                        static_cast<unsigned long>(m_begins[n + 1] - m_begins[n]));
-                T* value = tile.data() + old_size;
-                for (long long p = m_begins[n]; p < m_begins[n + 1]; ++p) {
-                    *value++ = in_values[m_points[p]];
-                }
-            }
-        });
+    appendAll(*this, in_values, sizeof(T), findTiles(shape->layout()),
+              Detail::buffersOf(io_channel.tiles(m_depth)));
 }
 
 #define SKELVAR_INSTANTIATE(T) \

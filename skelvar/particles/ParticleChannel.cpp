@@ -2,7 +2,6 @@
 
 #include <skelvar/particles/ParticleAccessorImpl.h>
 #include <skelvar/particles/ParticleChannelImpl.h>
-#include <skelvar/particles/ParticleChannelStreamImpl.h>
 
 namespace Skelvar {
 

@@ -171,7 +171,6 @@ private:
     struct Header;
 
     std::shared_ptr<VoxelLayout> layoutPtr() const;
-    std::vector<unsigned long long> countTiles(int in_depth) const;
     /// Sizes the tiles of a depth to the shape's counts.
     void takeCounts(int in_depth, const ParticleShape& in_shape);
     /// Makes the sizes of the tiles those of all channels but one, which knows them.

@@ -7,7 +7,7 @@
 #include <skelvar/particles/ParticleChannel.h>
 #include <skelvar/particles/ParticleReblock.h>
 #include <skelvar/particles/ParticleShape.h>
-#include <skelvar/tree/BulkLoop.h>
+#include <skelvar/particles/TileBuffers.h>
 #include <skelvar/tree/CompactionMoves.h>
 #include <skelvar/tree/VoxelLayout.h>
 
@@ -22,49 +22,6 @@ namespace Detail {
 inline bool isParticleDepth(int in_depth)
 {
     return in_depth >= 0 && in_depth < kNumDepths;
-}
-
-/// Takes the elements of a run out of their tile and fills the holes from its end. The run is
-/// sorted by index; indices that name no element are passed over.
-template <typename T>
-void removeElements(const ParticleToFrom* in_first, const ParticleToFrom* in_end,
-                    DynamicParticleTile<T>& io_tile)
-{
-    const ParticleToFrom* first = in_first;
-    const ParticleToFrom* last = in_end - 1;
-    while (first <= last && !io_tile.empty()) {
-        // The element that fills a hole must be one that stays.
-        while (last != first && last->index >= io_tile.size() - 1) {
-            if (last->index == io_tile.size() - 1) {
-                io_tile.pop_back();
-            }
-            --last;
-        }
-        if (first->index < io_tile.size()) {
-            io_tile[first->index] = io_tile.back();
-            io_tile.pop_back();
-        }
-        ++first;
-    }
-}
-
-/// Writes the elements of a run behind the end of a tile that has room for them; the tile's size
-/// stays, since other threads may read it. Gives their number.
-template <typename T>
-unsigned long copyElements(const ParticleToFrom* in_first, const ParticleToFrom* in_end,
-                           const std::vector<DynamicParticleTile<T>>& in_tiles, T* out_elements)
-{
-    T* out = out_elements;
-    const unsigned num_tiles = static_cast<unsigned>(in_tiles.size());
-    for (const ParticleToFrom* entry = in_first; entry != in_end; ++entry) {
-        if (static_cast<unsigned>(entry->from) < num_tiles) {
-            const DynamicParticleTile<T>& tile = in_tiles[entry->from];
-            if (entry->index < tile.size()) {
-                *out++ = tile[entry->index];
-            }
-        }
-    }
-    return static_cast<unsigned long>(out - out_elements);
 }
 
 }  // namespace Detail
@@ -161,11 +118,7 @@ int ParticleChannel<T>::numTiles() const
 template <typename T>
 unsigned long long ParticleChannel<T>::numElements(int in_depth) const
 {
-    unsigned long long count = 0;
-    for (int index = 0; index < numTiles(in_depth); ++index) {
-        count += tile(index, in_depth).size();
-    }
-    return count;
+    return numTiles(in_depth) > 0 ? Detail::numElements(Detail::buffersOf(tiles(in_depth))) : 0;
 }
 
 template <typename T>
@@ -186,9 +139,7 @@ unsigned long long ParticleChannel<T>::memUsage(MemUsage::Type in_type, bool in_
         const Tiles& tiles_of_depth = tiles(depth);
         bytes += sizeof(Tile) * (in_type == MemUsage::eMemAllocated ? tiles_of_depth.capacity()
                                                                     : tiles_of_depth.size());
-        for (const Tile& tile : tiles_of_depth) {
-            bytes += tile.memUsage(in_type);
-        }
+        bytes += Detail::memUsage(Detail::buffersOf(tiles_of_depth), sizeof(T), in_type);
     }
     return in_with_header ? bytes + sizeof(*this) + this->textMemUsage() : bytes;
 }
@@ -240,10 +191,8 @@ void ParticleChannel<T>::copyInto(const std::shared_ptr<ParticleChannel>& io_tar
         for (int depth = 0; depth < kNumDepths; ++depth) {
             Tiles& copies = (*blocks)[depth];
             copies.resize(tiles(depth).size());
-            Detail::bulkLoop(numTiles(depth), [&](long long in_begin, long long in_end) {
-                std::copy(tiles(depth).begin() + in_begin, tiles(depth).begin() + in_end,
-                          copies.begin() + in_begin);
-            });
+            Detail::copyTiles(Detail::buffersOf(tiles(depth)), sizeof(T),
+                              Detail::buffersOf(copies));
         }
         io_target->m_blocks = blocks;
     } else {
@@ -368,16 +317,8 @@ void ParticleChannel<T>::resize(int in_depth, int in_count)
 template <typename T>
 void ParticleChannel<T>::takeCounts(int in_depth, const ParticleShape& in_shape)
 {
-    Detail::bulkLoop(numTiles(in_depth), [&](long long in_begin, long long in_end) {
-        for (long long n = in_begin; n < in_end; ++n) {
-            const int index = static_cast<int>(n);
-            const unsigned long long count = in_shape.numElements({index, in_depth});
-            Tile& tile = this->tile(index, in_depth);
-            if (tile.size() != count) {
-                tile.resize(count, this->backgroundValue());
-            }
-        }
-    });
+    Detail::resizeTiles(in_shape.particleCounts().tiles[in_depth], this->backgroundValuePtr(),
+                        sizeof(T), Detail::buffersOf(tiles(in_depth)));
 }
 
 template <typename T>
@@ -412,15 +353,6 @@ void ParticleChannel<T>::sync()
 }
 
 template <typename T>
-std::vector<unsigned long long> ParticleChannel<T>::countTiles(int in_depth) const
-{
-    std::vector<unsigned long long> counts(static_cast<std::size_t>(numTiles(in_depth)));
-    std::transform(tiles(in_depth).begin(), tiles(in_depth).end(), counts.begin(),
-                   [](const Tile& in_tile) { return in_tile.size(); });
-    return counts;
-}
-
-template <typename T>
 void ParticleChannel<T>::syncShapeParticleCounts()
 {
     publishCounts(this->name());
@@ -435,7 +367,7 @@ void ParticleChannel<T>::publishCounts(const std::string& in_except)
     }
     ParticleShape::ParticleCountBlock counts;
     for (int depth = 0; depth < kNumDepths; ++depth) {
-        counts.tiles[depth] = countTiles(depth);
+        counts.tiles[depth] = Detail::countElements(Detail::buffersOf(tiles(depth)));
     }
     shape->publishCounts(std::move(counts), in_except);
 }
@@ -458,55 +390,20 @@ void ParticleChannel<T>::publishReblock(const ParticleReblock& in_reblock)
         return;
     }
     shape->publishReblock(in_reblock);
-    shape->setCounts(in_reblock.from_depth, countTiles(in_reblock.from_depth));
+    const auto recount = [&](int in_depth) {
+        shape->setCounts(in_depth, Detail::countElements(Detail::buffersOf(tiles(in_depth))));
+    };
+    recount(in_reblock.from_depth);
     if (in_reblock.to_depth != in_reblock.from_depth) {
-        shape->setCounts(in_reblock.to_depth, countTiles(in_reblock.to_depth));
+        recount(in_reblock.to_depth);
     }
 }
 
-/// In passes, each done before the next begins: a tile that grows may be one that others read.
 template <typename T>
 void ParticleChannel<T>::reblock(const ParticleReblock& in_reblock)
 {
-    using Run = ParticleReblock::Run;
-    Tiles& sources = tiles(in_reblock.from_depth);
-    Tiles& targets = tiles(in_reblock.to_depth);
-    const std::vector<Run>& arriving = in_reblock.arriving_runs;
-    const std::vector<Run>& leaving = in_reblock.leaving_runs;
-    const auto targetOf = [&](const Run& in_run) {
-        const std::size_t index = static_cast<std::size_t>(in_run.tile);
-        return index < targets.size() ? &targets[index] : nullptr;
-    };
-
-    ParticleReblock::forRuns(arriving, [&](long long n) {
-        if (Tile* const tile = targetOf(arriving[n])) {
-            tile->reserve(tile->size() +
-                          static_cast<unsigned long>(arriving[n].end - arriving[n].begin));
-        }
-    });
-
-    std::vector<unsigned long> num_copied(arriving.size());
-    ParticleReblock::forRuns(arriving, [&](long long n) {
-        if (Tile* const tile = targetOf(arriving[n])) {
-            num_copied[n] = Detail::copyElements(in_reblock.arriving.data() + arriving[n].begin,
-                                                 in_reblock.arriving.data() + arriving[n].end,
-                                                 sources, tile->data() + tile->size());
-        }
-    });
-    for (std::size_t n = 0; n < arriving.size(); ++n) {
-        if (Tile* const tile = targetOf(arriving[n])) {
-            tile->resizeForOverwrite(tile->size() + num_copied[n]);
-        }
-    }
-
-    ParticleReblock::forRuns(leaving, [&](long long n) {
-        const std::size_t index = static_cast<std::size_t>(leaving[n].tile);
-        if (index < sources.size()) {
-            Detail::removeElements(in_reblock.leaving + leaving[n].begin,
-                                   in_reblock.leaving + leaving[n].end, sources[index]);
-            sources[index].repack(1.0f);
-        }
-    });
+    Detail::reblockTiles(in_reblock, sizeof(T), Detail::buffersOf(tiles(in_reblock.from_depth)),
+                         Detail::buffersOf(tiles(in_reblock.to_depth)));
 }
 
 }  // namespace Skelvar

@@ -2,6 +2,8 @@
 
 #include <skelvar/particles/TileSort.h>
 
+#include <tbb/blocked_range.h>
+#include <tbb/parallel_for.h>
 #include <tbb/parallel_sort.h>
 
 #include <atomic>
@@ -133,6 +135,25 @@ ParticleReblock::ParticleReblock(const std::vector<ParticleToFrom>& in_list, int
             arriving_runs.push_back({tile, begin[tile + 1] - first, begin[tile + 2] - first});
         }
     }
+}
+
+void ParticleReblock::forRuns(const std::vector<Run>& in_runs,
+                              const std::function<void(const Run*, const Run*)>& in_body)
+{
+    constexpr long long kSerialEntries = 99;
+    const Run* const runs = in_runs.data();
+    const long long count = static_cast<long long>(in_runs.size());
+    if (count == 0 || in_runs.back().end - in_runs.front().begin <= kSerialEntries) {
+        in_body(runs, runs + count);
+        return;
+    }
+    tbb::task_group_context context;
+    tbb::parallel_for(
+        tbb::blocked_range<long long>(0, count),
+        [&](const tbb::blocked_range<long long>& in_range) {
+            in_body(runs + in_range.begin(), runs + in_range.end());
+        },
+        tbb::auto_partitioner{}, context);
 }
 
 void ParticleReblock::sortLeaving(const std::vector<ParticleToFrom>& in_list)

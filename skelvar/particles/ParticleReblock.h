@@ -2,9 +2,7 @@
 
 #include <skelvar/particles/ParticleToFrom.h>
 
-#include <tbb/blocked_range.h>
-#include <tbb/parallel_for.h>
-
+#include <functional>
 #include <vector>
 
 namespace Skelvar {
@@ -31,29 +29,10 @@ struct ParticleReblock {
     ParticleReblock(const ParticleReblock&) = delete;
     ParticleReblock& operator=(const ParticleReblock&) = delete;
 
-    /// Calls in_body(n) for each place of a list of runs, in parallel if that is worth it.
-    template <typename Body>
-    static void forRuns(const std::vector<Run>& in_runs, const Body& in_body)
-    {
-        constexpr long long kSerialEntries = 99;
-        const long long count = static_cast<long long>(in_runs.size());
-        const auto serial = [&](long long in_begin, long long in_end) {
-            for (long long n = in_begin; n < in_end; ++n) {
-                in_body(n);
-            }
-        };
-        if (count == 0 || in_runs.back().end - in_runs.front().begin <= kSerialEntries) {
-            serial(0, count);
-            return;
-        }
-        tbb::task_group_context context;
-        tbb::parallel_for(
-            tbb::blocked_range<long long>(0, count),
-            [&](const tbb::blocked_range<long long>& in_range) {
-                serial(in_range.begin(), in_range.end());
-            },
-            tbb::auto_partitioner{}, context);
-    }
+    /// Calls in_body(begin, end) on ranges that cover a list of runs, in parallel if it is worth
+    /// it.
+    static void forRuns(const std::vector<Run>& in_runs,
+                        const std::function<void(const Run* in_begin, const Run* in_end)>& in_body);
 
     int from_depth;
     int to_depth;

@@ -3,23 +3,16 @@
 #include <skelvar/base/Api.h>
 #include <skelvar/base/MemUsage.h>
 #include <skelvar/base/ValueTypes.h>
+#include <skelvar/particles/TileBuffer.h>
 
 #include <algorithm>
+#include <type_traits>
 #include <utility>
 
 namespace Skelvar {
 
 class InputStream;
 class OutputStream;
-
-namespace Detail {
-
-/// Memory of the scalable allocator, grown or shrunk to `in_bytes`, where it stands if there is
-/// room. Null for 0 bytes. Throws `std::runtime_error` with "Out of memory." if there is none; the
-/// old memory stays then.
-SKELVAR_API void* resizeTileMemory(void* io_memory, unsigned long in_bytes);
-
-}  // namespace Detail
 
 /// The values that one channel has for the particles of one tile: a growing array, which owns its
 /// memory. A new tile is empty and has none. Growth throws `std::runtime_error` with
@@ -46,22 +39,22 @@ public:
     }
     ~ParticleTile() { release(); }
 
-    T* data() { return m_data; }
-    const T* data() const { return m_data; }
-    T* begin() { return m_data; }
-    const T* begin() const { return m_data; }
-    T* end() { return m_data + m_size; }
-    const T* end() const { return m_data + m_size; }
-    T& operator()(unsigned long in_index) { return m_data[in_index]; }
-    const T& operator()(unsigned long in_index) const { return m_data[in_index]; }
-    T& operator[](unsigned long in_index) { return m_data[in_index]; }
-    const T& operator[](unsigned long in_index) const { return m_data[in_index]; }
-    T& back() { return m_data[m_size - 1]; }
-    const T& back() const { return m_data[m_size - 1]; }
+    T* data() { return static_cast<T*>(m_buffer.data); }
+    const T* data() const { return static_cast<const T*>(m_buffer.data); }
+    T* begin() { return data(); }
+    const T* begin() const { return data(); }
+    T* end() { return data() + size(); }
+    const T* end() const { return data() + size(); }
+    T& operator()(unsigned long in_index) { return data()[in_index]; }
+    const T& operator()(unsigned long in_index) const { return data()[in_index]; }
+    T& operator[](unsigned long in_index) { return data()[in_index]; }
+    const T& operator[](unsigned long in_index) const { return data()[in_index]; }
+    T& back() { return data()[size() - 1]; }
+    const T& back() const { return data()[size() - 1]; }
 
-    unsigned long size() const { return m_size; }
-    unsigned long capacity() const { return m_capacity; }
-    bool empty() const { return m_size == 0; }
+    unsigned long size() const { return m_buffer.size; }
+    unsigned long capacity() const { return m_buffer.capacity; }
+    bool empty() const { return size() == 0; }
     /// 1: the elements of a tile have no places in space.
     static constexpr int width() { return 1; }
 
@@ -72,53 +65,43 @@ public:
     void resizeForOverwrite(unsigned long in_size)
     {
         reserve(in_size);
-        m_size = in_size;
+        m_buffer.size = in_size;
     }
     /// Room for at least that many elements, exactly that many if it has to grow.
-    void reserve(unsigned long in_capacity)
-    {
-        if (in_capacity > m_capacity) {
-            setCapacity(in_capacity);
-        }
-    }
+    void reserve(unsigned long in_capacity) { m_buffer.reserve(in_capacity, sizeof(T)); }
     void push_back(const T& in_value)
     {
-        if (m_size == m_capacity) {
+        if (size() == capacity()) {
             const T value = in_value;  // it may be one of these
-            setCapacity(m_capacity == 0 ? 1 : 2 * m_capacity);
-            m_data[m_size++] = value;
+            m_buffer.setCapacity(capacity() == 0 ? 1 : 2 * capacity(), sizeof(T));
+            data()[m_buffer.size++] = value;
         } else {
-            m_data[m_size++] = in_value;
+            data()[m_buffer.size++] = in_value;
         }
     }
     /// The tile must not be empty.
-    void pop_back() { --m_size; }
+    void pop_back() { --m_buffer.size; }
     /// No elements and no memory.
     void release()
     {
-        m_size = 0;
-        setCapacity(0);
+        m_buffer.size = 0;
+        m_buffer.setCapacity(0, sizeof(T));
     }
-    void swap(ParticleTile& io_other) noexcept
-    {
-        std::swap(m_data, io_other.m_data);
-        std::swap(m_size, io_other.m_size);
-        std::swap(m_capacity, io_other.m_capacity);
-    }
+    void swap(ParticleTile& io_other) noexcept { std::swap(m_buffer, io_other.m_buffer); }
 
     /// The elements of the other tile. Nothing happens if it is this one.
     void set(const ParticleTile& in_other)
     {
         if (this != &in_other) {
-            resizeForOverwrite(in_other.m_size);
-            std::copy_n(in_other.m_data, m_size, m_data);
+            resizeForOverwrite(in_other.size());
+            std::copy_n(in_other.data(), size(), data());
         }
     }
     /// The element `in_index` from the value behind `in_value`. The other two indices are those of
     /// tiles with places in space and are not looked at.
     void set(int in_index, int, int, const void* in_value)
     {
-        m_data[in_index] = *static_cast<const T*>(in_value);
+        data()[in_index] = *static_cast<const T*>(in_value);
     }
 
     /// Bytes of the elements, or of the room for them.
@@ -132,12 +115,10 @@ public:
     /// The number of elements, as a line of text.
     bool dump(OutputStream& io_stream) const;
 
-private:
-    void setCapacity(unsigned long in_capacity);
-
-    T* m_data = nullptr;
-    unsigned long m_size = 0;
-    unsigned long m_capacity = 0;
+protected:
+    static_assert(std::is_trivially_copyable_v<T>, "memory is moved whole");
+    /// The only member, so that bulk work can walk over tiles whatever their type.
+    Detail::TileBuffer m_buffer;
 };
 
 /// The form in which channels keep tiles: one that gives back memory that stands unused.
@@ -146,7 +127,7 @@ class SKELVAR_API DynamicParticleTile : public ParticleTile<T> {
 public:
     /// Moves the elements into memory of exactly their size if the capacity exceeds
     /// (in_factor + 1) times the size, computed in `float` and cut to a whole number.
-    void repack(float in_factor);
+    void repack(float in_factor) { this->m_buffer.repack(in_factor, sizeof(T)); }
 };
 
 #define SKELVAR_EXTERN(T)                  \

@@ -1,22 +1,22 @@
-#pragma once
-
-// Persistence of `ParticleChannel`, for the source that instantiates it.
+// Persistence of `ParticleChannel`.
 
 #include <skelvar/base/InputStream.h>
 #include <skelvar/base/OutputStream.h>
 #include <skelvar/io/ParticleTilesEncoder.h>
-#include <skelvar/particles/ParticleChannelImpl.h>
+#include <skelvar/particles/ParticleChannel.h>
+#include <skelvar/particles/ParticleShape.h>
+#include <skelvar/tree/VoxelLayout.h>
 
 #include <limits>
 #include <type_traits>
 
 namespace Skelvar {
 
-namespace Detail {
+namespace {
 
-inline constexpr unsigned short kParticleVersionWithNames = 3;
-inline constexpr unsigned short kParticleVersionWithBase = 4;
-inline constexpr unsigned short kParticleVersion = 4;
+constexpr unsigned short kParticleVersionWithNames = 3;
+constexpr unsigned short kParticleVersionWithBase = 4;
+constexpr unsigned short kParticleVersion = 4;
 
 /// How the tiles of one depth stand in a stream.
 enum class LevelForm { ePlain, ePlanes, eQuantised, eDropped };
@@ -39,7 +39,7 @@ LevelForm levelForm(const std::string& in_name, CompressionQuality in_quality, i
 }
 
 /// The fewest bytes of a tile in a stream.
-inline unsigned long leastTileBytes(LevelForm in_form, KvfVersion in_version)
+unsigned long leastTileBytes(LevelForm in_form, KvfVersion in_version)
 {
     constexpr unsigned long kCountBytes = 8;
     constexpr unsigned long kVersionBytes = 2;
@@ -109,7 +109,7 @@ bool loadLevel(LevelForm in_form, int in_depth, const VoxelLayout* in_layout,
     return true;
 }
 
-}  // namespace Detail
+}  // namespace
 
 template <typename T>
 struct ParticleChannel<T>::Header {
@@ -123,7 +123,7 @@ struct ParticleChannel<T>::Header {
 template <typename T>
 bool ParticleChannel<T>::save(OutputStream& io_stream) const
 {
-    bool ok = io_stream.write(Detail::kParticleVersion);
+    bool ok = io_stream.write(kParticleVersion);
     ok &= io_stream.write(this->backgroundValue());
     ok &= io_stream.write(this->name());
     ok &= io_stream.write(this->shapeName());
@@ -133,10 +133,10 @@ bool ParticleChannel<T>::save(OutputStream& io_stream) const
     const std::shared_ptr<VoxelLayout> layout = layoutPtr();
     const Tiles no_tiles;
     for (int depth = 0; depth < kNumDepths; ++depth) {
-        const auto form = Detail::levelForm<T>(this->name(), io_stream.quality(), depth);
-        if (form != Detail::LevelForm::eDropped) {
-            ok &= Detail::saveLevel(form, depth, layout.get(), m_blocks ? tiles(depth) : no_tiles,
-                                    io_stream);
+        const auto form = levelForm<T>(this->name(), io_stream.quality(), depth);
+        if (form != LevelForm::eDropped) {
+            ok &=
+                saveLevel(form, depth, layout.get(), m_blocks ? tiles(depth) : no_tiles, io_stream);
         }
     }
     return ok;
@@ -158,11 +158,11 @@ bool ParticleChannel<T>::load(InputStream& io_stream)
         }
         return false;
     }
-    if (header.version >= Detail::kParticleVersionWithNames) {
+    if (header.version >= kParticleVersionWithNames) {
         this->setBackgroundValue(header.background);
     }
     const bool is_dropped =
-        Detail::levelForm<T>(header.name, io_stream.quality(), 0) == Detail::LevelForm::eDropped;
+        levelForm<T>(header.name, io_stream.quality(), 0) == LevelForm::eDropped;
     if (is_dropped) {
         fillAnew();
     } else {
@@ -170,7 +170,7 @@ bool ParticleChannel<T>::load(InputStream& io_stream)
         syncShapeParticleCounts();
     }
     // Only now: until here the name is the one under which the shape knows the channel.
-    if (header.version >= Detail::kParticleVersionWithNames) {
+    if (header.version >= kParticleVersionWithNames) {
         this->setName(header.name);
         this->setShapeName(header.shape_name);
         this->setCustomType(header.custom_type);
@@ -185,17 +185,16 @@ bool ParticleChannel<T>::loadHeader(InputStream& io_stream, Header& out_header)
     if (io_stream.version() >= kKvfVersion2 && !io_stream.read(out_header.version)) {
         return false;
     }
-    if (out_header.version > Detail::kParticleVersion) {
+    if (out_header.version > kParticleVersion) {
         return false;
     }
-    if (out_header.version >= Detail::kParticleVersionWithNames &&
+    if (out_header.version >= kParticleVersionWithNames &&
         !(io_stream.read(out_header.background) && io_stream.read(out_header.name) &&
           io_stream.read(out_header.shape_name) && io_stream.read(out_header.custom_type))) {
         return false;
     }
     io_stream.userdata(out_header.version);
-    return out_header.version < Detail::kParticleVersionWithBase ||
-           TreeChannel3DBase::load(io_stream);
+    return out_header.version < kParticleVersionWithBase || TreeChannel3DBase::load(io_stream);
 }
 
 template <typename T>
@@ -208,15 +207,15 @@ bool ParticleChannel<T>::loadLevels(InputStream& io_stream, const Header& in_hea
     }
     const std::shared_ptr<VoxelLayout> layout = layoutPtr();
     for (int depth = 0; depth < kNumDepths; ++depth) {
-        const auto form = Detail::levelForm<T>(in_header.name, io_stream.quality(), depth);
-        if (form == Detail::LevelForm::eDropped) {
+        const auto form = levelForm<T>(in_header.name, io_stream.quality(), depth);
+        if (form == LevelForm::eDropped) {
             return true;
         }
         if (static_cast<unsigned int>(depth) >= num_levels) {
             if (layout && layout->numNodes(depth) > 0) {
                 return false;
             }
-        } else if (!Detail::loadLevel(form, depth, layout.get(), out_tiles[depth], io_stream)) {
+        } else if (!loadLevel(form, depth, layout.get(), out_tiles[depth], io_stream)) {
             return false;
         }
     }
@@ -234,5 +233,14 @@ bool ParticleChannel<T>::dump(OutputStream& io_stream) const
     }
     return ok;
 }
+
+#define SKELVAR_INSTANTIATE(T)                                                                    \
+    template bool ParticleChannel<T>::save(OutputStream&) const;                                  \
+    template bool ParticleChannel<T>::load(InputStream&);                                         \
+    template bool ParticleChannel<T>::loadHeader(InputStream&, Header&);                          \
+    template bool ParticleChannel<T>::loadLevels(InputStream&, const Header&, TileArrays&) const; \
+    template bool ParticleChannel<T>::dump(OutputStream&) const;
+SKELVAR_FOR_PARTICLE_TYPES(SKELVAR_INSTANTIATE)
+#undef SKELVAR_INSTANTIATE
 
 }  // namespace Skelvar
