@@ -3,6 +3,7 @@
 #include <skelvar/particles/NearbyTiles.h>
 #include <skelvar/particles/ParticleChannel.h>
 #include <skelvar/particles/ParticleShape.h>
+#include <skelvar/particles/PointBox.h>
 
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
@@ -23,71 +24,28 @@ constexpr int kStrays = kNumDepths;  ///< in place of a depth
 /// Moves out of the tiles of one depth: a list for each depth of the destinations, and the strays.
 using MoveLists = std::array<MoveList, kNumDepths + 1>;
 
-/// The box of a tile, repeated for four points: rows of twelve floats that compare at once.
-struct TileBox {
-    static constexpr unsigned long kRow = 12;
-    float low[kRow];
-    float high[kRow];
-
-    explicit TileBox(const VoxelLayoutNode& in_node)
-    {
-        for (unsigned long n = 0; n < kRow; ++n) {
-            const int corner = in_node.corner()[static_cast<int>(n % 3)];
-            low[n] = static_cast<float>(corner);
-            high[n] = static_cast<float>(corner + kTileSideLUT[in_node.depth()]);
-        }
+/// What need not move out of a tile: nothing if there are others in it.
+PointBox stayingIn(const VoxelLayoutNode& in_node)
+{
+    if (in_node.numChildren() > 0) {
+        return {};
     }
-    /// 0 if all values of a row are inside, else, as for a NaN, not 0.
-    int outside(const float* in_values) const
-    {
-        int outside = 0;
-        for (unsigned long n = 0; n < kRow; ++n) {
-            outside |= static_cast<int>(!(in_values[n] >= low[n])) |
-                       static_cast<int>(!(in_values[n] < high[n]));
-        }
-        return outside;
-    }
-    int isOutside(const vec3f& in_point) const
-    {
-        int outside = 0;
-        for (int a = 0; a < 3; ++a) {
-            outside |= static_cast<int>(!(in_point[a] >= low[a])) |
-                       static_cast<int>(!(in_point[a] < high[a]));
-        }
-        return outside;
-    }
-    bool holdsAll(const ParticleTile<vec3f>& in_points) const
-    {
-        const unsigned long count = 3 * in_points.size();
-        const float* const values = reinterpret_cast<const float*>(in_points.data());
-        int outside_any = 0;
-        unsigned long n = 0;
-        for (; n + kRow <= count; n += kRow) {
-            outside_any |= outside(values + n);
-        }
-        for (n /= 3; n < in_points.size(); ++n) {
-            outside_any |= isOutside(in_points[n]);
-        }
-        return outside_any == 0;
-    }
-};
+    const float side = static_cast<float>(kTileSideLUT[in_node.depth()]);
+    const vec3i corner = in_node.corner();
+    const vec3f low = {static_cast<float>(corner[0]), static_cast<float>(corner[1]),
+                       static_cast<float>(corner[2])};
+    return {low, low + vec3f{side, side, side}};
+}
 
 /// Appends the moves out of one tile. `io_leaving` is memory that lasts from tile to tile.
 void findMoves(const ParticleTile<vec3f>& in_points, const VoxelLayoutNode& in_node,
                NearbyTiles& io_nearby, std::vector<unsigned long>& io_leaving, MoveLists& io_moves)
 {
-    const TileBox box(in_node);
-    const bool has_children = in_node.numChildren() > 0;
-    if (in_points.empty() || (!has_children && box.holdsAll(in_points))) {
+    const PointBox box = stayingIn(in_node);
+    if (box.holdsAll(in_points)) {
         return;
     }
-    // Those that may have to go, gathered without a branch that nobody can foresee.
-    io_leaving.resize(std::max<std::size_t>(io_leaving.size(), in_points.size() + 1));
-    unsigned long num_leaving = 0;
-    for (unsigned long n = 0; n < in_points.size(); ++n) {
-        io_leaving[num_leaving] = n;
-        num_leaving += has_children || box.isOutside(in_points[n]) != 0 ? 1 : 0;
-    }
+    const unsigned long num_leaving = box.findOutside(in_points, io_leaving);
     const TileIndex here = in_node.tileIndex();
     io_nearby.moveTo(here);
     for (unsigned long m = 0; m < num_leaving; ++m) {

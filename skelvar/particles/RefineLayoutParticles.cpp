@@ -5,6 +5,7 @@
 #include <skelvar/base/SkelvarProfiler.h>
 #include <skelvar/particles/ParticleChannel.h>
 #include <skelvar/particles/ParticleShape.h>
+#include <skelvar/particles/PointBox.h>
 #include <skelvar/particles/ReblockByPosition.h>
 #include <skelvar/tree/VoxelLayoutAccessor.h>
 #include <skelvar/voxel/VoxelShape.h>
@@ -110,33 +111,20 @@ private:
 };
 
 /// The points whose boxes of cells lie inside of one tile.
-struct InnerBox {
-    static constexpr float kRounding = 1.0f / 16.0f;  ///< more than sums are off by
-
+PointBox innerBox(const VoxelLayoutNode& in_tile, float in_radius, const vec3f& in_offset)
+{
+    constexpr float kRounding = 1.0f / 16.0f;  // more than sums are off by
     vec3f low{};
-    vec3f high{};  ///< by default it holds nothing
-
-    InnerBox() = default;
-    InnerBox(const VoxelLayoutNode& in_tile, float in_radius, const vec3f& in_offset)
-    {
-        for (int a = 0; a < 3; ++a) {
-            const int corner = in_tile.corner()[a];
-            const float margin = in_radius != 0.0f || in_offset[a] != 0.0f ? kRounding : 0.0f;
-            low[a] = static_cast<float>(corner) + in_radius + in_offset[a] + margin;
-            high[a] = static_cast<float>(corner + kTileSideLUT[in_tile.depth()]) - in_radius +
-                      in_offset[a] - margin;
-        }
+    vec3f high{};
+    for (int a = 0; a < 3; ++a) {
+        const int corner = in_tile.corner()[a];
+        const float margin = in_radius != 0.0f || in_offset[a] != 0.0f ? kRounding : 0.0f;
+        low[a] = static_cast<float>(corner) + in_radius + in_offset[a] + margin;
+        high[a] = static_cast<float>(corner + kTileSideLUT[in_tile.depth()]) - in_radius +
+                  in_offset[a] - margin;
     }
-    bool holds(const vec3f& in_point) const
-    {
-        bool inside = true;
-        for (int a = 0; a < 3; ++a) {  // without a branch for each comparison
-            inside &= in_point[a] >= low[a];
-            inside &= in_point[a] < high[a];
-        }
-        return inside;
-    }
-};
+    return {low, high};
+}
 
 /// Clamps a coordinate, which is a number, to the domain.
 int cellOf(float in_coordinate)
@@ -184,10 +172,10 @@ void refineLayout(Layout* io_layout, const Layout*, Shape* in_shape, Particles* 
     const vec3f offset = kVoxelOffset[in_offset & 7];
     // Most particles stand in a tile of that very depth, away from its faces.
     const bool is_same_tree = in_shape == nullptr && in_particles->layoutPtr().get() == io_layout;
-    const auto innerBox = [&](int in_tile, int in_tile_depth) {
+    const auto boxOf = [&](int in_tile, int in_tile_depth) {
         return is_same_tree && in_tile_depth == in_depth
-                   ? InnerBox(io_layout->node(in_tile, in_depth), in_radius, offset)
-                   : InnerBox();
+                   ? innerBox(io_layout->node(in_tile, in_depth), in_radius, offset)
+                   : PointBox();
     };
     tbb::enumerable_thread_specific<std::unique_ptr<VoxelLayout>> collected;
     {
@@ -202,14 +190,18 @@ void refineLayout(Layout* io_layout, const Layout*, Shape* in_shape, Particles* 
                         layout->addNode(TileId(0));
                     }
                     MissingTiles missing(*io_layout, in_depth, *layout);
+                    std::vector<unsigned long> outside;
                     for (int n = in_range.begin(); n < in_range.end(); ++n) {
+                        const auto& points = positions->tile(n, depth);
+                        const PointBox inner = boxOf(n, depth);
+                        const unsigned long num_outside =
+                            inner.holdsAll(points) ? 0 : inner.findOutside(points, outside);
                         bool is_first = true;
                         vec3i low{};
                         vec3i high{};
-                        const InnerBox inner = innerBox(n, depth);
-                        for (const vec3f& point : positions->tile(n, depth)) {
-                            if (inner.holds(point) ||
-                                !findBox(to_voxels(point), in_radius, offset, low, high)) {
+                        for (unsigned long m = 0; m < num_outside; ++m) {
+                            if (!findBox(to_voxels(points[outside[m]]), in_radius, offset, low,
+                                         high)) {
                                 continue;
                             }
                             if (std::exchange(is_first, false)) {
