@@ -8,12 +8,18 @@
 
 #include <atomic>
 #include <cassert>
+#include <limits>
 
 namespace Skelvar {
 
-namespace {
+/// Neighbouring entries of the same tile: [begin, end).
+struct ParticleReblock::Run {
+    int tile;
+    long long begin;
+    long long end;
+};
 
-using Run = ParticleReblock::Run;
+namespace {
 
 /// Calls in_body(piece, begin, end) for some pieces of [0, in_count), in parallel.
 template <typename Body>
@@ -33,7 +39,7 @@ void forPieces(long long in_count, long long in_num_pieces, const Body& in_body)
 
 /// The runs of equal `in_tile(entry)` of a list. `in_ordered(a, b)` is asked of neighbours; false
 /// for any clears `out_ordered`.
-template <typename Tile, typename Ordered>
+template <typename Run, typename Tile, typename Ordered>
 std::vector<Run> runsOf(const ParticleToFrom* in_list, long long in_count, const Tile& in_tile,
                         const Ordered& in_ordered, bool& out_ordered)
 {
@@ -64,26 +70,6 @@ std::vector<Run> runsOf(const ParticleToFrom* in_list, long long in_count, const
     return all;
 }
 
-std::vector<Run> runsByFrom(const ParticleToFrom* in_list, std::size_t in_count, bool& out_ordered)
-{
-    return runsOf(
-        in_list, static_cast<long long>(in_count),
-        [](const ParticleToFrom& in_entry) { return in_entry.from; },
-        [](const ParticleToFrom& in_a, const ParticleToFrom& in_b) {
-            return !ParticleToFrom::compareIndex(in_b, in_a);
-        },
-        out_ordered);
-}
-
-std::vector<Run> runsByTo(const std::vector<ParticleToFrom>& in_list, bool& out_ordered)
-{
-    return runsOf(
-        in_list.data(), static_cast<long long>(in_list.size()),
-        [](const ParticleToFrom& in_entry) { return in_entry.to; },
-        [](const ParticleToFrom& in_a, const ParticleToFrom& in_b) { return in_a.to <= in_b.to; },
-        out_ordered);
-}
-
 }  // namespace
 
 ParticleReblock::ParticleReblock(const std::vector<ParticleToFrom>& in_list,
@@ -98,23 +84,32 @@ ParticleReblock::ParticleReblock(const std::vector<ParticleToFrom>& in_list,
         }
     }
     // One thread handles a tile only if its entries stand together.
+    const auto runsByTo = [&](bool& out_ordered) {
+        return runsOf<Run>(
+            arriving.data(), static_cast<long long>(arriving.size()),
+            [](const ParticleToFrom& in_entry) { return in_entry.to; },
+            [](const ParticleToFrom& in_a, const ParticleToFrom& in_b) {
+                return in_a.to <= in_b.to;
+            },
+            out_ordered);
+    };
     bool is_ordered = true;
-    arriving_runs = runsByTo(arriving, is_ordered);
+    std::vector<Run> arriving_runs = runsByTo(is_ordered);
     if (!is_ordered) {
         std::stable_sort(arriving.begin(), arriving.end(),
                          [](const ParticleToFrom& in_a, const ParticleToFrom& in_b) {
                              return in_a.to < in_b.to;
                          });
-        arriving_runs = runsByTo(arriving, is_ordered);
+        arriving_runs = runsByTo(is_ordered);
     }
-    sortLeaving(in_list);
+    joinRuns(arriving_runs, sortLeaving(in_list));
 }
 
 ParticleReblock::ParticleReblock(const std::vector<ParticleToFrom>& in_list, int in_num_tiles,
                                  int in_from_depth, int in_to_depth)
     : from_depth(in_from_depth), to_depth(in_to_depth)
 {
-    sortLeaving(in_list);
+    const std::vector<Run> leaving_runs = sortLeaving(in_list);
     const long long count = static_cast<long long>(in_list.size());
     // Key 0 is for those that go, and for those whose destination is no tile.
     const auto key = [&](long long n) {
@@ -130,44 +125,87 @@ ParticleReblock::ParticleReblock(const std::vector<ParticleToFrom>& in_list, int
             arriving[in_place - first] = leaving[n];
         }
     });
+    std::vector<Run> arriving_runs;
     for (int tile = 0; tile < in_num_tiles; ++tile) {
         if (begin[tile + 1] < begin[tile + 2]) {
             arriving_runs.push_back({tile, begin[tile + 1] - first, begin[tile + 2] - first});
         }
     }
+    joinRuns(arriving_runs, leaving_runs);
 }
 
-void ParticleReblock::forRuns(const std::vector<Run>& in_runs,
-                              const std::function<void(const Run*, const Run*)>& in_body)
+std::vector<ParticleReblock::Run> ParticleReblock::sortLeaving(
+    const std::vector<ParticleToFrom>& in_list)
+{
+    const auto runsByFrom = [&](bool& out_ordered) {
+        return runsOf<Run>(
+            leaving, static_cast<long long>(in_list.size()),
+            [](const ParticleToFrom& in_entry) { return in_entry.from; },
+            [](const ParticleToFrom& in_a, const ParticleToFrom& in_b) {
+                return !ParticleToFrom::compareIndex(in_b, in_a);
+            },
+            out_ordered);
+    };
+    bool is_ordered = true;
+    leaving = in_list.data();
+    std::vector<Run> runs = runsByFrom(is_ordered);
+    if (!is_ordered) {
+        assert(!"a list of particles is sorted by tile and index");
+        m_sorted = in_list;
+        tbb::parallel_sort(m_sorted.begin(), m_sorted.end(), ParticleToFrom::compareIndex);
+        leaving = m_sorted.data();
+        runs = runsByFrom(is_ordered);
+    }
+    return runs;
+}
+
+/// Both are by rising tile.
+void ParticleReblock::joinRuns(const std::vector<Run>& in_arriving,
+                               const std::vector<Run>& in_leaving)
+{
+    const bool is_one_depth = from_depth == to_depth;
+    auto leaving_run = in_leaving.begin();
+    const auto leaveBefore = [&](long long in_tile) {
+        for (; leaving_run != in_leaving.end() && leaving_run->tile < in_tile; ++leaving_run) {
+            changes.push_back(
+                {from_depth, leaving_run->tile, 0, 0, leaving_run->begin, leaving_run->end});
+        }
+    };
+    for (const Run& run : in_arriving) {
+        Change change{to_depth, run.tile, run.begin, run.end};
+        if (is_one_depth) {
+            leaveBefore(run.tile);
+            if (leaving_run != in_leaving.end() && leaving_run->tile == run.tile) {
+                change.leaving_begin = leaving_run->begin;
+                change.leaving_end = leaving_run->end;
+                ++leaving_run;
+            }
+        }
+        changes.push_back(change);
+    }
+    leaveBefore(std::numeric_limits<long long>::max());
+}
+
+void ParticleReblock::forChanges(const std::function<void(long long, long long)>& in_body) const
 {
     constexpr long long kSerialEntries = 99;
-    const Run* const runs = in_runs.data();
-    const long long count = static_cast<long long>(in_runs.size());
-    if (count == 0 || in_runs.back().end - in_runs.front().begin <= kSerialEntries) {
-        in_body(runs, runs + count);
+    long long num_entries = 0;
+    for (const Change& change : changes) {
+        num_entries +=
+            change.arriving_end - change.arriving_begin + change.leaving_end - change.leaving_begin;
+    }
+    const long long count = static_cast<long long>(changes.size());
+    if (num_entries <= kSerialEntries) {
+        in_body(0, count);
         return;
     }
     tbb::task_group_context context;
     tbb::parallel_for(
         tbb::blocked_range<long long>(0, count),
         [&](const tbb::blocked_range<long long>& in_range) {
-            in_body(runs + in_range.begin(), runs + in_range.end());
+            in_body(in_range.begin(), in_range.end());
         },
         tbb::auto_partitioner{}, context);
-}
-
-void ParticleReblock::sortLeaving(const std::vector<ParticleToFrom>& in_list)
-{
-    bool is_ordered = true;
-    leaving = in_list.data();
-    leaving_runs = runsByFrom(leaving, in_list.size(), is_ordered);
-    if (!is_ordered) {
-        assert(!"a list of particles is sorted by tile and index");
-        m_sorted = in_list;
-        tbb::parallel_sort(m_sorted.begin(), m_sorted.end(), ParticleToFrom::compareIndex);
-        leaving = m_sorted.data();
-        leaving_runs = runsByFrom(leaving, m_sorted.size(), is_ordered);
-    }
 }
 
 }  // namespace Skelvar

@@ -11,11 +11,14 @@ namespace Skelvar {
 /// carried out by each channel of a shape. Entries of one tile stand together, so that one thread
 /// handles a tile.
 struct ParticleReblock {
-    /// Neighbouring entries of the same tile: [begin, end).
-    struct Run {
+    /// What happens to one tile: entries [begin, end) of `arriving` come, of `leaving` go.
+    struct Change {
+        int depth;
         int tile;
-        long long begin;
-        long long end;
+        long long arriving_begin = 0;
+        long long arriving_end = 0;
+        long long leaving_begin = 0;
+        long long leaving_end = 0;
     };
 
     /// `in_list` must outlive the request, unless it is not sorted, in which case it is copied.
@@ -29,20 +32,21 @@ struct ParticleReblock {
     ParticleReblock(const ParticleReblock&) = delete;
     ParticleReblock& operator=(const ParticleReblock&) = delete;
 
-    /// Calls in_body(begin, end) on ranges that cover a list of runs, in parallel if it is worth
-    /// it.
-    static void forRuns(const std::vector<Run>& in_runs,
-                        const std::function<void(const Run* in_begin, const Run* in_end)>& in_body);
+    /// Calls in_body(begin, end) on ranges that cover `changes`, in parallel if it is worth it.
+    void forChanges(const std::function<void(long long, long long)>& in_body) const;
 
     int from_depth;
     int to_depth;
     const ParticleToFrom* leaving;         ///< all entries, by `from` and `index`
-    std::vector<Run> leaving_runs;         ///< by `from`
     std::vector<ParticleToFrom> arriving;  ///< those with a destination, by `to`
-    std::vector<Run> arriving_runs;        ///< by `to`
+    std::vector<Change> changes;           ///< each tile of a depth once
 
 private:
-    void sortLeaving(const std::vector<ParticleToFrom>& in_list);
+    struct Run;
+
+    /// Gives the runs of equal `from`.
+    std::vector<Run> sortLeaving(const std::vector<ParticleToFrom>& in_list);
+    void joinRuns(const std::vector<Run>& in_arriving, const std::vector<Run>& in_leaving);
 
     std::vector<ParticleToFrom> m_sorted;  ///< of a list that was not
 };

@@ -3,56 +3,67 @@
 #include <skelvar/particles/ParticleReblock.h>
 #include <skelvar/tree/BulkLoop.h>
 
+#include <algorithm>
 #include <cstring>
+#include <memory>
 #include <numeric>
 
 namespace Skelvar::Detail {
 
 namespace {
 
-using Run = ParticleReblock::Run;
+using Change = ParticleReblock::Change;
 
-/// Takes the elements of a run out of their tile and fills the holes from its end. The run is
-/// sorted by index; indices that name no element are passed over.
+/// Copies the elements that some entries name. Entries that name none are passed over. Gives the
+/// number of those copied.
 template <typename E>
-void removeElements(const ParticleToFrom* in_first, const ParticleToFrom* in_end,
-                    TileBuffer& io_tile)
+unsigned long gatherElements(const ParticleToFrom* in_first, const ParticleToFrom* in_end,
+                             ConstTileBuffers in_sources, E* out_elements)
 {
-    E* const elements = static_cast<E*>(io_tile.data);
-    unsigned long size = io_tile.size;
-    const ParticleToFrom* first = in_first;
-    const ParticleToFrom* last = in_end - 1;
-    while (first <= last && size > 0) {
-        // The element that fills a hole must be one that stays.
-        while (last != first && last->index >= size - 1) {
-            if (last->index == size - 1) {
-                --size;
-            }
-            --last;
-        }
-        if (first->index < size) {
-            elements[first->index] = elements[--size];
-        }
-        ++first;
-    }
-    io_tile.size = size;
-}
-
-/// Writes the elements of a run behind the end of a tile that has room for them; the tile's size
-/// stays, since other threads may read it. Gives their number.
-template <typename E>
-unsigned long copyElements(const ParticleToFrom* in_first, const ParticleToFrom* in_end,
-                           ConstTileBuffers in_sources, const TileBuffer& in_target)
-{
-    E* const begin = static_cast<E*>(in_target.data) + in_target.size;
-    E* out = begin;
+    E* out = out_elements;
     for (const ParticleToFrom* entry = in_first; entry != in_end; ++entry) {
         const std::size_t from = static_cast<unsigned>(entry->from);
         if (from < in_sources.size() && entry->index < in_sources[from].size) {
             *out++ = static_cast<const E*>(in_sources[from].data)[entry->index];
         }
     }
-    return static_cast<unsigned long>(out - begin);
+    return static_cast<unsigned long>(out - out_elements);
+}
+
+/// Appends elements to a tile and takes others out, whose holes are filled from the end. Those that
+/// leave are sorted by index; indices that name no element are passed over. As if all were appended
+/// before the first one leaves, but what fills a hole goes there straight away.
+template <typename E>
+void changeTile(E* io_arrived, unsigned long in_num_arrived, const ParticleToFrom* in_leaving,
+                const ParticleToFrom* in_leaving_end, TileBuffer& io_tile)
+{
+    E* const old_elements = static_cast<E*>(io_tile.data);
+    const unsigned long old_size = io_tile.size;
+    const auto element = [&](unsigned long in_index) -> E& {
+        return in_index < old_size ? old_elements[in_index] : io_arrived[in_index - old_size];
+    };
+    unsigned long size = old_size + in_num_arrived;
+    const ParticleToFrom* first = in_leaving;
+    const ParticleToFrom* last = in_leaving_end;
+    while (first < last && size > 0) {
+        // The element that fills a hole must be one that stays.
+        while (last - 1 != first && last[-1].index >= size - 1) {
+            if (last[-1].index == size - 1) {
+                --size;
+            }
+            --last;
+        }
+        if (first->index < size) {
+            element(first->index) = element(--size);
+        }
+        ++first;
+    }
+    if (size > old_size) {
+        io_tile.reserve(size, sizeof(E));
+        std::copy(io_arrived, io_arrived + (size - old_size),
+                  static_cast<E*>(io_tile.data) + old_size);
+    }
+    io_tile.size = size;
 }
 
 }  // namespace
@@ -124,51 +135,44 @@ void copyTiles(ConstTileBuffers in_tiles, unsigned long in_bytes, TileBuffers ou
     });
 }
 
-/// In passes, each done before the next begins: a tile that grows may be one that others read.
+/// In two passes, since what one tile gives away another may need: first all that moves is copied
+/// out, then each tile takes in its share and closes its gaps.
 void reblockTiles(const ParticleReblock& in_reblock, unsigned long in_bytes, TileBuffers io_sources,
                   TileBuffers io_targets)
 {
-    const std::vector<Run>& arriving = in_reblock.arriving_runs;
-    const ParticleToFrom* const arrivals = in_reblock.arriving.data();
-    const auto isIn = [](TileBuffers in_tiles, const Run& in_run) {
-        return static_cast<std::size_t>(in_run.tile) < in_tiles.size();
+    const std::vector<Change>& changes = in_reblock.changes;
+    const auto moved =
+        std::make_unique_for_overwrite<unsigned char[]>(in_reblock.arriving.size() * in_bytes);
+    const auto movedFrom = [&]<typename E>(const Change& in_change, E) {
+        return reinterpret_cast<E*>(moved.get()) + in_change.arriving_begin;
     };
+    std::vector<unsigned long> num_moved(changes.size());
 
-    ParticleReblock::forRuns(arriving, [&](const Run* in_begin, const Run* in_end) {
-        for (const Run* run = in_begin; run != in_end; ++run) {
-            if (isIn(io_targets, *run)) {
-                TileBuffer& tile = io_targets[run->tile];
-                tile.reserve(tile.size + static_cast<unsigned long>(run->end - run->begin),
-                             in_bytes);
-            }
-        }
-    });
-
-    std::vector<unsigned long> num_copied(arriving.size());
-    ParticleReblock::forRuns(arriving, [&](const Run* in_begin, const Run* in_end) {
-        withElement(in_bytes, [&]<typename E>(E) {
-            for (const Run* run = in_begin; run != in_end; ++run) {
-                if (isIn(io_targets, *run)) {
-                    num_copied[run - arriving.data()] =
-                        copyElements<E>(arrivals + run->begin, arrivals + run->end, io_sources,
-                                        io_targets[run->tile]);
-                }
+    in_reblock.forChanges([&](long long in_begin, long long in_end) {
+        withElement(in_bytes, [&](auto in_element) {
+            const ParticleToFrom* const arriving = in_reblock.arriving.data();
+            for (long long n = in_begin; n < in_end; ++n) {
+                num_moved[n] = gatherElements(arriving + changes[n].arriving_begin,
+                                              arriving + changes[n].arriving_end, io_sources,
+                                              movedFrom(changes[n], in_element));
             }
         });
     });
-    for (std::size_t n = 0; n < arriving.size(); ++n) {
-        if (isIn(io_targets, arriving[n])) {
-            io_targets[arriving[n].tile].size += num_copied[n];
-        }
-    }
 
-    ParticleReblock::forRuns(in_reblock.leaving_runs, [&](const Run* in_begin, const Run* in_end) {
-        withElement(in_bytes, [&]<typename E>(E) {
-            for (const Run* run = in_begin; run != in_end; ++run) {
-                if (isIn(io_sources, *run)) {
-                    TileBuffer& tile = io_sources[run->tile];
-                    removeElements<E>(in_reblock.leaving + run->begin,
-                                      in_reblock.leaving + run->end, tile);
+    in_reblock.forChanges([&](long long in_begin, long long in_end) {
+        withElement(in_bytes, [&](auto in_element) {
+            for (long long n = in_begin; n < in_end; ++n) {
+                const Change& change = changes[n];
+                const TileBuffers tiles =
+                    change.depth == in_reblock.to_depth ? io_targets : io_sources;
+                if (static_cast<std::size_t>(change.tile) >= tiles.size()) {
+                    continue;
+                }
+                TileBuffer& tile = tiles[change.tile];
+                changeTile(movedFrom(change, in_element), num_moved[n],
+                           in_reblock.leaving + change.leaving_begin,
+                           in_reblock.leaving + change.leaving_end, tile);
+                if (change.leaving_begin < change.leaving_end) {
                     tile.repack(1.0f, in_bytes);
                 }
             }
