@@ -9,7 +9,7 @@ namespace Skelvar {
 
 namespace {
 
-using Bytes = std::vector<unsigned char>;
+using PlaneBytes = std::vector<unsigned char>;
 using PositionTiles = std::vector<DynamicParticleTile<vec3f>>;
 
 static_assert(sizeof(vec3f) == 3 * sizeof(float), "elements are walked as rows of floats");
@@ -17,14 +17,14 @@ static_assert(sizeof(vec3f) == 3 * sizeof(float), "elements are walked as rows o
 template <typename T>
 constexpr unsigned long kComponents = sizeof(T) / sizeof(float);
 
-bool writePlane(const Bytes& in_plane, OutputStream& io_stream)
+bool writePlane(const PlaneBytes& in_plane, OutputStream& io_stream)
 {
     const bool ok = io_stream.write(static_cast<unsigned long long>(in_plane.size()));
     return io_stream.writebytes(in_plane.size(), reinterpret_cast<const char*>(in_plane.data())) &&
            ok;
 }
 
-bool readPlane(InputStream& io_stream, Bytes& out_plane)
+bool readPlane(InputStream& io_stream, PlaneBytes& out_plane)
 {
     unsigned long long length = 0;
     if (!io_stream.read(length) || length > io_stream.length()) {
@@ -38,7 +38,7 @@ template <typename T>
 bool encodePlanes(unsigned long in_count, const std::vector<DynamicParticleTile<T>>& in_tiles,
                   OutputStream& io_stream)
 {
-    Bytes planes;
+    PlaneBytes planes;
     bool ok = true;
     for (unsigned long n = 0; n < in_count; ++n) {
         const unsigned long length = kComponents<T> * in_tiles[n].size();
@@ -55,7 +55,7 @@ template <typename T>
 bool decodePlanes(unsigned long in_count, std::vector<DynamicParticleTile<T>>& io_tiles,
                   InputStream& io_stream)
 {
-    Bytes planes;
+    PlaneBytes planes;
     std::vector<float> values;
     io_tiles.resize(in_count);
     for (DynamicParticleTile<T>& tile : io_tiles) {
@@ -116,14 +116,14 @@ unsigned int codeOf(float in_position, int in_corner, int in_side, float in_step
 
 }  // namespace
 
-void TileEncoder<ParticleTile<vec3f>>::decode3f(unsigned long in_count,
-                                                ParticleTile<vec3f>& io_tile,
-                                                const Bytes& in_plane0, const Bytes& in_plane1,
-                                                const Bytes& in_plane2, const Bytes& in_plane3)
+void TileEncoder<ParticleTile<vec3f>>::decode3f(
+    unsigned long in_count, ParticleTile<vec3f>& io_tile, const PlaneBytes& in_plane0,
+    const PlaneBytes& in_plane1, const PlaneBytes& in_plane2, const PlaneBytes& in_plane3)
 {
-    const std::array<const Bytes*, 4> planes = {&in_plane0, &in_plane1, &in_plane2, &in_plane3};
+    const std::array<const PlaneBytes*, 4> planes = {&in_plane0, &in_plane1, &in_plane2,
+                                                     &in_plane3};
     const auto byteOf = [&](int in_plane, unsigned long in_place) {
-        const Bytes& plane = *planes[in_plane];
+        const PlaneBytes& plane = *planes[in_plane];
         return in_place < plane.size() ? static_cast<unsigned int>(plane[in_place]) : 0u;
     };
     io_tile.resize(in_count);
@@ -163,8 +163,8 @@ bool encodePositions(const VoxelLayout& in_layout, int in_depth, const PositionT
 {
     const bool is_wide = io_stream.quality() == eQualityQuantised16;
     const float steps = stepsOf(io_stream.quality());
-    Bytes low;
-    Bytes high;
+    PlaneBytes low;
+    PlaneBytes high;
     bool ok = true;
     for (std::size_t n = 0; n < in_tiles.size(); ++n) {
         TileFrame frame;
@@ -193,8 +193,8 @@ bool decodePositions(const VoxelLayout& in_layout, int in_depth, PositionTiles& 
 {
     const bool is_wide = io_stream.quality() == eQualityQuantised16;
     const float steps = stepsOf(io_stream.quality());
-    Bytes low;
-    Bytes high;
+    PlaneBytes low;
+    PlaneBytes high;
     for (std::size_t n = 0; n < io_tiles.size(); ++n) {
         TileFrame frame;
         if (!findFrame(in_layout, in_depth, n, frame) || !readPlane(io_stream, low) ||
