@@ -25,8 +25,10 @@ unsigned long long bigEndian64(const unsigned char* in_bytes)
 }
 
 /// Reads the sizes of the chunk at `io_position`, at most `in_most` bytes when inflated, and moves
-/// the position behind its zlib stream.
-bool readChunk(const KvfReader& in_reader, unsigned long long in_most, const std::string& in_name,
+/// the position behind its zlib stream. `in_name()` names the chunk in a failure: a large file has
+/// thousands, which take longer to name than to read.
+template <typename Name>
+bool readChunk(const KvfReader& in_reader, unsigned long long in_most, const Name& in_name,
                unsigned long long& io_position, ChannelBody::Chunk& out_chunk)
 {
     // Read at its place: the reader's buffer would fetch all that is skipped.
@@ -34,7 +36,7 @@ bool readChunk(const KvfReader& in_reader, unsigned long long in_most, const std
     const unsigned long long size = in_reader.file().size();
     unsigned char header[kChunkHeaderSize];
     if (!in_reader.file().readAt(start, sizeof(header), reinterpret_cast<char*>(header))) {
-        return KvfError::failAt(in_reader.path(), start, in_name + "the file ends in its sizes");
+        return KvfError::failAt(in_reader.path(), start, in_name() + "the file ends in its sizes");
     }
     out_chunk.size = bigEndian64(header);
     out_chunk.compressed = bigEndian64(header + 8);
@@ -42,7 +44,7 @@ bool readChunk(const KvfReader& in_reader, unsigned long long in_most, const std
     const unsigned long long left = size > out_chunk.offset ? size - out_chunk.offset : 0;
     if (out_chunk.compressed > left) {
         return KvfError::failAt(in_reader.path(), start,
-                                in_name + "compressed size " +
+                                in_name() + "compressed size " +
                                     std::to_string(out_chunk.compressed) + " exceeds the " +
                                     std::to_string(left) + " bytes left");
     }
@@ -50,7 +52,7 @@ bool readChunk(const KvfReader& in_reader, unsigned long long in_most, const std
         !Deflate::isPossible(out_chunk.size, out_chunk.compressed, left)) {
         return KvfError::failAt(
             in_reader.path(), start,
-            in_name + "size " + std::to_string(out_chunk.size) + " exceeds the " +
+            in_name() + "size " + std::to_string(out_chunk.size) + " exceeds the " +
                 std::to_string(in_most) + " bytes left of the channel, or what " +
                 std::to_string(out_chunk.compressed) + " compressed bytes can hold");
     }
@@ -69,7 +71,8 @@ bool ChannelBody::read(KvfReader& io_reader, const std::string& in_channel)
         Chunk chunk;
         const unsigned long long most = Deflate::mostInflated(io_reader.length());
         unsigned long long position = offset;
-        if (!readChunk(io_reader, most, name, position, chunk)) {
+        const auto channel_name = [&] { return name; };
+        if (!readChunk(io_reader, most, channel_name, position, chunk)) {
             return false;
         }
         size = chunk.size;
@@ -93,7 +96,8 @@ bool ChannelBody::read(KvfReader& io_reader, const std::string& in_channel)
     unsigned long long position = first;
     for (unsigned long long n = 0; n < count; ++n) {
         Chunk chunk;
-        if (!readChunk(io_reader, missing, chunkName(in_channel, n), position, chunk)) {
+        const auto chunk_name = [&] { return chunkName(in_channel, n); };
+        if (!readChunk(io_reader, missing, chunk_name, position, chunk)) {
             return false;
         }
         missing -= chunk.size;
