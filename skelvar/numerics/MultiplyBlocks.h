@@ -74,8 +74,7 @@ inline void addCoreProducts(const float* in_values, const float* in_x, float* io
     addCoreSlab<Sum, eLast>(in_values, in_x, io_y, (kTileWidth - 1) * kAxisStep[2]);
 }
 
-/// A block of the pattern of a side: one entry a row.
-template <typename Sum>
+/// A block of the pattern of a side: one entry a row, whose product in `float` is the sum.
 inline void addSideProducts(int in_side, const float* in_values, const float* in_x, float* io_y)
 {
     const int axis = in_side / 2;
@@ -87,7 +86,7 @@ inline void addSideProducts(int in_side, const float* in_values, const float* in
     for (int b = 0; b < kTileWidth; ++b) {
         for (int a = 0; a < kTileWidth; ++a) {
             const int at = a * lower + b * upper;
-            y[at] += float(Sum(0) + Sum(*in_values++ * x[at]));
+            y[at] += *in_values++ * x[at];
         }
     }
 }
@@ -106,24 +105,46 @@ inline void addAnyProducts(const SparseMatrixTile<float>& in_block, const float*
     }
 }
 
-/// Adds the product of the blocks of a row tile and x to y. Products are formed in `float` and
-/// summed over a row of a block in `Sum`, from 0 on; that sum, rounded, is added in `float`.
-template <typename Sum, typename Vector>
-void addBlockProducts(const SparseMatrix<float>::Blocks& in_blocks, const Vector& in_x, float* io_y)
+/// Asks ahead for the list of a tile's blocks.
+inline void prefetchList(const SparseMatrix<float>::Blocks& in_blocks)
 {
     for (const SparseMatrixTile<float>& block : in_blocks) {
-        const float* const x = in_x.tileData(block.tileIndex(), block.depth());
-        switch (block.stencil()) {
-            case SparseMatrixStencil::eNone:
-                addAnyProducts<Sum>(block, x, io_y);
-                break;
-            case SparseMatrixStencil::eCore:
-                addCoreProducts<Sum>(block.values(), x, io_y);
-                break;
-            default:
-                addSideProducts<Sum>(static_cast<int>(block.stencil()) - 1, block.values(), x,
-                                     io_y);
+        __builtin_prefetch(&block);
+    }
+}
+
+/// Asks ahead for what the blocks of a tile hold, each in a place of its own. Of a long block the
+/// start is enough: the processor sees where it goes.
+inline void prefetchBlocks(const SparseMatrix<float>::Blocks& in_blocks)
+{
+    constexpr unsigned long long kLine = 64;
+    constexpr unsigned long long kAhead = 5 * kLine;
+    for (const SparseMatrixTile<float>& block : in_blocks) {
+        const unsigned long long bytes = block.stencil() == SparseMatrixStencil::eNone
+                                             ? block.memUsage()
+                                             : block.numEntries() * sizeof(float);
+        const char* const data = reinterpret_cast<const char*>(block.values());
+        for (unsigned long long at = 0; at < std::min(bytes, kAhead); at += kLine) {
+            __builtin_prefetch(data + at);
         }
+    }
+}
+
+/// Adds the product of a block and x to y. Products are formed in `float` and summed over a row of
+/// the block in `Sum`, from 0 on; that sum, rounded, is added in `float`.
+template <typename Sum, typename Vector>
+void addBlockProduct(const SparseMatrixTile<float>& in_block, const Vector& in_x, float* io_y)
+{
+    const float* const x = in_x.tileData(in_block.tileIndex(), in_block.depth());
+    switch (in_block.stencil()) {
+        case SparseMatrixStencil::eNone:
+            addAnyProducts<Sum>(in_block, x, io_y);
+            break;
+        case SparseMatrixStencil::eCore:
+            addCoreProducts<Sum>(in_block.values(), x, io_y);
+            break;
+        default:
+            addSideProducts(static_cast<int>(in_block.stencil()) - 1, in_block.values(), x, io_y);
     }
 }
 

@@ -1,8 +1,9 @@
 #include <skelvar/numerics/SolvePCG.h>
 
 #include <skelvar/base/SkelvarProfiler.h>
-#include <skelvar/numerics/MultiplyBlocks.h>
 #include <skelvar/numerics/NullSpace.h>
+#include <skelvar/numerics/PreparedMatrix.h>
+#include <skelvar/numerics/SumInLanes.h>
 #include <skelvar/numerics/TileLoop.h>
 #include <skelvar/tree/VoxelLayout.h>
 
@@ -14,28 +15,6 @@ namespace Skelvar {
 namespace {
 
 constexpr int kReprojectionPeriod = 8;  ///< passes from one projection of the residual to the next
-constexpr int kSumLanes = 8;            ///< partial sums of a loop over a tile
-
-/// The sum of `in_summand(n)` for n below `in_count`, in a few partial sums side by side.
-template <typename Sum, typename Summand>
-Sum sumInLanes(int in_count, const Summand& in_summand)
-{
-    Sum lanes[kSumLanes] = {};
-    int n = 0;
-    for (; n + kSumLanes <= in_count; n += kSumLanes) {
-        for (int lane = 0; lane < kSumLanes; ++lane) {
-            lanes[lane] += in_summand(n + lane);
-        }
-    }
-    for (; n < in_count; ++n) {
-        lanes[n % kSumLanes] += in_summand(n);
-    }
-    Sum sum = 0;
-    for (const Sum lane : lanes) {
-        sum += lane;
-    }
-    return sum;
-}
 
 /// Adds up `in_body(tile, depth)` over all tiles, depth by depth.
 template <typename Sum, typename Body>
@@ -68,7 +47,7 @@ float startResidual(const SparseMatrix<float>& in_A, const DenseVector<float>& i
         }
         const float* const b = in_b.tileData(in_tile, in_depth);
         const unsigned short* const ids = block->pattern().row_ids;
-        return sumInLanes<float>(block->numRows(), [&](int in_row) {
+        return Detail::sumInLanes<float>(block->numRows(), [&](int in_row) {
             const float value = b[ids[in_row]];
             r[ids[in_row]] = value;
             return value * value;
@@ -80,8 +59,8 @@ float squaredNorm(const DenseVector<float>& in_r)
 {
     return sumOverDepths<float>(in_r, [&](int in_tile, int in_depth) {
         const float* const r = in_r.tileData(in_tile, in_depth);
-        return sumInLanes<float>(in_r.tileDataSize(in_tile, in_depth),
-                                 [&](int in_n) { return r[in_n] * r[in_n]; });
+        return Detail::sumInLanes<float>(in_r.tileDataSize(in_tile, in_depth),
+                                         [&](int in_n) { return r[in_n] * r[in_n]; });
     });
 }
 
@@ -121,14 +100,15 @@ bool solve(const SparseMatrix<float>& in_A, const DenseVector<float>& in_b,
     }
     out_residual = 1.0f;
     GenericDenseVector<float> s(layout, in_b, 0.0f);
-    double rho = preconditionAndDot(in_A, r, &s);
+    const Detail::PreparedMatrix prepared(in_A);
+    double rho = prepared.preconditionAndDot(r, s);
     in_null_space.removeFrom(s);
     if (rho <= 0.0) {
         return false;
     }
     GenericDenseVector<float> q(layout, in_b, 0.0f);
     while (out_iterations < in_max_iterations) {
-        const double sigma = multiplyAndDot(in_A, s, &q);
+        const double sigma = prepared.multiplyAndDot(s, q);
         if (sigma <= 0.0) {
             return false;
         }
@@ -145,7 +125,7 @@ bool solve(const SparseMatrix<float>& in_A, const DenseVector<float>& in_b,
             in_null_space.removeFrom(r);
         }
         DenseVector<float>& z = q;
-        const double next_rho = preconditionAndDot(in_A, r, &z);
+        const double next_rho = prepared.preconditionAndDot(r, z);
         if (next_rho <= 0.0) {
             return false;
         }
@@ -159,18 +139,16 @@ bool solve(const SparseMatrix<float>& in_A, const DenseVector<float>& in_b,
 
 }  // namespace
 
+double preconditionAndDot(const SparseMatrix<float>& in_A, const DenseVector<float>& in_r,
+                          DenseVector<float>* out_z)
+{
+    return Detail::PreparedMatrix(in_A).preconditionAndDot(in_r, *out_z);
+}
+
 double multiplyAndDot(const SparseMatrix<float>& in_A, const DenseVector<float>& in_s,
                       DenseVector<float>* out_q)
 {
-    return sumOverDepths<double>(*out_q, [&](int in_tile, int in_depth) {
-        float* const q = out_q->tileData(in_tile, in_depth);
-        const float* const s = in_s.tileData(in_tile, in_depth);
-        const int size = out_q->tileDataSize(in_tile, in_depth);
-        std::fill_n(q, size, 0.0f);
-        Detail::addBlockProducts<double>(in_A.blocks(in_tile, in_depth), in_s, q);
-        return sumInLanes<double>(size,
-                                  [&](int in_n) { return double(q[in_n]) * double(s[in_n]); });
-    });
+    return Detail::PreparedMatrix(in_A).multiplyAndDot(in_s, *out_q);
 }
 
 float updateSolutionAndNorm(const VoxelLayout&, const DenseVector<float>& in_s,
@@ -182,7 +160,7 @@ float updateSolutionAndNorm(const VoxelLayout&, const DenseVector<float>& in_s,
         const float* const q = in_q.tileData(in_tile, in_depth);
         float* const x = io_x->tileData(in_tile, in_depth);
         float* const r = io_r->tileData(in_tile, in_depth);
-        return sumInLanes<float>(io_r->tileDataSize(in_tile, in_depth), [&](int in_n) {
+        return Detail::sumInLanes<float>(io_r->tileDataSize(in_tile, in_depth), [&](int in_n) {
             x[in_n] = float(double(s[in_n]) * in_alpha + double(x[in_n]));
             r[in_n] = float(double(r[in_n]) - double(q[in_n]) * in_alpha);
             return r[in_n] * r[in_n];

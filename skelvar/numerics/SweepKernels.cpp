@@ -4,7 +4,7 @@
 
 namespace Skelvar::Detail {
 
-const SweepKernels kPlainSweepKernels{sweepCore, sweepRows};
+const SweepKernels kPlainSweepKernels{sweepCore, sweepSameCore, sweepRows, multiplySameCore};
 
 const SweepKernels& sweepKernels()
 {

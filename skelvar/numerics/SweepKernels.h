@@ -1,12 +1,10 @@
 #pragma once
 
 #include <skelvar/base/Api.h>
-#include <skelvar/numerics/DenseVector.h>
-#include <skelvar/numerics/SparseMatrix.h>
 
 namespace Skelvar::Detail {
 
-// The sweeps of the preconditioner on eight tiles side by side, one in each lane of a vector
+// The passes of the solver over eight tiles side by side, one in each lane of a vector
 // register. A lane does what a loop over its tile alone would do, bit for bit.
 
 inline constexpr int kLanes = 8;
@@ -16,22 +14,34 @@ inline constexpr float kRelaxation = 1.5f;
 struct alignas(32) LaneFloats {
     float lane[kLanes];
 };
+struct alignas(32) LaneMasks {
+    int lane[kLanes];  ///< all bits set, or none
+};
 struct alignas(32) LaneOffsets {
     int lane[kLanes];
 };
 
-/// Rows of eight blocks of any patterns: the rows at one place of the blocks' lists side by side.
-/// Offsets count floats from the first of `z`. A lane whose list is shorter, or whose row has fewer
-/// entries, has a value of 0 there and the offset of a zero.
+/// The rows at one place of eight blocks' lists. A lane whose list is shorter has zeros.
+struct SweepRow {
+    LaneFloats diagonal;  ///< 0 leaves the row out
+    /// The entries of the rows just before and just after in the lists, which a stencil has for
+    /// neighbours along x. Lanes without that entry have no mask and 0.
+    LaneFloats before, after;
+    LaneMasks has_before, has_after;
+};
+
+/// Rows of eight blocks of any patterns side by side, in order of their lists. z of row n is at
+/// place n + 1; place 0 and the one past the last hold zeros.
 struct SweepRows {
-    int num_rows;                  ///< of the longest list
-    const int* starts;             ///< first off-diagonal entry of each row, and their number
-    const LaneFloats* values;      ///< of the off-diagonal entries
-    const LaneOffsets* columns;    ///< of the off-diagonal entries
-    const LaneFloats* diagonals;   ///< of the rows; 0 leaves a row out
-    const LaneOffsets* positions;  ///< of the rows
-    const LaneFloats* r;           ///< of the rows
-    LaneFloats* z;                 ///< by position
+    int num_rows;  ///< of the longest list
+    /// Of `values`, two a row, and their number: entries of columns before the neighbours in the
+    /// list, and of those after. A lane with fewer has 0 at place 0.
+    const int* starts;
+    const LaneFloats* values;
+    const LaneOffsets* offsets;  ///< of the columns, in floats of z
+    const SweepRow* rows;
+    const LaneFloats* r;  ///< of the rows
+    LaneFloats* z;
 };
 
 /// The kernels as built for one kind of processor.
@@ -40,7 +50,13 @@ struct SweepKernels {
     /// z each. z is only written. out_dots: the dot product of r and z of each.
     void (*core)(const float* const* in_values, const float* const* in_r, float* const* out_z,
                  double* out_dots);
+    /// The same for blocks that all have the values `in_values`.
+    void (*same_core)(const float* in_values, const float* const* in_r, float* const* out_z,
+                      double* out_dots);
     void (*rows)(const SweepRows& io_rows);
+    /// Products of such blocks with 125 values each, summed over a row in double.
+    void (*multiply_same_core)(const float* in_values, const float* const* in_s,
+                               float* const* out_products);
 };
 
 SKELVAR_API extern const SweepKernels kPlainSweepKernels;
@@ -48,10 +64,5 @@ extern const SweepKernels kAvx2SweepKernels;
 
 /// Those for this processor.
 SKELVAR_API const SweepKernels& sweepKernels();
-
-/// `preconditionAndDot` by given kernels.
-SKELVAR_API double preconditionAndDot(const SweepKernels& in_kernels,
-                                      const SparseMatrix<float>& in_A,
-                                      const DenseVector<float>& in_r, DenseVector<float>* out_z);
 
 }  // namespace Skelvar::Detail

@@ -6,6 +6,6 @@
 
 namespace Skelvar::Detail {
 
-const SweepKernels kAvx2SweepKernels{sweepCore, sweepRows};
+const SweepKernels kAvx2SweepKernels{sweepCore, sweepSameCore, sweepRows, multiplySameCore};
 
 }  // namespace Skelvar::Detail

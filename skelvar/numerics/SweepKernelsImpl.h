@@ -11,9 +11,11 @@ namespace Skelvar::Detail {
 
 namespace {
 
-using Lanes = float __attribute__((vector_size(32)));
-using FourFloats = float __attribute__((vector_size(16)));
+using Lanes = float __attribute__((vector_size(32), may_alias));
+using LaneBits = int __attribute__((vector_size(32), may_alias));
+using FourFloats = float __attribute__((vector_size(16), may_alias));
 using EightDoubles = double __attribute__((vector_size(64)));
+using FourDoubles = double __attribute__((vector_size(32)));
 
 /// Four floats from memory of any alignment.
 using LooseFour = float __attribute__((vector_size(16), aligned(4), may_alias));
@@ -87,44 +89,68 @@ inline void relax(const Lanes& in_v, const Lanes& in_d, Lanes& io_z)
 // Tiles with the pattern of the whole 7-point stencil. Rows of one colour do not couple with each
 // other, so that their order among themselves does not matter.
 
-/// in_values: of the row's entries. io_z: the row's.
-template <Place X, Place Y, Place Z>
-inline void relaxCell(const Lanes* in_values, const Lanes& in_r, Lanes* io_z)
+/// in_first: the row's first entry. io_z: the row's.
+template <Place X, Place Y, Place Z, typename Values>
+inline void relaxCell(const Values& in_values, int in_first, const Lanes& in_r, Lanes* io_z)
 {
     Lanes v = in_r;
-    int n = 0;
+    Lanes value;
+    int n = in_first;
+    const auto subtract = [&](int in_step) {
+        in_values.read(n++, value);
+        v -= value * io_z[in_step];
+    };
     if constexpr (Z != eFirst) {
-        v -= in_values[n++] * io_z[-kAxisStep[2]];
+        subtract(-kAxisStep[2]);
     }
     if constexpr (Y != eFirst) {
-        v -= in_values[n++] * io_z[-kAxisStep[1]];
+        subtract(-kAxisStep[1]);
     }
     if constexpr (X != eFirst) {
-        v -= in_values[n++] * io_z[-kAxisStep[0]];
+        subtract(-kAxisStep[0]);
     }
-    const Lanes d = in_values[n++];
+    Lanes d;
+    in_values.read(n++, d);
     if constexpr (X != eLast) {
-        v -= in_values[n++] * io_z[kAxisStep[0]];
+        subtract(kAxisStep[0]);
     }
     if constexpr (Y != eLast) {
-        v -= in_values[n++] * io_z[kAxisStep[1]];
+        subtract(kAxisStep[1]);
     }
     if constexpr (Z != eLast) {
-        v -= in_values[n++] * io_z[kAxisStep[2]];
+        subtract(kAxisStep[2]);
     }
     relax(v, d, io_z[0]);
 }
 
+/// The values of eight blocks.
+struct LaneValues {
+    alignas(64) Lanes lanes[kCoreEntries];
+
+    void read(int in_entry, Lanes& out_value) const { out_value = lanes[in_entry]; }
+};
+/// Values that eight blocks share.
+struct SameValues {
+    const float* values;
+
+    void read(int in_entry, Lanes& out_value) const
+    {
+        const float a = values[in_entry];
+        out_value = Lanes{a, a, a, a, a, a, a, a};
+    }
+};
+
 /// The three arrays of eight tiles.
+template <typename Values>
 struct CoreLanes {
-    alignas(64) Lanes values[kCoreEntries];
+    Values values;
     alignas(64) Lanes r[kCoreRows];
     alignas(64) Lanes z[kCoreRows];
 
     template <Place X, Place Y, Place Z>
     void relaxAt(int in_cell)
     {
-        relaxCell<X, Y, Z>(values + kCorePattern.row_starts[in_cell], r[in_cell], z + in_cell);
+        relaxCell<X, Y, Z>(values, kCorePattern.row_starts[in_cell], r[in_cell], z + in_cell);
     }
     template <Place Y, Place Z>
     void relaxLine(int in_cell)
@@ -162,32 +188,75 @@ private:
     int m_parity;
 };
 
-inline void sweepCore(const float* const* in_values, const float* const* in_r, float* const* out_z,
-                      double* out_dots)
+template <typename Values>
+inline void sweepLanes(CoreLanes<Values>& io_lanes, const float* const* in_r, float* const* out_z,
+                       double* out_dots)
 {
-    CoreLanes lanes;
-    gatherLanes<kCoreEntries>(in_values, lanes.values);
-    gatherLanes<kCoreRows>(in_r, lanes.r);
-    for (Lanes& z : lanes.z) {
+    gatherLanes<kCoreRows>(in_r, io_lanes.r);
+    for (Lanes& z : io_lanes.z) {
         z = Lanes{};
     }
     for (int sweep = 0; sweep < kSweeps; ++sweep) {
-        lanes.relaxColour(0);
-        lanes.relaxColour(1);
+        io_lanes.relaxColour(0);
+        io_lanes.relaxColour(1);
     }
     for (int sweep = 0; sweep < kSweeps; ++sweep) {
-        lanes.relaxColour(1);
-        lanes.relaxColour(0);
+        io_lanes.relaxColour(1);
+        io_lanes.relaxColour(0);
     }
     EightDoubles dots = {};
     for (int row = 0; row < kCoreRows; ++row) {
-        dots += __builtin_convertvector(lanes.z[row], EightDoubles) *
-                __builtin_convertvector(lanes.r[row], EightDoubles);
+        dots += __builtin_convertvector(io_lanes.z[row], EightDoubles) *
+                __builtin_convertvector(io_lanes.r[row], EightDoubles);
     }
     for (int lane = 0; lane < kLanes; ++lane) {
         out_dots[lane] = dots[lane];
     }
-    scatterLanes<kCoreRows>(lanes.z, out_z);
+    scatterLanes<kCoreRows>(io_lanes.z, out_z);
+}
+
+inline void sweepCore(const float* const* in_values, const float* const* in_r, float* const* out_z,
+                      double* out_dots)
+{
+    CoreLanes<LaneValues> lanes;
+    gatherLanes<kCoreEntries>(in_values, lanes.values.lanes);
+    sweepLanes(lanes, in_r, out_z, out_dots);
+}
+
+inline void sweepSameCore(const float* in_values, const float* const* in_r, float* const* out_z,
+                          double* out_dots)
+{
+    CoreLanes<SameValues> lanes;
+    lanes.values.values = in_values;
+    sweepLanes(lanes, in_r, out_z, out_dots);
+}
+
+inline void multiplySameCore(const float* in_values, const float* const* in_s,
+                             float* const* out_products)
+{
+    alignas(64) Lanes s[kCoreRows];
+    alignas(64) Lanes products[kCoreRows];
+    gatherLanes<kCoreRows>(in_s, s);
+    const SameValues values{in_values};
+    for (int row = 0; row < kCoreRows; ++row) {
+        // two sums of four: one of eight does not stay in registers
+        FourDoubles low = {};
+        FourDoubles high = {};
+        const int end = static_cast<int>(kCorePattern.row_starts[row + 1]);
+        for (int n = static_cast<int>(kCorePattern.row_starts[row]); n < end; ++n) {
+            Lanes product;
+            values.read(n, product);
+            product *= s[kCorePattern.column_ids[n]];
+            low += __builtin_convertvector(__builtin_shufflevector(product, product, 0, 1, 2, 3),
+                                           FourDoubles);
+            high += __builtin_convertvector(__builtin_shufflevector(product, product, 4, 5, 6, 7),
+                                            FourDoubles);
+        }
+        FourFloats* const halves = reinterpret_cast<FourFloats*>(products + row);
+        halves[0] = __builtin_convertvector(low, FourFloats);
+        halves[1] = __builtin_convertvector(high, FourFloats);
+    }
+    scatterLanes<kCoreRows>(products, out_products);
 }
 
 // Tiles of any patterns.
@@ -202,25 +271,40 @@ inline void readAt(const LaneFloats* in_z, const LaneOffsets& in_offsets, Lanes&
         Lanes{z[at[0]], z[at[1]], z[at[2]], z[at[3]], z[at[4]], z[at[5]], z[at[6]], z[at[7]]};
 }
 
+inline const Lanes& lanesOf(const LaneFloats& in_floats)
+{
+    return reinterpret_cast<const Lanes&>(in_floats);
+}
+
+inline void subtractEntries(const SweepRows& in_rows, int in_begin, int in_end, Lanes& io_v)
+{
+    for (int n = in_begin; n < in_end; ++n) {
+        Lanes other;
+        readAt(in_rows.z, in_rows.offsets[n], other);
+        io_v -= lanesOf(in_rows.values[n]) * other;
+    }
+}
+
+/// A value times z where the mask is set: what is not there must not meet an infinite z.
+inline void subtractNeighbour(const LaneFloats& in_value, const LaneMasks& in_mask,
+                              const LaneFloats& in_z, Lanes& io_v)
+{
+    const LaneBits z =
+        reinterpret_cast<const LaneBits&>(in_z) & reinterpret_cast<const LaneBits&>(in_mask);
+    io_v -= lanesOf(in_value) * reinterpret_cast<const Lanes&>(z);
+}
+
 inline void relaxRow(const SweepRows& io_rows, int in_row)
 {
-    const auto lanes = [](const LaneFloats& in_floats) -> const Lanes& {
-        return reinterpret_cast<const Lanes&>(in_floats);
-    };
-    Lanes v = lanes(io_rows.r[in_row]);
-    for (int n = io_rows.starts[in_row]; n < io_rows.starts[in_row + 1]; ++n) {
-        Lanes other;
-        readAt(io_rows.z, io_rows.columns[n], other);
-        v -= lanes(io_rows.values[n]) * other;
-    }
-    const LaneOffsets& positions = io_rows.positions[in_row];
-    Lanes z;
-    readAt(io_rows.z, positions, z);
-    relax(v, lanes(io_rows.diagonals[in_row]), z);
-    float* const out_z = io_rows.z->lane;
-    for (int lane = 0; lane < kLanes; ++lane) {
-        out_z[positions.lane[lane]] = z[lane];
-    }
+    const SweepRow& row = io_rows.rows[in_row];
+    const int* const starts = io_rows.starts + 2 * in_row;
+    LaneFloats* const z = io_rows.z + in_row + 1;
+    Lanes v = lanesOf(io_rows.r[in_row]);
+    subtractEntries(io_rows, starts[0], starts[1], v);
+    subtractNeighbour(row.before, row.has_before, z[-1], v);
+    subtractNeighbour(row.after, row.has_after, z[1], v);
+    subtractEntries(io_rows, starts[1], starts[2], v);
+    relax(v, lanesOf(row.diagonal), reinterpret_cast<Lanes&>(*z));
 }
 
 inline void sweepRows(const SweepRows& io_rows)

@@ -1,8 +1,8 @@
 #include <skelvar/numerics/NullSpace.h>
 #include <skelvar/numerics/PoissonMatrix.h>
+#include <skelvar/numerics/PreparedMatrix.h>
 #include <skelvar/numerics/SolvePCG.h>
 #include <skelvar/numerics/SparseMatrixOperations.h>
-#include <skelvar/numerics/SweepKernels.h>
 
 #include <tests/numerics/DenseReference.h>
 #include <tests/numerics/PlainPreconditioner.h>
@@ -106,7 +106,7 @@ void expectSameBits(const SparseMatrix<float>& in_A, const DenseVector<float>& i
                     const Detail::SweepKernels& in_kernels)
 {
     GenericDenseVector<float> z(*in_A.layout(), 3.0f);
-    const double dot = Detail::preconditionAndDot(in_kernels, in_A, in_r, &z);
+    const double dot = Detail::PreparedMatrix(in_A, in_kernels).preconditionAndDot(in_r, z);
 
     double expected_dot = 0.0;
     for (int depth = 0; depth < kNumDepths; ++depth) {
