@@ -10,8 +10,8 @@ namespace Skelvar {
 
 /// Lookups near one another, made cheap by remembering the last node found. Borrows the layout.
 /// Costs next to nothing to make and shares nothing. Belongs to one thread: each thread makes its
-/// own. Points into the layout: any edit other than by the accessor itself makes it stale, and it must
-/// be made anew.
+/// own. Points into the layout: any edit other than by the accessor itself makes it stale, and it
+/// must be made anew.
 class SKELVAR_API VoxelLayout::ConstAccessor {
 public:
     /// Starts at the first root, if there is one.

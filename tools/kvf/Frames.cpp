@@ -63,7 +63,8 @@ std::vector<FrameFile> filesOf(const std::string& in_input, const FrameOptions& 
     const std::vector<FrameFile> all = findFrames(in_input);
     if (all.empty()) {
         throw ToolError(eFileUnreadable, "no file has the pattern " + in_input +
-                                             "; are its folder and its name right?");
+                                             "; is its folder right, and has the name the frame in "
+                                             "four digits, as name.0001.kvf?");
     }
     std::vector<FrameFile> in_range;
     std::vector<FrameFile> in_shard;

@@ -42,7 +42,7 @@ std::string readReport(const std::string& in_path)
     return report;
 }
 
-json toJson(const std::string& in_path)
+json infoJson(const std::string& in_path)
 {
     const KVFInfo info = readHeader(in_path);
     const std::vector<KvfChannelSize> sizes = readSizes(in_path);
@@ -93,7 +93,7 @@ std::string sizesTable(const std::vector<KvfChannelSize>& in_sizes)
     return text;
 }
 
-std::string toText(const std::string& in_path)
+std::string infoText(const std::string& in_path)
 {
     return readReport(in_path) + sizesTable(readSizes(in_path));
 }
@@ -111,7 +111,7 @@ void addInfoCommand(Command& io_tool, ExitStatus& out_status)
     command.flag("--json", arguments->as_json, "print a JSON array, one entry a file");
     command.onRun([arguments, &out_status] {
         out_status = runReports(arguments->files, arguments->frames, arguments->as_json,
-                                {"reading headers", toText, toJson});
+                                {"reading headers", infoText, infoJson});
     });
 }
 

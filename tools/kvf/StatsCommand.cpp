@@ -81,7 +81,7 @@ std::string table(const TreeChannel3DBase& in_channel)
     return text.str();
 }
 
-std::string toText(const std::string& in_path)
+std::string statsText(const std::string& in_path)
 {
     const ShapeFile file = loadShapeFile(in_path);
     std::string text;
@@ -91,7 +91,7 @@ std::string toText(const std::string& in_path)
     return text;
 }
 
-json toJson(const std::string& in_path)
+json statsJson(const std::string& in_path)
 {
     const ShapeFile file = loadShapeFile(in_path);
     json channels = json::array();
@@ -113,9 +113,8 @@ void addStatsCommand(Command& io_tool, ExitStatus& out_status)
     addFrameOptions(command, false, arguments->frames);
     command.flag("--json", arguments->as_json, "print a JSON array, one entry a file");
     command.onRun([arguments, &out_status] {
-        const auto json_of = [](const std::string& in_path) { return toJson(in_path); };
         out_status = runReports(arguments->files, arguments->frames, arguments->as_json,
-                                {"reading", toText, json_of});
+                                {"reading", statsText, statsJson});
     });
 }
 

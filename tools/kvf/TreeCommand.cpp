@@ -92,7 +92,7 @@ TreeReport inspect(const ShapeFile& in_file)
     return report;
 }
 
-json toJson(const std::string& in_path)
+json treeJson(const std::string& in_path)
 {
     const TreeReport report = inspect(loadShapeFile(in_path));
     json depths = json::array();
@@ -118,7 +118,7 @@ std::string row(const std::string& in_name, const DepthReport& in_depth)
            padLeft(humanBytes(double(in_depth.bytes)), 12) + "\n";
 }
 
-std::string toText(const std::string& in_path)
+std::string treeText(const std::string& in_path)
 {
     const TreeReport report = inspect(loadShapeFile(in_path));
     std::string text = padLeft("depth", 5) + padLeft("nodes", 12) + padLeft("tiles", 12) +
@@ -148,7 +148,7 @@ void addTreeCommand(Command& io_tool, ExitStatus& out_status)
     command.flag("--json", arguments->as_json, "print a JSON array, one entry a file");
     command.onRun([arguments, &out_status] {
         out_status = runReports(arguments->files, arguments->frames, arguments->as_json,
-                                {"reading", toText, toJson});
+                                {"reading", treeText, treeJson});
     });
 }
 
