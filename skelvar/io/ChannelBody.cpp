@@ -71,7 +71,7 @@ bool ChannelBody::read(KvfReader& io_reader, const std::string& in_channel)
         Chunk chunk;
         const unsigned long long most = Deflate::mostInflated(io_reader.length());
         unsigned long long position = offset;
-        const auto channel_name = [&] { return name; };
+        const auto channel_name = [&]() -> const std::string& { return name; };
         if (!readChunk(io_reader, most, channel_name, position, chunk)) {
             return false;
         }

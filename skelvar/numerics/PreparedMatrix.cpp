@@ -5,8 +5,8 @@
 #include <skelvar/numerics/TileLoop.h>
 
 #include <algorithm>
+#include <bit>
 #include <cstdlib>
-#include <cstring>
 
 namespace Skelvar::Detail {
 
@@ -115,6 +115,14 @@ private:
     RowLanes& m_out;
 };
 
+/// Bit for bit: NaN equals itself, and the two zeros differ.
+bool haveSameBits(const float* in_a, const float* in_b, int in_count)
+{
+    return std::equal(in_a, in_a + in_count, in_b, [](float in_left, float in_right) {
+        return std::bit_cast<int>(in_left) == std::bit_cast<int>(in_right);
+    });
+}
+
 double addUp(const double* in_dots, int in_count)
 {
     double sum = 0.0;
@@ -151,7 +159,7 @@ void PreparedMatrix::sortTiles(int in_depth)
         if (is_core && values == nullptr) {
             values = block->values();
         }
-        if (is_core && std::memcmp(values, block->values(), kCoreEntries * sizeof(float)) == 0) {
+        if (is_core && haveSameBits(values, block->values(), kCoreEntries)) {
             same_cores.push_back(tile);
             continue;
         }
