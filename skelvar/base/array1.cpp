@@ -1,24 +1,16 @@
 #include <skelvar/base/array1.h>
 
+#include <skelvar/base/ScalableMemory.h>
+
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
-#include <tbb/scalable_allocator.h>
 #include <tbb/task_arena.h>
 
 #include <sys/mman.h>
 
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <stdexcept>
-
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define SKELVAR_ADDRESS_SANITIZER
-#endif
-#elif defined(__SANITIZE_ADDRESS__)
-#define SKELVAR_ADDRESS_SANITIZER
-#endif
 
 namespace Skelvar::Detail {
 
@@ -28,30 +20,6 @@ constexpr std::size_t kHugePage = std::size_t(2) << 20;
 
 /// From here on an array asks for huge pages and is copied in parallel.
 constexpr std::size_t kLargeBytes = 2 * kHugePage;
-
-/// More than a process can address.
-constexpr std::size_t kMaxBytes = std::size_t(1) << 47;
-
-// The address sanitizer watches the memory of the system's allocator alone.
-#ifdef SKELVAR_ADDRESS_SANITIZER
-void* allocate(std::size_t in_bytes)
-{
-    return std::malloc(in_bytes);
-}
-void release(void* in_memory)
-{
-    std::free(in_memory);
-}
-#else
-void* allocate(std::size_t in_bytes)
-{
-    return scalable_malloc(in_bytes);
-}
-void release(void* in_memory)
-{
-    scalable_free(in_memory);
-}
-#endif
 
 /// Asks for huge pages in the inner part of a large block. The first touch of fresh memory costs
 /// more than the data that go into it: with pages of 4 KiB a fresh copy ran at 2.4 GB/s on two
@@ -74,9 +42,9 @@ void* allocateArray(long long in_count, std::size_t in_size)
     if (in_count == 0) {
         return nullptr;
     }
-    const bool fits = in_count > 0 && static_cast<std::size_t>(in_count) <= kMaxBytes / in_size;
+    const bool fits = in_count > 0 && static_cast<std::size_t>(in_count) <= kMostBytes / in_size;
     const std::size_t bytes = fits ? static_cast<std::size_t>(in_count) * in_size : 0;
-    void* const memory = fits ? allocate(bytes) : nullptr;
+    void* const memory = fits ? allocateMemory(bytes) : nullptr;
     if (memory == nullptr) {
         throw std::runtime_error("Out of memory.");
     }
@@ -88,7 +56,7 @@ void* allocateArray(long long in_count, std::size_t in_size)
 
 void releaseArray(void* in_memory)
 {
-    release(in_memory);
+    releaseMemory(in_memory);
 }
 
 void copyArray(const void* in_bytes, std::size_t in_count, void* out_bytes)

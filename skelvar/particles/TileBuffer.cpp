@@ -1,47 +1,11 @@
 #include <skelvar/particles/TileBuffer.h>
 
-#include <tbb/scalable_allocator.h>
+#include <skelvar/base/ScalableMemory.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <stdexcept>
 
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define SKELVAR_ADDRESS_SANITIZER
-#endif
-#elif defined(__SANITIZE_ADDRESS__)
-#define SKELVAR_ADDRESS_SANITIZER
-#endif
-
 namespace Skelvar::Detail {
-
-namespace {
-
-// The address sanitizer watches the memory of the system's allocator alone.
-#ifdef SKELVAR_ADDRESS_SANITIZER
-void* resizeMemory(void* io_memory, unsigned long in_bytes)
-{
-    return std::realloc(io_memory, in_bytes);
-}
-void releaseMemory(void* io_memory)
-{
-    std::free(io_memory);
-}
-#else
-void* resizeMemory(void* io_memory, unsigned long in_bytes)
-{
-    return scalable_realloc(io_memory, in_bytes);
-}
-void releaseMemory(void* io_memory)
-{
-    scalable_free(io_memory);
-}
-#endif
-
-constexpr unsigned long kMostBytes = 1UL << 47;  ///< more than a process can address
-
-}  // namespace
 
 void TileBuffer::setCapacity(unsigned long in_capacity, unsigned long in_element_bytes)
 {
