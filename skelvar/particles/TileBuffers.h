@@ -18,11 +18,18 @@ namespace Detail {
 using TileBuffers = std::span<TileBuffer>;
 using ConstTileBuffers = std::span<const TileBuffer>;
 
+/// The sizes of elements that `withElement` knows.
+constexpr bool hasKernels(unsigned long in_bytes)
+{
+    return in_bytes == 1 || in_bytes == 4 || in_bytes == 8 || in_bytes == 12 || in_bytes == 16;
+}
+
 template <typename T>
 TileBuffers buffersOf(std::vector<DynamicParticleTile<T>>& in_tiles)
 {
     using Tile = DynamicParticleTile<T>;
     static_assert(sizeof(Tile) == sizeof(TileBuffer) && std::is_standard_layout_v<Tile>);
+    static_assert(hasKernels(sizeof(T)), "withElement needs a case for elements of this size");
     return {reinterpret_cast<TileBuffer*>(in_tiles.data()), in_tiles.size()};
 }
 template <typename T>
