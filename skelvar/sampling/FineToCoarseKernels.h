@@ -29,6 +29,7 @@ public:
 
     using VoxelLayoutNodeVisitor::preVisit;
     void preVisit(const VoxelLayoutNode* in_node, const TileIndex& in_index) override;
+    bool visitsChildren() const override { return false; }
 
 private:
     T reduced(const VoxelLayoutNode& in_node) const;
