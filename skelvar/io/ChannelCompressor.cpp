@@ -7,6 +7,8 @@
 #include <tbb/parallel_for_each.h>
 #include <tbb/task_group.h>
 
+#include <stdexcept>
+
 namespace Skelvar {
 
 namespace {
@@ -18,14 +20,17 @@ void compressChunk(ChannelCompressor::ChunkData& io_chunk, std::atomic<bool>& io
     }
 }
 
-/// The channel of the name; null if it is gone.
-std::shared_ptr<TreeChannel3DBase> findChannel(const TreeShape3DBase& in_shape,
-                                               const std::string& in_name)
-{
-    return in_shape.hasChannel(in_name) ? in_shape.channelBasePtr(in_name) : nullptr;
-}
-
 }  // namespace
+
+std::shared_ptr<TreeChannel3DBase> channelOrNull(const TreeShape3DBase& in_shape,
+                                                 const std::string& in_name)
+{
+    try {
+        return in_shape.channelBasePtr(in_name);
+    } catch (const std::runtime_error&) {
+        return nullptr;
+    }
+}
 
 std::vector<ChannelCompressor::ChunkData> cutIntoChunks(const unsigned char* in_bytes,
                                                         unsigned long long in_size)
@@ -49,7 +54,7 @@ ChannelCompressor::ChannelCompressor(const TreeShape3DBase& in_shape,
                                      CompressionQuality in_quality, KvfVersion in_version)
 {
     for (const KVFInfo::ChannelInfo& info : in_channels) {
-        std::shared_ptr<TreeChannel3DBase> channel = findChannel(in_shape, info.name);
+        std::shared_ptr<TreeChannel3DBase> channel = channelOrNull(in_shape, info.name);
         if (!channel) {
             continue;
         }

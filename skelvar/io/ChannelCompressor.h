@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace Skelvar {
@@ -66,5 +67,9 @@ private:
 /// Cuts bytes into the chunks of the format, in order. None for a size of 0.
 SKELVAR_API std::vector<ChannelCompressor::ChunkData> cutIntoChunks(const unsigned char* in_bytes,
                                                                     unsigned long long in_size);
+
+/// The channel of the name; null if the shape has none, or has none any more.
+std::shared_ptr<TreeChannel3DBase> channelOrNull(const TreeShape3DBase& in_shape,
+                                                 const std::string& in_name);
 
 }  // namespace Skelvar

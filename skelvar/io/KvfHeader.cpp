@@ -1,3 +1,4 @@
+#include <skelvar/io/ChannelCompressor.h>
 #include <skelvar/io/KvfError.h>
 #include <skelvar/io/KvfFormat.h>
 #include <skelvar/io/KvfReader.h>
@@ -5,8 +6,6 @@
 #include <skelvar/state/VoxelState.h>
 #include <skelvar/voxel/TreeChannel3DBase.h>
 #include <skelvar/voxel/TreeShape3DBase.h>
-
-#include <stdexcept>
 
 namespace Skelvar {
 
@@ -16,17 +15,6 @@ constexpr unsigned int kCurrentVersion = 4;
 constexpr unsigned int kVersionWithQuality = 2;
 constexpr unsigned int kVersionWithCreationKind = 3;
 constexpr unsigned long kLeastChannelRecord = 20;  ///< two empty strings and three numbers
-
-/// The channel of the name; null if the shape has none.
-std::shared_ptr<TreeChannel3DBase> channelOrNull(const TreeShape3DBase& in_shape,
-                                                 const std::string& in_name)
-{
-    try {
-        return in_shape.channelBasePtr(in_name);
-    } catch (const std::runtime_error&) {
-        return nullptr;
-    }
-}
 
 KVFInfo::ChannelInfo describe(const TreeChannel3DBase& in_channel)
 {
