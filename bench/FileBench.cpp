@@ -181,7 +181,9 @@ void addFileJobs(const std::string& in_data, CompressionQuality in_quality)
                         save();
                     }
                     s_loaded = nullptr;
-                    s_loaded = Skelvar::StateServerManager::instance().createNewStateServer();
+                    auto& servers = Skelvar::StateServerManager::instance();
+                    s_loaded = servers.createNewStateServer();
+                    servers.removeStateServer(s_loaded->getId());  // ours alone, and so freed
                 }});
     Bench::add({load_job + "/inflate" + variant, 2, "MB/s",
                 [] {

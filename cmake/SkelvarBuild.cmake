@@ -54,4 +54,16 @@ find_package(Threads REQUIRED)
 find_package(TBB REQUIRED)
 find_package(Boost REQUIRED COMPONENTS filesystem thread)
 find_package(ZLIB REQUIRED)
-find_package(MurmurHash REQUIRED)
+
+# find_plain_library(TARGET HEADER LIBRARY): one that brings no package file of its own.
+function(find_plain_library target header library)
+  find_path(${library}_INCLUDE_DIR ${header} REQUIRED)
+  find_library(${library}_LIBRARY ${library} REQUIRED)
+  mark_as_advanced(${library}_INCLUDE_DIR ${library}_LIBRARY)
+  add_library(${target} UNKNOWN IMPORTED)
+  set_target_properties(${target} PROPERTIES
+    IMPORTED_LOCATION ${${library}_LIBRARY}
+    INTERFACE_INCLUDE_DIRECTORIES ${${library}_INCLUDE_DIR})
+endfunction()
+find_plain_library(MurmurHash::MurmurHash murmurhash.h murmurhash)
+find_plain_library(Deflate::Deflate libdeflate.h deflate)

@@ -2,7 +2,8 @@
 
 #include <zlib.h>
 
-#include <new>
+#include <exception>
+#include <memory>
 
 namespace Skelvar {
 
@@ -20,18 +21,16 @@ bool KvfCompressor::compress(const unsigned char* in_bytes, unsigned long in_siz
         return false;
     }
     try {
-        out_compressed.resize(static_cast<unsigned long>((in_size + 12.0) * 1.1));
+        uLongf size = static_cast<uLongf>((in_size + 12.0) * 1.1);
+        const auto room = std::make_unique_for_overwrite<unsigned char[]>(size);
+        if (::compress2(room.get(), &size, in_bytes, in_size, kLevel) != Z_OK) {
+            return false;
+        }
+        out_compressed.assign(room.get(), room.get() + size);
+        return size > 0;
     } catch (const std::exception&) {  // no memory, or more of it than there can be
         return false;
     }
-    uLongf size = out_compressed.size();
-    if (::compress2(out_compressed.data(), &size, in_bytes, in_size, kLevel) != Z_OK) {
-        out_compressed.clear();
-        return false;
-    }
-    out_compressed.resize(size);
-    out_compressed.shrink_to_fit();
-    return !out_compressed.empty();
 }
 
 }  // namespace Skelvar

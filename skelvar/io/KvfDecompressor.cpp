@@ -2,7 +2,7 @@
 
 #include <skelvar/io/Deflate.h>
 
-#include <zlib.h>
+#include <libdeflate.h>
 
 #include <memory>
 
@@ -13,11 +13,11 @@ namespace Deflate {
 bool inflateExactly(const char* in_compressed, unsigned long long in_compressed_size,
                     unsigned long long in_size, char* out_bytes)
 {
-    uLongf size = in_size;
-    return ::uncompress(reinterpret_cast<Bytef*>(out_bytes), &size,
-                        reinterpret_cast<const Bytef*>(in_compressed),
-                        in_compressed_size) == Z_OK &&
-           size == in_size;
+    const std::unique_ptr<libdeflate_decompressor, decltype(&libdeflate_free_decompressor)>
+        decompressor(libdeflate_alloc_decompressor(), libdeflate_free_decompressor);
+    return decompressor != nullptr &&
+           libdeflate_zlib_decompress(decompressor.get(), in_compressed, in_compressed_size,
+                                      out_bytes, in_size, nullptr) == LIBDEFLATE_SUCCESS;
 }
 
 }  // namespace Deflate

@@ -13,7 +13,7 @@ namespace Skelvar {
 ///
 /// Both reading operations take one frame from another stream: the uncompressed and the compressed
 /// size, unsigned 64, and one zlib stream. They trust neither size: what the stream cannot deliver
-/// or zlib cannot have packed (more than 1032 bytes from one) is refused before memory is taken.
+/// or a zlib stream cannot hold (more than 1032 bytes from one) is refused before memory is taken.
 class SKELVAR_API KvfDecompressor : public KvfStreaming::StreamReader {
 public:
     KvfDecompressor() { setStream(&m_stream); }
@@ -27,7 +27,7 @@ public:
 
     /// Reads one frame from the stream into `out_bytes`, which has room for `in_capacity` bytes and
     /// does not move; `out_size` is the uncompressed size. False if the stream is at its end, on a
-    /// size that cannot be, on a short read or if zlib fails.
+    /// size that cannot be, on a short read or if the stream is damaged.
     static bool decompress(InputStream& io_stream, unsigned char*& out_bytes,
                            unsigned long& out_size,
                            unsigned long in_capacity = std::numeric_limits<unsigned long>::max());
