@@ -37,38 +37,66 @@ TileId tileOf(const vec3i& in_cell, int in_depth)
                           in_cell[2] - kTileOrigin, in_depth);
 }
 
-/// A box of cells, both ends included.
-struct CellBox {
-    vec3i low = {std::numeric_limits<int>::max(), std::numeric_limits<int>::max(),
-                 std::numeric_limits<int>::max()};
-    vec3i high = {-1, -1, -1};
+/// Bounds of points, in rows of four points, which compare at once.
+struct PointBounds {
+    static constexpr int kRow = 12;
+    static constexpr float kBound = static_cast<float>(kTileOrigin);
+    float low[kRow];
+    float high[kRow];
 
-    void extend(const vec3i& in_low, const vec3i& in_high)
+    PointBounds()
     {
-        for (int a = 0; a < 3; ++a) {
-            low[a] = std::min(low[a], in_low[a]);
-            high[a] = std::max(high[a], in_high[a]);
+        std::fill_n(low, kRow, kBound);
+        std::fill_n(high, kRow, -kBound);
+    }
+    void extend(int in_place, float in_low, float in_high)
+    {
+        low[in_place] = std::min(low[in_place], in_low);
+        high[in_place] = std::max(high[in_place], in_high);
+    }
+    /// Coordinates outside of the domain are left out.
+    void add(int in_place, float in_value)
+    {
+        const bool is_inside = in_value >= -kBound && in_value < kBound + 1.0f;
+        extend(in_place, is_inside ? in_value : kBound, is_inside ? in_value : -kBound);
+    }
+    void add(const PointBounds& in_other, int in_shift)
+    {
+        for (int m = 0; m < kRow; ++m) {
+            const int other = (m + in_shift) % kRow;
+            extend(m, in_other.low[other], in_other.high[other]);
         }
     }
 };
 
-CellBox boundsOf(const vec3f* in_points, long long in_count)
+/// The lowest and the highest cell. False if no point is in the domain.
+bool findBounds(const vec3f* in_points, long long in_count, vec3i& out_low, vec3i& out_high)
 {
-    return tbb::parallel_reduce(
-        tbb::blocked_range<long long>(0, in_count, 4096), CellBox(),
-        [&](const tbb::blocked_range<long long>& in_range, CellBox io_box) {
-            vec3i cell{};
-            for (long long n = in_range.begin(); n < in_range.end(); ++n) {
-                if (findCell(in_points[n], cell)) {
-                    io_box.extend(cell, cell);
+    constexpr int kRow = PointBounds::kRow;
+    const auto* const values = reinterpret_cast<const float*>(in_points);
+    PointBounds bounds = tbb::parallel_reduce(
+        tbb::blocked_range<long long>(0, in_count, 4096), PointBounds(),
+        [&](const tbb::blocked_range<long long>& in_range, PointBounds io_bounds) {
+            long long n = 3 * in_range.begin();
+            for (; n + kRow <= 3 * in_range.end(); n += kRow) {
+                for (int m = 0; m < kRow; ++m) {
+                    io_bounds.add(m, values[n + m]);
                 }
             }
-            return io_box;
+            for (; n < 3 * in_range.end(); ++n) {
+                io_bounds.add(static_cast<int>(n % 3), values[n]);
+            }
+            return io_bounds;
         },
-        [](CellBox in_a, const CellBox& in_b) {
-            in_a.extend(in_b.low, in_b.high);
+        [](PointBounds in_a, const PointBounds& in_b) {
+            in_a.add(in_b, 0);
             return in_a;
         });
+    bounds.add(PointBounds(bounds), 3);
+    bounds.add(PointBounds(bounds), 6);
+    return findCell({bounds.low[0], bounds.low[1], bounds.low[2]}, out_low) &&
+           findCell({bounds.high[0], bounds.high[1], bounds.high[2]}, out_high) &&
+           out_low[0] <= out_high[0] && out_low[1] <= out_high[1] && out_low[2] <= out_high[2];
 }
 
 }  // namespace
@@ -81,11 +109,13 @@ struct ParticleBins::Grid {
 
     double per_side;
 
-    Grid(const CellBox& in_box, int in_depth) : side(kTileSideLUT[in_depth]), per_side(1.0 / side)
+    /// `in_low`, `in_high`: cells, both included.
+    Grid(const vec3i& in_low, const vec3i& in_high, int in_depth)
+        : side(kTileSideLUT[in_depth]), per_side(1.0 / side)
     {
         for (int a = 0; a < 3; ++a) {
-            low[a] = in_box.low[a] / side;
-            counts[a] = in_box.high[a] / side - low[a] + 1;
+            low[a] = in_low[a] / side;
+            counts[a] = in_high[a] / side - low[a] + 1;
         }
     }
     long long size() const { return 1LL * counts[0] * counts[1] * counts[2]; }
@@ -114,68 +144,67 @@ ParticleBins::ParticleBins(const vec3f* in_points, std::size_t in_count, int in_
         throw std::runtime_error("ParticleBins: too many points: " + std::to_string(in_count));
     }
     const long long count = static_cast<long long>(in_count);
-    const CellBox box = boundsOf(in_points, count);
-    if (box.high[0] < 0) {
+    vec3i low{};
+    vec3i high{};
+    if (!findBounds(in_points, count, low, high)) {
         m_num_strays = in_count;
-    } else if (const Grid grid(box, in_depth); grid.size() <= std::max(kGridOfFew, count)) {
+    } else if (const Grid grid(low, high, in_depth); grid.size() <= std::max(kGridOfFew, count)) {
         sortInGrid(in_points, count, grid);
     } else {
         sortById(in_points, count);
     }
-    m_begins.push_back(static_cast<long long>(m_points.size()));
 }
 
 void ParticleBins::sortInGrid(const vec3f* in_points, long long in_count, const Grid& in_grid)
 {
     const unsigned stray_key = static_cast<unsigned>(in_grid.size());
-    std::vector<unsigned> keys(static_cast<std::size_t>(in_count));
-    Detail::bulkLoop(in_count, [&](long long in_begin, long long in_end) {
+    const auto key = [&](long long n) {
         vec3i cell{};
-        for (long long n = in_begin; n < in_end; ++n) {
-            keys[n] = findCell(in_points[n], cell) ? in_grid.keyOf(cell) : stray_key;
-        }
-    });
-    const auto key = [&](long long n) { return keys[n]; };
-    Detail::TileSort sort(in_count, stray_key + 1LL, key);
-    const std::vector<long long>& begins = sort.begins();
-    m_points.resize(static_cast<std::size_t>(begins[stray_key]));
-    sort.place([&](long long in_place, long long n) {
-        if (in_place < begins[stray_key]) {
-            m_points[in_place] = static_cast<unsigned int>(n);
-        }
-    });
-    for (long long key = 0; key < stray_key; ++key) {
-        if (begins[key] < begins[key + 1]) {
-            m_tiles.push_back(tileOf(in_grid.cellOf(key), m_depth));
-            m_begins.push_back(begins[key]);
-        }
+        return findCell(in_points[n], cell) ? in_grid.keyOf(cell) : stray_key;
+    };
+    sortByKey(in_count, stray_key, key);
+    for (const unsigned key : m_tile_keys) {
+        m_tiles.push_back(tileOf(in_grid.cellOf(key), m_depth));
     }
-    m_num_strays = static_cast<unsigned long long>(in_count - begins[stray_key]);
 }
 
 void ParticleBins::sortById(const vec3f* in_points, long long in_count)
 {
-    using Entry = std::pair<TileId, unsigned int>;
-    std::vector<Entry> entries(static_cast<std::size_t>(in_count));
-    Detail::bulkLoop(in_count, [&](long long in_begin, long long in_end) {
+    const auto tileOfPoint = [&](long long n) {
         vec3i cell{};
+        return findCell(in_points[n], cell) ? tileOf(cell, m_depth) : kNoTile;
+    };
+    m_tiles.resize(static_cast<std::size_t>(in_count));
+    Detail::bulkLoop(in_count, [&](long long in_begin, long long in_end) {
         for (long long n = in_begin; n < in_end; ++n) {
-            entries[n] = {findCell(in_points[n], cell) ? tileOf(cell, m_depth) : kNoTile,
-                          static_cast<unsigned int>(n)};
+            m_tiles[n] = tileOfPoint(n);
         }
     });
-    tbb::parallel_sort(entries.begin(), entries.end());
-    for (const auto& [tile, point] : entries) {
-        if (tile == kNoTile) {
-            break;
-        }
-        if (m_tiles.empty() || m_tiles.back() != tile) {
-            m_tiles.push_back(tile);
-            m_begins.push_back(static_cast<long long>(m_points.size()));
-        }
-        m_points.push_back(point);
+    tbb::parallel_sort(m_tiles.begin(), m_tiles.end());
+    m_tiles.erase(std::unique(m_tiles.begin(), m_tiles.end()), m_tiles.end());
+    if (m_tiles.back() == kNoTile) {
+        m_tiles.pop_back();
     }
-    m_num_strays = static_cast<unsigned long long>(in_count) - m_points.size();
+    sortByKey(in_count, static_cast<long long>(m_tiles.size()), [&](long long n) {
+        return std::lower_bound(m_tiles.begin(), m_tiles.end(), tileOfPoint(n)) - m_tiles.begin();
+    });
+}
+
+template <typename Key>
+void ParticleBins::sortByKey(long long in_count, long long in_stray_key, const Key& in_key)
+{
+    const std::shared_ptr<unsigned[]> keys(new unsigned[static_cast<std::size_t>(in_count)]);
+    m_sort = std::make_shared<Detail::TileSort>(in_count, in_stray_key + 1, [&](long long n) {
+        return keys[n] = static_cast<unsigned>(in_key(n));
+    });
+    m_keys = keys;
+    const std::vector<long long>& begins = m_sort->begins();
+    for (long long key = 0; key < in_stray_key; ++key) {
+        if (begins[key] < begins[key + 1]) {
+            m_tile_keys.push_back(static_cast<unsigned>(key));
+        }
+    }
+    m_num_strays = static_cast<unsigned long long>(in_count - begins[in_stray_key]);
 }
 
 void ParticleBins::addTiles(VoxelLayout& io_layout) const
@@ -201,34 +230,47 @@ std::vector<TileIndex> ParticleBins::findTiles(const VoxelLayout& in_layout) con
     return found;
 }
 
-namespace {
-
-/// Appends to each of the tiles the values of its points.
-void appendAll(const ParticleBins& in_bins, const void* in_values, unsigned long in_bytes,
-               const std::vector<TileIndex>& in_tiles, Detail::TileBuffers io_tiles)
+/// Reads the values in their order: a line of memory for each tile that is being filled stays in
+/// the cache where the values themselves would not.
+void ParticleBins::appendValues(const void* in_values, unsigned long in_bytes,
+                                const std::vector<TileIndex>& in_tiles,
+                                Detail::TileBuffers io_tiles) const
 {
-    const std::vector<long long>& begins = in_bins.begins();
-    const unsigned int* const points = in_bins.points().data();
-    const auto appendRange = [&]<typename E>(long long in_first, long long in_end, E) {
-        const E* const values = static_cast<const E*>(in_values);
+    const std::vector<long long>& begins = m_sort->begins();
+    const long long num_tiles = static_cast<long long>(in_tiles.size());
+    std::vector<unsigned long> old_sizes(in_tiles.size());
+    Detail::forTiles(num_tiles, [&](long long in_first, long long in_end) {
         for (long long n = in_first; n < in_end; ++n) {
+            const unsigned key = m_tile_keys[n];
             Detail::TileBuffer& tile = io_tiles[in_tiles[n].first];
-            tile.reserve(tile.size + static_cast<unsigned long>(begins[n + 1] - begins[n]),
-                         in_bytes);
-            E* const elements = static_cast<E*>(tile.data);
-            for (long long p = begins[n]; p < begins[n + 1]; ++p) {
-                elements[tile.size++] = values[points[p]];
+            old_sizes[n] = tile.size;
+            tile.size += static_cast<unsigned long>(begins[key + 1] - begins[key]);
+            tile.reserve(tile.size, in_bytes);
+        }
+    });
+    const auto appendPiece = [&]<typename E>(long long in_piece, long long in_first,
+                                             long long in_end, E) {
+        const E* const values = static_cast<const E*>(in_values);
+        const unsigned* const keys = m_keys.get();
+        std::vector<E*> next(begins.size() - 1);  // of each key; strays have none
+        for (long long n = 0; n < num_tiles; ++n) {
+            const unsigned key = m_tile_keys[n];
+            next[key] = static_cast<E*>(io_tiles[in_tiles[n].first].data) + old_sizes[n] +
+                        (m_sort->places(in_piece)[key] - begins[key]);
+        }
+        for (long long n = in_first; n < in_end; ++n) {
+            E*& place = next[keys[n]];
+            if (place != nullptr) {
+                *place++ = values[n];
             }
         }
     };
-    Detail::forTiles(
-        static_cast<long long>(in_tiles.size()), [&](long long in_first, long long in_end) {
-            Detail::withElement(
-                in_bytes, [&](auto in_element) { appendRange(in_first, in_end, in_element); });
+    m_sort->forPieces([&](long long in_piece, long long in_first, long long in_end) {
+        Detail::withElement(in_bytes, [&](auto in_element) {
+            appendPiece(in_piece, in_first, in_end, in_element);
         });
+    });
 }
-
-}  // namespace
 
 template <typename T>
 void ParticleBins::append(const T* in_values, ParticleChannel<T>& io_channel) const
@@ -238,8 +280,10 @@ void ParticleBins::append(const T* in_values, ParticleChannel<T>& io_channel) co
         throw std::runtime_error("ParticleBins::append: channel " + io_channel.name() +
                                  " has no shape");
     }
-    appendAll(*this, in_values, sizeof(T), findTiles(shape->layout()),
-              Detail::buffersOf(io_channel.tiles(m_depth)));
+    if (!m_tiles.empty()) {
+        appendValues(in_values, sizeof(T), findTiles(shape->layout()),
+                     Detail::buffersOf(io_channel.tiles(m_depth)));
+    }
 }
 
 #define SKELVAR_INSTANTIATE(T) \

@@ -116,11 +116,11 @@ ParticleReblock::ParticleReblock(const std::vector<ParticleToFrom>& in_list, int
         const int to = leaving[n].to;
         return to >= 0 && to < in_num_tiles ? to + 1 : 0;
     };
-    Detail::TileSort sort(count, in_num_tiles + 1LL, key);
+    const Detail::TileSort sort(count, in_num_tiles + 1LL, key);
     const std::vector<long long>& begin = sort.begins();
     const long long first = begin[1];
     arriving.resize(static_cast<std::size_t>(count - first));
-    sort.place([&](long long in_place, long long n) {
+    sort.place(key, [&](long long in_place, long long n) {
         if (in_place >= first) {
             arriving[in_place - first] = leaving[n];
         }

@@ -24,9 +24,9 @@ void sortList(std::vector<ParticleToFrom>& io_list)
     }
     const long long num_tiles = highest->from + 1LL;
     const auto key = [&](long long n) { return io_list[n].from; };
-    Detail::TileSort sort(count, num_tiles, key);
+    const Detail::TileSort sort(count, num_tiles, key);
     std::vector<ParticleToFrom> sorted(io_list.size());
-    sort.place([&](long long in_place, long long n) { sorted[in_place] = io_list[n]; });
+    sort.place(key, [&](long long in_place, long long n) { sorted[in_place] = io_list[n]; });
     const std::vector<long long>& begin = sort.begins();
     Detail::bulkLoop(num_tiles, [&](long long in_first, long long in_last) {
         for (long long tile = in_first; tile < in_last; ++tile) {
