@@ -146,7 +146,8 @@ void addProductJobs(int in_threads)
     Bench::add({"spmv.dot/skelvar", in_threads, "Mrows/s", [] { return kProducts * millionRows(); },
                 [] {
                     for (int n = 0; n < kProducts; ++n) {
-                        Bench::keep(problem().prepared->multiplyAndDot(*problem().b, *problem().y));
+                        Bench::keep(
+                            Skelvar::multiplyAndDot(problem().A, *problem().b, problem().y.get()));
                     }
                 },
                 prepare, 5});

@@ -3,8 +3,10 @@
 #include <skelvar/numerics/DenseVector.h>
 #include <skelvar/numerics/SparseMatrix.h>
 #include <skelvar/numerics/StencilPatterns.h>
+#include <skelvar/numerics/SweepKernels.h>
 
 #include <algorithm>
+#include <type_traits>
 
 namespace Skelvar::Detail {
 
@@ -75,19 +77,39 @@ inline void addCoreProducts(const float* in_values, const float* in_x, float* io
 }
 
 /// A block of the pattern of a side: one entry a row, whose product in `float` is the sum.
-inline void addSideProducts(int in_side, const float* in_values, const float* in_x, float* io_y)
+/// in_value(n): the n-th value.
+template <int AXIS, typename Value>
+inline void addSideProducts(bool in_high, const Value& in_value, const float* in_x, float* io_y)
 {
-    const int axis = in_side / 2;
-    const int lower = axis == 0 ? kAxisStep[1] : kAxisStep[0];
-    const int upper = axis == 2 ? kAxisStep[1] : kAxisStep[2];
-    const int far = (kTileWidth - 1) * kAxisStep[axis];
-    const float* const x = in_x + (in_side % 2 == 0 ? far : 0);
-    float* const y = io_y + (in_side % 2 == 0 ? 0 : far);
+    constexpr int kLower = AXIS == 0 ? kAxisStep[1] : kAxisStep[0];
+    constexpr int kUpper = AXIS == 2 ? kAxisStep[1] : kAxisStep[2];
+    constexpr int kFar = (kTileWidth - 1) * kAxisStep[AXIS];
+    const float* const x = in_x + (in_high ? 0 : kFar);
+    float* const y = io_y + (in_high ? kFar : 0);
     for (int b = 0; b < kTileWidth; ++b) {
+        float products[kTileWidth];
         for (int a = 0; a < kTileWidth; ++a) {
-            const int at = a * lower + b * upper;
-            y[at] += *in_values++ * x[at];
+            products[a] = in_value(b * kTileWidth + a) * x[a * kLower + b * kUpper];
         }
+        for (int a = 0; a < kTileWidth; ++a) {
+            y[a * kLower + b * kUpper] += products[a];
+        }
+    }
+}
+
+template <typename Value>
+inline void addSideProducts(SparseMatrixStencil in_side, const Value& in_value, const float* in_x,
+                            float* io_y)
+{
+    const int side = static_cast<int>(in_side) - static_cast<int>(SparseMatrixStencil::eLowX);
+    const bool high = side % 2 == 1;
+    switch (side / 2) {
+        case 0:
+            return addSideProducts<0>(high, in_value, in_x, io_y);
+        case 1:
+            return addSideProducts<1>(high, in_value, in_x, io_y);
+        default:
+            return addSideProducts<2>(high, in_value, in_x, io_y);
     }
 }
 
@@ -113,16 +135,19 @@ inline void prefetchList(const SparseMatrix<float>::Blocks& in_blocks)
     }
 }
 
-/// Asks ahead for what the blocks of a tile hold, each in a place of its own. Of a long block the
-/// start is enough: the processor sees where it goes.
+/// Asks ahead for what the product reads of the blocks of a tile, each in a place of its own. Of a
+/// long block the start is enough: the processor sees where it goes.
 inline void prefetchBlocks(const SparseMatrix<float>::Blocks& in_blocks)
 {
     constexpr unsigned long long kLine = 64;
     constexpr unsigned long long kAhead = 5 * kLine;
     for (const SparseMatrixTile<float>& block : in_blocks) {
-        const unsigned long long bytes = block.stencil() == SparseMatrixStencil::eNone
-                                             ? block.memUsage()
-                                             : block.numEntries() * sizeof(float);
+        const bool is_stencil = block.stencil() != SparseMatrixStencil::eNone;
+        if (is_stencil && block.uniformValues() != nullptr) {
+            continue;
+        }
+        const unsigned long long bytes =
+            is_stencil ? block.numEntries() * sizeof(float) : block.memUsage();
         const char* const data = reinterpret_cast<const char*>(block.values());
         for (unsigned long long at = 0; at < std::min(bytes, kAhead); at += kLine) {
             __builtin_prefetch(data + at);
@@ -130,21 +155,47 @@ inline void prefetchBlocks(const SparseMatrix<float>::Blocks& in_blocks)
     }
 }
 
-/// Adds the product of a block and x to y. Products are formed in `float` and summed over a row of
-/// the block in `Sum`, from 0 on; that sum, rounded, is added in `float`.
-template <typename Sum, typename Vector>
-void addBlockProduct(const SparseMatrixTile<float>& in_block, const Vector& in_x, float* io_y)
+/// Adds the product of a block and x to y, where no y is -0. Products are formed in `float` and
+/// summed over a row of the block in `Sum`, from 0 on; that sum, rounded, is added in `float`.
+template <typename Sum>
+void addBlockProduct(const SparseMatrixTile<float>& in_block, const DenseVector<float>& in_x,
+                     const SweepKernels& in_kernels, float* io_y)
 {
     const float* const x = in_x.tileData(in_block.tileIndex(), in_block.depth());
-    switch (in_block.stencil()) {
-        case SparseMatrixStencil::eNone:
-            addAnyProducts<Sum>(in_block, x, io_y);
-            break;
-        case SparseMatrixStencil::eCore:
-            addCoreProducts<Sum>(in_block.values(), x, io_y);
-            break;
-        default:
-            addSideProducts(static_cast<int>(in_block.stencil()) - 1, in_block.values(), x, io_y);
+    const float* const values = in_block.values();
+    const SparseMatrixUniformValues<float>* const uniform = in_block.uniformValues();
+    if (in_block.stencil() == SparseMatrixStencil::eNone) {
+        addAnyProducts<Sum>(in_block, x, io_y);
+    } else if (in_block.stencil() != SparseMatrixStencil::eCore) {
+        if (uniform != nullptr) {
+            addSideProducts(
+                in_block.stencil(), [&](int) { return uniform->other; }, x, io_y);
+        } else {
+            addSideProducts(
+                in_block.stencil(), [&](int in_n) { return values[in_n]; }, x, io_y);
+        }
+    } else if (uniform == nullptr) {
+        addCoreProducts<Sum>(values, x, io_y);
+    } else {
+        const auto add =
+            std::is_same_v<Sum, float> ? in_kernels.add_uniform : in_kernels.add_uniform_in_double;
+        add(uniform->diagonal, uniform->other, x, io_y);
+    }
+}
+
+/// y := A x on a tile of a depth. Products are summed over a row of a block in `Sum`.
+template <typename Sum>
+void multiplyTile(const SparseMatrix<float>& in_A, int in_tile, int in_depth,
+                  const DenseVector<float>& in_x, const SweepKernels& in_kernels,
+                  DenseVector<float>& out_y)
+{
+    const int last = in_A.numTiles(in_depth) - 1;
+    prefetchBlocks(in_A.blocks(std::min(in_tile + 1, last), in_depth));
+    prefetchList(in_A.blocks(std::min(in_tile + 2, last), in_depth));
+    float* const y = out_y.tileData(in_tile, in_depth);
+    std::fill_n(y, out_y.tileDataSize(in_tile, in_depth), 0.0f);
+    for (const SparseMatrixTile<float>& block : in_A.blocks(in_tile, in_depth)) {
+        addBlockProduct<Sum>(block, in_x, in_kernels, y);
     }
 }
 

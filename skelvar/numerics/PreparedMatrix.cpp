@@ -1,11 +1,10 @@
 #include <skelvar/numerics/PreparedMatrix.h>
 
-#include <skelvar/numerics/MultiplyBlocks.h>
-#include <skelvar/numerics/SumInLanes.h>
+#include <skelvar/numerics/StencilPatterns.h>
 #include <skelvar/numerics/TileLoop.h>
 
 #include <algorithm>
-#include <bit>
+#include <cmath>
 #include <cstdlib>
 
 namespace Skelvar::Detail {
@@ -115,12 +114,91 @@ private:
     RowLanes& m_out;
 };
 
-/// Bit for bit: NaN equals itself, and the two zeros differ.
-bool haveSameBits(const float* in_a, const float* in_b, int in_count)
+/// For each cell of a tile the parity of its place in the list of rows, or `kNoRow`.
+constexpr signed char kNoRow = -1;
+struct RowParities {
+    signed char of[kTileSize];
+
+    explicit RowParities(const SparseMatrixTile<float>& in_block)
+    {
+        std::fill_n(of, kTileSize, kNoRow);
+        for (int row = 0; row < in_block.numRows(); ++row) {
+            of[in_block.rowIds()[row]] = static_cast<signed char>(row % 2);
+        }
+    }
+};
+
+/// Whether a block has the entries of the 7-point stencil among its rows, and no others.
+bool isPartOfCore(const SparseMatrixTile<float>& in_block)
 {
-    return std::equal(in_a, in_a + in_count, in_b, [](float in_left, float in_right) {
-        return std::bit_cast<int>(in_left) == std::bit_cast<int>(in_right);
-    });
+    const int rows = in_block.numRows();
+    if (rows == 0 || in_block.rowIds()[rows - 1] >= kTileSize) {
+        return false;
+    }
+    const RowParities parities(in_block);
+    const unsigned short* column = in_block.columnIds();
+    const unsigned short* const end = column + in_block.numEntries();
+    for (int row = 0; row < rows; ++row) {
+        const int cell = in_block.rowIds()[row];
+        for (unsigned n = kCorePattern.row_starts[cell]; n < kCorePattern.row_starts[cell + 1];
+             ++n) {
+            const int other = kCorePattern.column_ids[n];
+            if (parities.of[other] != kNoRow && (column == end || *column++ != other)) {
+                return false;
+            }
+        }
+        if (column - in_block.columnIds() != in_block.rowStarts()[row + 1]) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// The order in which to relax the cells of one parity. Those that couple, which are neighbours
+/// along y or z, keep their order: neighbours along x differ in parity. Neighbours stand far apart,
+/// so that the processor need not wait for one to do the next.
+std::vector<CellStep> stepsInFronts()
+{
+    std::vector<CellStep> steps;
+    for (int front = 0; front <= 2 * (kTileWidth - 1); ++front) {
+        for (int x_parity = 0; x_parity < 2; ++x_parity) {
+            for (int cell = 0; cell < kTileSize; ++cell) {
+                const int x = cell % kTileWidth;
+                if (cell / kAxisStep[1] % kTileWidth + cell / kAxisStep[2] == front &&
+                    x % 2 == x_parity) {
+                    steps.push_back({short(cell), short(rimPlace(cell))});
+                }
+            }
+        }
+    }
+    return steps;
+}
+
+/// Packs up to eight blocks, each a part of the core, side by side.
+CellLanes packCells(const SparseMatrixTile<float>* const* in_blocks, int in_count)
+{
+    static const std::vector<CellStep> s_steps = stepsInFronts();
+    std::vector<RowParities> parities;
+    for (int lane = 0; lane < in_count; ++lane) {
+        parities.emplace_back(*in_blocks[lane]);
+    }
+    CellLanes packed;
+    for (const CellStep& step : s_steps) {
+        for (int parity = 0; parity < 2; ++parity) {
+            LaneMasks mask{};
+            bool any = false;
+            for (int lane = 0; lane < in_count; ++lane) {
+                const bool is_row = parities[lane].of[step.cell] == parity;
+                mask.lane[lane] = is_row ? -1 : 0;
+                any = any || is_row;
+            }
+            if (any) {
+                packed.steps[parity].push_back(step);
+                packed.masks[parity].push_back(mask);
+            }
+        }
+    }
+    return packed;
 }
 
 double addUp(const double* in_dots, int in_count)
@@ -135,49 +213,55 @@ double addUp(const double* in_dots, int in_count)
 }  // namespace
 
 PreparedMatrix::PreparedMatrix(const SparseMatrix<float>& in_A, const SweepKernels& in_kernels)
-    : m_A(in_A), m_kernels(in_kernels)
+    : m_kernels(in_kernels)
 {
+    for (const CellStep& step : stepsInFronts()) {
+        m_all_cells.steps[step.cell % 2].push_back(step);
+    }
     for (int depth = 0; depth < kNumDepths; ++depth) {
-        sortTiles(depth);
-        std::vector<Group>& others = m_depths[depth].others;
+        sortTiles(in_A, depth);
+        std::vector<Group>& parts = m_groups[depth][eUniformParts];
+        forTiles(static_cast<int>(parts.size()), [&](int in_n) {
+            parts[in_n].cells = packCells(parts[in_n].blocks, parts[in_n].count);
+        });
+        std::vector<Group>& others = m_groups[depth][eAny];
         forTiles(static_cast<int>(others.size()), [&](int in_n) {
             RowPacker(others[in_n].blocks, others[in_n].count, others[in_n].rows);
         });
     }
 }
 
-void PreparedMatrix::sortTiles(int in_depth)
+PreparedMatrix::Kind PreparedMatrix::kindOf(const SparseMatrixTile<float>& in_block)
 {
-    Depth& sorted = m_depths[in_depth];
-    std::vector<int> same_cores;
-    std::vector<int> cores;
-    std::vector<int> others;
-    const float* values = nullptr;
-    for (int tile = 0; tile < m_A.numTiles(in_depth); ++tile) {
-        const SparseMatrixTile<float>* const block = m_A.diagonalBlock(tile, in_depth);
-        const bool is_core = block != nullptr && block->stencil() == SparseMatrixStencil::eCore;
-        if (is_core && values == nullptr) {
-            values = block->values();
-        }
-        if (is_core && haveSameBits(values, block->values(), kCoreEntries)) {
-            same_cores.push_back(tile);
-            continue;
-        }
-        sorted.other_products.push_back(tile);
-        if (is_core) {
-            cores.push_back(tile);
-        } else if (block != nullptr && block->numRows() > 0) {
-            others.push_back(tile);
+    const bool is_core = in_block.stencil() == SparseMatrixStencil::eCore;
+    const SparseMatrixUniformValues<float>* const uniform = in_block.uniformValues();
+    const bool is_uniform =
+        uniform != nullptr && uniform->diagonal > 0.0f && std::isfinite(uniform->other);
+    if (is_core) {
+        return is_uniform ? eUniformCores : eCores;
+    }
+    return is_uniform && isPartOfCore(in_block) ? eUniformParts : eAny;
+}
+
+void PreparedMatrix::sortTiles(const SparseMatrix<float>& in_A, int in_depth)
+{
+    std::vector<int> tiles[eNumKinds];
+    for (int tile = 0; tile < in_A.numTiles(in_depth); ++tile) {
+        const SparseMatrixTile<float>* const block = in_A.diagonalBlock(tile, in_depth);
+        if (block != nullptr && block->numRows() > 0) {
+            tiles[kindOf(*block)].push_back(tile);
         }
     }
-    // Blocks of like size side by side: eight take as long as the longest of them.
-    std::stable_sort(others.begin(), others.end(), [&](int in_a, int in_b) {
-        return m_A.diagonalBlock(in_a, in_depth)->numRows() <
-               m_A.diagonalBlock(in_b, in_depth)->numRows();
-    });
-    sorted.same_cores = groupsOf(same_cores, in_depth, m_A);
-    sorted.cores = groupsOf(cores, in_depth, m_A);
-    sorted.others = groupsOf(others, in_depth, m_A);
+    for (const Kind kind : {eUniformParts, eAny}) {
+        // Blocks of like size side by side: eight take as long as the longest of them.
+        std::stable_sort(tiles[kind].begin(), tiles[kind].end(), [&](int in_a, int in_b) {
+            return in_A.diagonalBlock(in_a, in_depth)->numRows() <
+                   in_A.diagonalBlock(in_b, in_depth)->numRows();
+        });
+    }
+    for (int kind = 0; kind < eNumKinds; ++kind) {
+        m_groups[in_depth][kind] = groupsOf(tiles[kind], in_depth, in_A);
+    }
 }
 
 std::vector<PreparedMatrix::Group> PreparedMatrix::groupsOf(const std::vector<int>& in_tiles,
@@ -195,7 +279,43 @@ std::vector<PreparedMatrix::Group> PreparedMatrix::groupsOf(const std::vector<in
     return groups;
 }
 
-double PreparedMatrix::preconditionCores(const Group& in_group, bool in_same, int in_depth,
+double PreparedMatrix::preconditionUniform(const Group& in_group, Kind in_kind, int in_depth,
+                                           const DenseVector<float>& in_r,
+                                           DenseVector<float>& out_z) const
+{
+    const bool is_part = in_kind == eUniformParts;
+    alignas(32) float parts[kLanes][kTileSize + 3];
+    const float* r[kLanes];
+    float* z[kLanes];
+    UniformSweep sweep;
+    for (int lane = 0; lane < kLanes; ++lane) {
+        // Lanes without a tile do the first one's over.
+        const int used = lane < in_group.count ? lane : 0;
+        const auto& values = *in_group.blocks[used]->uniformValues();
+        sweep.diagonals.lane[lane] = values.diagonal;
+        sweep.others.lane[lane] = values.other;
+        r[lane] = in_r.tileData(in_group.tiles[used], in_depth);
+        z[lane] =
+            is_part || used != lane ? parts[lane] : out_z.tileData(in_group.tiles[used], in_depth);
+    }
+    const CellLanes& cells = is_part ? in_group.cells : m_all_cells;
+    for (int parity = 0; parity < 2; ++parity) {
+        sweep.passes[parity] = {static_cast<int>(cells.steps[parity].size()),
+                                cells.steps[parity].data(), cells.masks[parity].data()};
+    }
+    double dots[kLanes];
+    m_kernels.uniform(sweep, r, z, dots);
+    for (int lane = 0; is_part && lane < in_group.count; ++lane) {
+        const SparseMatrixTile<float>& block = *in_group.blocks[lane];
+        float* const tile_z = out_z.tileData(in_group.tiles[lane], in_depth);
+        for (int row = 0; row < block.numRows(); ++row) {
+            tile_z[block.rowIds()[row]] = parts[lane][block.rowIds()[row]];
+        }
+    }
+    return addUp(dots, in_group.count);
+}
+
+double PreparedMatrix::preconditionCores(const Group& in_group, int in_depth,
                                          const DenseVector<float>& in_r,
                                          DenseVector<float>& out_z) const
 {
@@ -211,11 +331,7 @@ double PreparedMatrix::preconditionCores(const Group& in_group, bool in_same, in
         z[lane] = used == lane ? out_z.tileData(in_group.tiles[used], in_depth) : unused;
     }
     double dots[kLanes];
-    if (in_same) {
-        m_kernels.same_core(values[0], r, z, dots);
-    } else {
-        m_kernels.core(values, r, z, dots);
-    }
+    m_kernels.core(values, r, z, dots);
     return addUp(dots, in_group.count);
 }
 
@@ -251,94 +367,23 @@ double PreparedMatrix::preconditionRows(const Group& in_group, int in_depth,
     return sum;
 }
 
-double PreparedMatrix::multiplyCores(const Group& in_group, int in_depth,
-                                     const DenseVector<float>& in_s,
-                                     DenseVector<float>& out_q) const
-{
-    alignas(32) float cores[kLanes][kTileSize + 3];
-    const float* s[kLanes];
-    float* products[kLanes];
-    for (int lane = 0; lane < kLanes; ++lane) {
-        s[lane] = in_s.tileData(in_group.tiles[lane < in_group.count ? lane : 0], in_depth);
-        products[lane] = cores[lane];
-    }
-    m_kernels.multiply_same_core(in_group.blocks[0]->values(), s, products);
-    double sum = 0.0;
-    for (int lane = 0; lane < in_group.count; ++lane) {
-        sum += multiplyTile(in_group.tiles[lane], in_depth, cores[lane], in_s, out_q);
-    }
-    return sum;
-}
-
-double PreparedMatrix::multiplyTile(int in_tile, int in_depth, const float* in_core,
-                                    const DenseVector<float>& in_s, DenseVector<float>& out_q) const
-{
-    float* const q = out_q.tileData(in_tile, in_depth);
-    const float* const s = in_s.tileData(in_tile, in_depth);
-    const int size = out_q.tileDataSize(in_tile, in_depth);
-    std::fill_n(q, size, 0.0f);
-    for (const SparseMatrixTile<float>& block : m_A.blocks(in_tile, in_depth)) {
-        if (in_core != nullptr && block.stencil() == SparseMatrixStencil::eCore &&
-            block.tileIndex() == in_tile && block.depth() == in_depth) {
-            for (int n = 0; n < kTileSize; ++n) {
-                q[n] += in_core[n];
-            }
-        } else {
-            addBlockProduct<double>(block, in_s, q);
-        }
-    }
-    return sumInLanes<double>(size, [&](int in_n) { return double(q[in_n]) * double(s[in_n]); });
-}
-
-void PreparedMatrix::prefetch(const Group& in_group, const Group& in_next, int in_depth) const
-{
-    for (int lane = 0; lane < in_group.count; ++lane) {
-        prefetchBlocks(m_A.blocks(in_group.tiles[lane], in_depth));
-    }
-    for (int lane = 0; lane < in_next.count; ++lane) {
-        prefetchList(m_A.blocks(in_next.tiles[lane], in_depth));
-    }
-}
-
 double PreparedMatrix::preconditionAndDot(const DenseVector<float>& in_r,
                                           DenseVector<float>& out_z) const
 {
     double sum = 0.0;
     for (int depth = 0; depth < kNumDepths; ++depth) {
-        const Depth& d = m_depths[depth];
-        sum += sumOver<NoWork>(d.same_cores.size(), [&](int in_n, NoWork&) {
-            return preconditionCores(d.same_cores[in_n], true, depth, in_r, out_z);
-        });
-        sum += sumOver<NoWork>(d.cores.size(), [&](int in_n, NoWork&) {
-            return preconditionCores(d.cores[in_n], false, depth, in_r, out_z);
+        const auto& groups = m_groups[depth];
+        for (const Kind kind : {eUniformCores, eUniformParts}) {
+            sum += sumOver<NoWork>(groups[kind].size(), [&](int in_n, NoWork&) {
+                return preconditionUniform(groups[kind][in_n], kind, depth, in_r, out_z);
+            });
+        }
+        sum += sumOver<NoWork>(groups[eCores].size(), [&](int in_n, NoWork&) {
+            return preconditionCores(groups[eCores][in_n], depth, in_r, out_z);
         });
         using Work = std::vector<LaneFloats>;
-        sum += sumOver<Work>(d.others.size(), [&](int in_n, Work& io_work) {
-            return preconditionRows(d.others[in_n], depth, in_r, io_work, out_z);
-        });
-    }
-    return sum;
-}
-
-double PreparedMatrix::multiplyAndDot(const DenseVector<float>& in_s,
-                                      DenseVector<float>& out_q) const
-{
-    double sum = 0.0;
-    for (int depth = 0; depth < kNumDepths; ++depth) {
-        const std::vector<Group>& groups = m_depths[depth].same_cores;
-        sum += sumOver<NoWork>(groups.size(), [&](int in_n, NoWork&) {
-            prefetch(groups[in_n], groups[std::min<std::size_t>(in_n + 1, groups.size() - 1)],
-                     depth);
-            return multiplyCores(groups[in_n], depth, in_s, out_q);
-        });
-        const std::vector<int>& tiles = m_depths[depth].other_products;
-        sum += sumOver<NoWork>(tiles.size(), [&](int in_n, NoWork&) {
-            const auto ahead = [&](std::size_t in_step) -> const SparseMatrix<float>::Blocks& {
-                return m_A.blocks(tiles[std::min(in_n + in_step, tiles.size() - 1)], depth);
-            };
-            prefetchBlocks(ahead(1));
-            prefetchList(ahead(2));
-            return multiplyTile(tiles[in_n], depth, nullptr, in_s, out_q);
+        sum += sumOver<Work>(groups[eAny].size(), [&](int in_n, Work& io_work) {
+            return preconditionRows(groups[eAny][in_n], depth, in_r, io_work, out_z);
         });
     }
     return sum;

@@ -16,53 +16,49 @@ struct RowLanes {
     std::vector<SweepRow> rows;
 };
 
-/// A matrix made ready for the many passes of a solution: its tiles in groups of eight that go side
-/// by side, one in each lane of a vector register. Borrows the matrix, whose values must not change
-/// meanwhile. Several threads may read it.
+/// The passes over up to eight tiles of uniform values, as `UniformSweep` has them.
+struct CellLanes {
+    std::vector<CellStep> steps[2];
+    std::vector<LaneMasks> masks[2];
+};
+
+/// The preconditioner of a matrix, made ready for the many passes of a solution: its tiles in
+/// groups of eight that go side by side, one in each lane of a vector register. Borrows the matrix,
+/// whose values must not change meanwhile. Several threads may read it.
 class SKELVAR_API PreparedMatrix {
 public:
     explicit PreparedMatrix(const SparseMatrix<float>& in_A,
                             const SweepKernels& in_kernels = sweepKernels());
 
-    /// As the functions of the same names with the matrix.
+    /// As the function of the same name with the matrix.
     double preconditionAndDot(const DenseVector<float>& in_r, DenseVector<float>& out_z) const;
-    double multiplyAndDot(const DenseVector<float>& in_s, DenseVector<float>& out_q) const;
 
 private:
+    /// What the diagonal blocks of a group have in common. The more, the faster.
+    enum Kind { eUniformCores, eUniformParts, eCores, eAny, eNumKinds };
     /// Up to eight tiles.
     struct Group {
         int count;
         int tiles[kLanes];
         const SparseMatrixTile<float>* blocks[kLanes];  ///< the diagonal ones
-        RowLanes rows;                                  ///< of blocks that are not cores
-    };
-    /// The tiles of a depth. Where the coefficients are constant, nearly all full blocks hold the
-    /// same values: eight of them read one copy, which stays in the cache.
-    struct Depth {
-        std::vector<Group> same_cores;  ///< with the values of the first
-        std::vector<Group> cores;
-        std::vector<Group> others;
-        std::vector<int> other_products;  ///< tiles that are not in `same_cores`
+        CellLanes cells;                                ///< of `eUniformParts`
+        RowLanes rows;                                  ///< of `eAny`
     };
 
-    void sortTiles(int in_depth);
+    static Kind kindOf(const SparseMatrixTile<float>& in_block);
+    void sortTiles(const SparseMatrix<float>& in_A, int in_depth);
     static std::vector<Group> groupsOf(const std::vector<int>& in_tiles, int in_depth,
                                        const SparseMatrix<float>& in_A);
-    double preconditionCores(const Group& in_group, bool in_same, int in_depth,
-                             const DenseVector<float>& in_r, DenseVector<float>& out_z) const;
+    double preconditionUniform(const Group& in_group, Kind in_kind, int in_depth,
+                               const DenseVector<float>& in_r, DenseVector<float>& out_z) const;
+    double preconditionCores(const Group& in_group, int in_depth, const DenseVector<float>& in_r,
+                             DenseVector<float>& out_z) const;
     double preconditionRows(const Group& in_group, int in_depth, const DenseVector<float>& in_r,
                             std::vector<LaneFloats>& io_work, DenseVector<float>& out_z) const;
-    /// Asks ahead for the blocks of a group, and for the lists of the next one's.
-    void prefetch(const Group& in_group, const Group& in_next, int in_depth) const;
-    double multiplyCores(const Group& in_group, int in_depth, const DenseVector<float>& in_s,
-                         DenseVector<float>& out_q) const;
-    /// in_core: the product of the diagonal block if it is there already, else null.
-    double multiplyTile(int in_tile, int in_depth, const float* in_core,
-                        const DenseVector<float>& in_s, DenseVector<float>& out_q) const;
 
-    const SparseMatrix<float>& m_A;
     const SweepKernels& m_kernels;
-    Depth m_depths[kNumDepths];
+    CellLanes m_all_cells;  ///< of `eUniformCores`
+    std::vector<Group> m_groups[kNumDepths][eNumKinds];
 };
 
 }  // namespace Skelvar::Detail

@@ -1,6 +1,7 @@
 #include <skelvar/numerics/SolvePCG.h>
 
 #include <skelvar/base/SkelvarProfiler.h>
+#include <skelvar/numerics/MultiplyBlocks.h>
 #include <skelvar/numerics/NullSpace.h>
 #include <skelvar/numerics/PreparedMatrix.h>
 #include <skelvar/numerics/SumInLanes.h>
@@ -100,15 +101,15 @@ bool solve(const SparseMatrix<float>& in_A, const DenseVector<float>& in_b,
     }
     out_residual = 1.0f;
     GenericDenseVector<float> s(layout, in_b, 0.0f);
-    const Detail::PreparedMatrix prepared(in_A);
-    double rho = prepared.preconditionAndDot(r, s);
+    const Detail::PreparedMatrix preconditioner(in_A);
+    double rho = preconditioner.preconditionAndDot(r, s);
     in_null_space.removeFrom(s);
     if (rho <= 0.0) {
         return false;
     }
     GenericDenseVector<float> q(layout, in_b, 0.0f);
     while (out_iterations < in_max_iterations) {
-        const double sigma = prepared.multiplyAndDot(s, q);
+        const double sigma = multiplyAndDot(in_A, s, &q);
         if (sigma <= 0.0) {
             return false;
         }
@@ -125,7 +126,7 @@ bool solve(const SparseMatrix<float>& in_A, const DenseVector<float>& in_b,
             in_null_space.removeFrom(r);
         }
         DenseVector<float>& z = q;
-        const double next_rho = prepared.preconditionAndDot(r, z);
+        const double next_rho = preconditioner.preconditionAndDot(r, z);
         if (next_rho <= 0.0) {
             return false;
         }
@@ -148,7 +149,15 @@ double preconditionAndDot(const SparseMatrix<float>& in_A, const DenseVector<flo
 double multiplyAndDot(const SparseMatrix<float>& in_A, const DenseVector<float>& in_s,
                       DenseVector<float>* out_q)
 {
-    return Detail::PreparedMatrix(in_A).multiplyAndDot(in_s, *out_q);
+    const Detail::SweepKernels& kernels = Detail::sweepKernels();
+    return sumOverDepths<double>(*out_q, [&](int in_tile, int in_depth) {
+        Detail::multiplyTile<double>(in_A, in_tile, in_depth, in_s, kernels, *out_q);
+        const float* const s = in_s.tileData(in_tile, in_depth);
+        const float* const q = out_q->tileData(in_tile, in_depth);
+        return Detail::sumInLanes<double>(out_q->tileDataSize(in_tile, in_depth), [&](int in_n) {
+            return double(q[in_n]) * double(s[in_n]);
+        });
+    });
 }
 
 float updateSolutionAndNorm(const VoxelLayout&, const DenseVector<float>& in_s,

@@ -109,15 +109,8 @@ void matrixVectorMultiply(const SparseMatrix<float>& in_A, const DenseVector<flo
 {
     const SkelvarProfiler::Scope scope("matrixVectorMultiply");
     for (int depth = 0; depth < kNumDepths; ++depth) {
-        const int tiles = in_A.numTiles(depth);
-        Detail::forTiles(tiles, [&](int in_tile) {
-            Detail::prefetchBlocks(in_A.blocks(std::min(in_tile + 1, tiles - 1), depth));
-            Detail::prefetchList(in_A.blocks(std::min(in_tile + 2, tiles - 1), depth));
-            float* const y = out_y->tileData(in_tile, depth);
-            std::fill_n(y, out_y->tileDataSize(in_tile, depth), 0.0f);
-            for (const SparseMatrixTile<float>& block : in_A.blocks(in_tile, depth)) {
-                Detail::addBlockProduct<float>(block, in_x, y);
-            }
+        Detail::forTiles(in_A.numTiles(depth), [&](int in_tile) {
+            Detail::multiplyTile<float>(in_A, in_tile, depth, in_x, Detail::sweepKernels(), *out_y);
         });
     }
 }

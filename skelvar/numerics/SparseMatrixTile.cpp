@@ -3,6 +3,7 @@
 #include <skelvar/numerics/StencilPatterns.h>
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 namespace Skelvar {
@@ -61,6 +62,8 @@ SparseMatrixTile<T>::SparseMatrixTile(const SparseMatrixTile& in_other)
     m_tile_index = in_other.m_tile_index;
     m_depth = in_other.m_depth;
     m_stencil = in_other.m_stencil;
+    m_is_uniform = in_other.m_is_uniform;
+    m_uniform = in_other.m_uniform;
 }
 
 template <typename T>
@@ -79,6 +82,8 @@ void SparseMatrixTile<T>::swap(SparseMatrixTile& io_other) noexcept
     std::swap(m_num_entries, io_other.m_num_entries);
     std::swap(m_data, io_other.m_data);
     std::swap(m_stencil, io_other.m_stencil);
+    std::swap(m_is_uniform, io_other.m_is_uniform);
+    std::swap(m_uniform, io_other.m_uniform);
 }
 
 template <typename T>
@@ -108,6 +113,26 @@ void SparseMatrixTile<T>::allocate(int in_num_rows, int in_num_entries)
     made.m_num_entries = in_num_entries;
     made.m_data = Detail::allocateArray(static_cast<long long>(bytesOf(made)), 1);
     swap(made);
+}
+
+template <typename T>
+void SparseMatrixTile<T>::classify()
+{
+    m_stencil = stencilOf(*this);
+    m_uniform = {};
+    const T* const values = std::as_const(*this).values();
+    const T* seen[2] = {};
+    m_is_uniform = true;
+    for (int row = 0; row < m_num_rows; ++row) {
+        for (unsigned int n = rowStarts()[row]; n < rowStarts()[row + 1]; ++n) {
+            const bool is_diagonal = columnIds()[n] == rowIds()[row];
+            (is_diagonal ? m_uniform.diagonal : m_uniform.other) = values[n];
+            const T*& first = seen[is_diagonal];
+            first = first == nullptr ? values + n : first;
+            // bit for bit: NaN equals itself, and the two zeros differ
+            m_is_uniform = m_is_uniform && std::memcmp(first, values + n, sizeof(T)) == 0;
+        }
+    }
 }
 
 template <typename T>
@@ -153,7 +178,7 @@ void DynamicSparseMatrixTile<T>::convert(TileId in_id, int in_tile_index, int in
         }
     }
     row_starts[rows] = entries;
-    out_block->m_stencil = stencilOf(*out_block);
+    out_block->classify();
 }
 
 template class SparseMatrixTile<float>;

@@ -28,6 +28,14 @@ enum class SparseMatrixStencil : int {
     eHighZ,
 };
 
+/// The values of a block that has but two: of entries whose row and column positions are equal, and
+/// of all others.
+template <typename T>
+struct SparseMatrixUniformValues {
+    T diagonal;
+    T other;
+};
+
 /// One compressed block of a matrix: the couplings of the positions of a row tile, which follows
 /// from where the block stands, with those of a column tile. Lists only rows that have entries.
 /// Owns its one allocation: the values, the row starts, the row ids, the column ids, in this order.
@@ -57,7 +65,12 @@ public:
     int numRows() const { return m_num_rows; }
     int numEntries() const { return m_num_entries; }
 
-    T* values() { return static_cast<T*>(m_data); }
+    /// To be written: from now on the block counts as one of many values.
+    T* values()
+    {
+        m_is_uniform = false;
+        return static_cast<T*>(m_data);
+    }
     const T* values() const { return static_cast<const T*>(m_data); }
     const unsigned int* rowStarts() const
     {
@@ -73,6 +86,12 @@ public:
     /// The pattern in the place that is the cheapest to read: the one that all blocks of a stencil
     /// share, or the block's own.
     SparseMatrixPattern pattern() const;
+    /// The two values of the block, each the same in all its entries bit for bit, 0 where there is
+    /// no such entry. Null if there are more, or if someone may have written them.
+    const SparseMatrixUniformValues<T>* uniformValues() const
+    {
+        return m_is_uniform ? &m_uniform : nullptr;
+    }
 
     /// Bytes of the allocation.
     unsigned long long memUsage() const;
@@ -83,6 +102,8 @@ private:
 
     /// Makes room for a block, instead of what it held.
     void allocate(int in_num_rows, int in_num_entries);
+    /// Finds the stencil and whether the values are uniform.
+    void classify();
 
     TileId m_tile_id = kNoTile;
     int m_tile_index = -1;
@@ -91,6 +112,8 @@ private:
     int m_num_entries = 0;
     void* m_data = nullptr;  ///< owned
     SparseMatrixStencil m_stencil = SparseMatrixStencil::eNone;
+    bool m_is_uniform = false;
+    SparseMatrixUniformValues<T> m_uniform{};
 };
 
 /// One value of a block that is being gathered. Ordered by row, then column.

@@ -70,6 +70,20 @@ inline constexpr SidePattern kSidePatterns[6] = {
     makeSidePattern(0, false), makeSidePattern(0, true),  makeSidePattern(1, false),
     makeSidePattern(1, true),  makeSidePattern(2, false), makeSidePattern(2, true)};
 
+/// Steps along the axes among the cells of a tile with a rim of zeros: one place behind each line,
+/// a line behind each slab, and a slab before and behind all.
+inline constexpr int kRimStep[3] = {1, kTileWidth + 1, (kTileWidth + 1) * (kTileWidth + 1)};
+inline constexpr int kRimPlaces = (kTileWidth + 2) * kRimStep[2];
+
+constexpr int rimPlace(int in_cell)
+{
+    int place = kRimStep[2];
+    for (int axis = 0; axis < 3; ++axis) {
+        place += in_cell / kAxisStep[axis] % kTileWidth * kRimStep[axis];
+    }
+    return place;
+}
+
 /// Where a cell stands in its tile along an axis.
 enum Place { eFirst, eInner, eLast };
 

@@ -4,7 +4,8 @@
 
 namespace Skelvar::Detail {
 
-const SweepKernels kPlainSweepKernels{sweepCore, sweepSameCore, sweepRows, multiplySameCore};
+const SweepKernels kPlainSweepKernels{sweepCore, sweepUniform, sweepRows, addUniform<float>,
+                                      addUniform<double>};
 
 const SweepKernels& sweepKernels()
 {

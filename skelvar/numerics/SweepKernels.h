@@ -44,19 +44,42 @@ struct SweepRows {
     LaneFloats* z;
 };
 
-/// The kernels as built for one kind of processor.
+/// A cell of a tile: its position, and its place among those with a rim around (`rimPlace`).
+struct CellStep {
+    short cell;
+    short place;
+};
+
+/// Cells of eight tiles in the order in which to relax them.
+struct CellPass {
+    int count;
+    const CellStep* steps;
+    const LaneMasks*
+        masks;  ///< of each step, the lanes that have that row; null where all have all
+};
+
+/// Eight blocks, each a 7-point stencil among its rows, with two values each.
+struct UniformSweep {
+    LaneFloats diagonals;  ///< positive
+    LaneFloats others;     ///< finite
+    CellPass passes[2];    ///< the even places of the lists of rows, and the odd ones
+};
+
+/// The kernels as built for one kind of processor. `in_r`: 125 values of each tile, and out_z as
+/// many, which are only written. `out_dots`: the dot product of r and z over each tile's rows.
 struct SweepKernels {
-    /// Eight blocks with the pattern of the 7-point stencil: their values, and 125 values of r and
-    /// z each. z is only written. out_dots: the dot product of r and z of each.
+    /// Eight blocks with the pattern of the 7-point stencil: their values.
     void (*core)(const float* const* in_values, const float* const* in_r, float* const* out_z,
                  double* out_dots);
-    /// The same for blocks that all have the values `in_values`.
-    void (*same_core)(const float* in_values, const float* const* in_r, float* const* out_z,
-                      double* out_dots);
+    /// Eight blocks of uniform values. z is 0 where there is no row.
+    void (*uniform)(const UniformSweep& in_sweep, const float* const* in_r, float* const* out_z,
+                    double* out_dots);
     void (*rows)(const SweepRows& io_rows);
-    /// Products of such blocks with 125 values each, summed over a row in double.
-    void (*multiply_same_core)(const float* in_values, const float* const* in_s,
-                               float* const* out_products);
+    /// y := y + A x for a block with the pattern of the 7-point stencil and two values, where no y
+    /// is -0. Products are summed over a row in float, or in double.
+    void (*add_uniform)(float in_diagonal, float in_other, const float* in_x, float* io_y);
+    void (*add_uniform_in_double)(float in_diagonal, float in_other, const float* in_x,
+                                  float* io_y);
 };
 
 SKELVAR_API extern const SweepKernels kPlainSweepKernels;

@@ -6,6 +6,7 @@
 
 namespace Skelvar::Detail {
 
-const SweepKernels kAvx2SweepKernels{sweepCore, sweepSameCore, sweepRows, multiplySameCore};
+const SweepKernels kAvx2SweepKernels{sweepCore, sweepUniform, sweepRows, addUniform<float>,
+                                     addUniform<double>};
 
 }  // namespace Skelvar::Detail

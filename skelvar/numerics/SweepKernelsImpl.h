@@ -14,8 +14,6 @@ namespace {
 using Lanes = float __attribute__((vector_size(32), may_alias));
 using LaneBits = int __attribute__((vector_size(32), may_alias));
 using FourFloats = float __attribute__((vector_size(16), may_alias));
-using EightDoubles = double __attribute__((vector_size(64)));
-using FourDoubles = double __attribute__((vector_size(32)));
 
 /// Four floats from memory of any alignment.
 using LooseFour = float __attribute__((vector_size(16), aligned(4), may_alias));
@@ -89,17 +87,13 @@ inline void relax(const Lanes& in_v, const Lanes& in_d, Lanes& io_z)
 // Tiles with the pattern of the whole 7-point stencil. Rows of one colour do not couple with each
 // other, so that their order among themselves does not matter.
 
-/// in_first: the row's first entry. io_z: the row's.
-template <Place X, Place Y, Place Z, typename Values>
-inline void relaxCell(const Values& in_values, int in_first, const Lanes& in_r, Lanes* io_z)
+/// in_values: of the row's entries. io_z: the row's.
+template <Place X, Place Y, Place Z>
+inline void relaxCell(const Lanes* in_values, const Lanes& in_r, Lanes* io_z)
 {
     Lanes v = in_r;
-    Lanes value;
-    int n = in_first;
-    const auto subtract = [&](int in_step) {
-        in_values.read(n++, value);
-        v -= value * io_z[in_step];
-    };
+    int n = 0;
+    const auto subtract = [&](int in_step) { v -= in_values[n++] * io_z[in_step]; };
     if constexpr (Z != eFirst) {
         subtract(-kAxisStep[2]);
     }
@@ -109,8 +103,7 @@ inline void relaxCell(const Values& in_values, int in_first, const Lanes& in_r, 
     if constexpr (X != eFirst) {
         subtract(-kAxisStep[0]);
     }
-    Lanes d;
-    in_values.read(n++, d);
+    const Lanes d = in_values[n++];
     if constexpr (X != eLast) {
         subtract(kAxisStep[0]);
     }
@@ -123,34 +116,16 @@ inline void relaxCell(const Values& in_values, int in_first, const Lanes& in_r, 
     relax(v, d, io_z[0]);
 }
 
-/// The values of eight blocks.
-struct LaneValues {
-    alignas(64) Lanes lanes[kCoreEntries];
-
-    void read(int in_entry, Lanes& out_value) const { out_value = lanes[in_entry]; }
-};
-/// Values that eight blocks share.
-struct SameValues {
-    const float* values;
-
-    void read(int in_entry, Lanes& out_value) const
-    {
-        const float a = values[in_entry];
-        out_value = Lanes{a, a, a, a, a, a, a, a};
-    }
-};
-
 /// The three arrays of eight tiles.
-template <typename Values>
 struct CoreLanes {
-    Values values;
+    alignas(64) Lanes values[kCoreEntries];
     alignas(64) Lanes r[kCoreRows];
     alignas(64) Lanes z[kCoreRows];
 
     template <Place X, Place Y, Place Z>
     void relaxAt(int in_cell)
     {
-        relaxCell<X, Y, Z>(values, kCorePattern.row_starts[in_cell], r[in_cell], z + in_cell);
+        relaxCell<X, Y, Z>(values + kCorePattern.row_starts[in_cell], r[in_cell], z + in_cell);
     }
     template <Place Y, Place Z>
     void relaxLine(int in_cell)
@@ -188,75 +163,220 @@ private:
     int m_parity;
 };
 
-template <typename Values>
-inline void sweepLanes(CoreLanes<Values>& io_lanes, const float* const* in_r, float* const* out_z,
-                       double* out_dots)
+using LaneDots = double __attribute__((vector_size(64)));
+
+inline void addDots(const Lanes& in_a, const Lanes& in_b, LaneDots& io_dots)
 {
-    gatherLanes<kCoreRows>(in_r, io_lanes.r);
-    for (Lanes& z : io_lanes.z) {
-        z = Lanes{};
-    }
-    for (int sweep = 0; sweep < kSweeps; ++sweep) {
-        io_lanes.relaxColour(0);
-        io_lanes.relaxColour(1);
-    }
-    for (int sweep = 0; sweep < kSweeps; ++sweep) {
-        io_lanes.relaxColour(1);
-        io_lanes.relaxColour(0);
-    }
-    EightDoubles dots = {};
-    for (int row = 0; row < kCoreRows; ++row) {
-        dots += __builtin_convertvector(io_lanes.z[row], EightDoubles) *
-                __builtin_convertvector(io_lanes.r[row], EightDoubles);
-    }
+    io_dots += __builtin_convertvector(in_a, LaneDots) * __builtin_convertvector(in_b, LaneDots);
+}
+
+inline void writeDots(const LaneDots& in_dots, double* out_dots)
+{
     for (int lane = 0; lane < kLanes; ++lane) {
-        out_dots[lane] = dots[lane];
+        out_dots[lane] = in_dots[lane];
     }
-    scatterLanes<kCoreRows>(io_lanes.z, out_z);
 }
 
 inline void sweepCore(const float* const* in_values, const float* const* in_r, float* const* out_z,
                       double* out_dots)
 {
-    CoreLanes<LaneValues> lanes;
-    gatherLanes<kCoreEntries>(in_values, lanes.values.lanes);
-    sweepLanes(lanes, in_r, out_z, out_dots);
-}
-
-inline void sweepSameCore(const float* in_values, const float* const* in_r, float* const* out_z,
-                          double* out_dots)
-{
-    CoreLanes<SameValues> lanes;
-    lanes.values.values = in_values;
-    sweepLanes(lanes, in_r, out_z, out_dots);
-}
-
-inline void multiplySameCore(const float* in_values, const float* const* in_s,
-                             float* const* out_products)
-{
-    alignas(64) Lanes s[kCoreRows];
-    alignas(64) Lanes products[kCoreRows];
-    gatherLanes<kCoreRows>(in_s, s);
-    const SameValues values{in_values};
-    for (int row = 0; row < kCoreRows; ++row) {
-        // two sums of four: one of eight does not stay in registers
-        FourDoubles low = {};
-        FourDoubles high = {};
-        const int end = static_cast<int>(kCorePattern.row_starts[row + 1]);
-        for (int n = static_cast<int>(kCorePattern.row_starts[row]); n < end; ++n) {
-            Lanes product;
-            values.read(n, product);
-            product *= s[kCorePattern.column_ids[n]];
-            low += __builtin_convertvector(__builtin_shufflevector(product, product, 0, 1, 2, 3),
-                                           FourDoubles);
-            high += __builtin_convertvector(__builtin_shufflevector(product, product, 4, 5, 6, 7),
-                                            FourDoubles);
-        }
-        FourFloats* const halves = reinterpret_cast<FourFloats*>(products + row);
-        halves[0] = __builtin_convertvector(low, FourFloats);
-        halves[1] = __builtin_convertvector(high, FourFloats);
+    CoreLanes lanes;
+    gatherLanes<kCoreEntries>(in_values, lanes.values);
+    gatherLanes<kCoreRows>(in_r, lanes.r);
+    for (Lanes& z : lanes.z) {
+        z = Lanes{};
     }
-    scatterLanes<kCoreRows>(products, out_products);
+    for (int sweep = 0; sweep < kSweeps; ++sweep) {
+        lanes.relaxColour(0);
+        lanes.relaxColour(1);
+    }
+    for (int sweep = 0; sweep < kSweeps; ++sweep) {
+        lanes.relaxColour(1);
+        lanes.relaxColour(0);
+    }
+    LaneDots dots = {};
+    for (int row = 0; row < kCoreRows; ++row) {
+        addDots(lanes.z[row], lanes.r[row], dots);
+    }
+    writeDots(dots, out_dots);
+    scatterLanes<kCoreRows>(lanes.z, out_z);
+}
+
+// Tiles of two values. A cell keeps the product that its neighbours subtract. Outside the tile and
+// where there is no row it is 0, which changes nothing: neither v nor the sign of a zero z, which
+// is never -0.
+
+inline Lanes maskLanes(const Lanes& in_lanes, const LaneMasks& in_mask)
+{
+    return reinterpret_cast<Lanes>(reinterpret_cast<const LaneBits&>(in_lanes) &
+                                   reinterpret_cast<const LaneBits&>(in_mask));
+}
+
+struct UniformLanes {
+    Lanes diagonals, others;
+    alignas(64) Lanes r[kTileSize];
+    alignas(64) Lanes z[kTileSize];
+    alignas(64) Lanes products[kRimPlaces];
+
+    template <bool MASKED>
+    void relaxStep(const CellPass& in_pass, int in_n)
+    {
+        const CellStep step = in_pass.steps[in_n];
+        Lanes* const product = products + step.place;
+        Lanes v = r[step.cell];
+        v -= product[-kRimStep[2]];
+        v -= product[-kRimStep[1]];
+        v -= product[-kRimStep[0]];
+        v -= product[kRimStep[0]];
+        v -= product[kRimStep[1]];
+        v -= product[kRimStep[2]];
+        const Lanes old = z[step.cell];
+        Lanes now = (v / diagonals - old) * kRelaxation + old;
+        if constexpr (MASKED) {
+            now = reinterpret_cast<const LaneBits&>(in_pass.masks[in_n]) < 0 ? now : old;
+        }
+        z[step.cell] = now;
+        *product = others * now;
+    }
+    template <bool MASKED>
+    void relaxForward(const CellPass& in_pass)
+    {
+        for (int n = 0; n < in_pass.count; ++n) {
+            relaxStep<MASKED>(in_pass, n);
+        }
+    }
+    template <bool MASKED>
+    void relaxBackward(const CellPass& in_pass)
+    {
+        for (int n = in_pass.count - 1; n >= 0; --n) {
+            relaxStep<MASKED>(in_pass, n);
+        }
+    }
+    template <bool MASKED>
+    void sweep(const CellPass* in_passes, LaneDots& io_dots)
+    {
+        for (int sweep = 0; sweep < kSweeps; ++sweep) {
+            relaxForward<MASKED>(in_passes[0]);
+            relaxForward<MASKED>(in_passes[1]);
+        }
+        for (int sweep = 0; sweep < kSweeps; ++sweep) {
+            relaxBackward<MASKED>(in_passes[1]);
+            relaxBackward<MASKED>(in_passes[0]);
+        }
+        for (int parity = 0; parity < 2; ++parity) {
+            for (int n = 0; n < in_passes[parity].count; ++n) {
+                const int cell = in_passes[parity].steps[n].cell;
+                if constexpr (MASKED) {
+                    const LaneMasks& mask = in_passes[parity].masks[n];
+                    addDots(maskLanes(z[cell], mask), maskLanes(r[cell], mask), io_dots);
+                } else {
+                    addDots(z[cell], r[cell], io_dots);
+                }
+            }
+        }
+    }
+};
+
+inline void sweepUniform(const UniformSweep& in_sweep, const float* const* in_r,
+                         float* const* out_z, double* out_dots)
+{
+    UniformLanes lanes;
+    lanes.diagonals = reinterpret_cast<const Lanes&>(in_sweep.diagonals);
+    lanes.others = reinterpret_cast<const Lanes&>(in_sweep.others);
+    gatherLanes<kTileSize>(in_r, lanes.r);
+    for (Lanes& z : lanes.z) {
+        z = Lanes{};
+    }
+    for (Lanes& product : lanes.products) {
+        product = Lanes{};
+    }
+    LaneDots dots = {};
+    if (in_sweep.passes[0].masks == nullptr) {
+        lanes.sweep<false>(in_sweep.passes, dots);
+    } else {
+        lanes.sweep<true>(in_sweep.passes, dots);
+    }
+    writeDots(dots, out_dots);
+    scatterLanes<kTileSize>(lanes.z, out_z);
+}
+
+/// A register full of floats or doubles, which may be read from memory of any alignment.
+template <typename Sum>
+struct WideOf;
+template <>
+struct WideOf<float> {
+    using Bits = int;
+    using Values = float __attribute__((vector_size(32), aligned(4), may_alias));
+    using Masks = int __attribute__((vector_size(32), aligned(4), may_alias));
+};
+template <>
+struct WideOf<double> {
+    using Bits = long long;
+    using Values = double __attribute__((vector_size(32), aligned(8), may_alias));
+    using Masks = long long __attribute__((vector_size(32), aligned(8), may_alias));
+};
+
+/// For each of the four neighbours along x and y, and each cell, all bits set if the tile has it.
+template <typename Bits>
+struct NeighbourMasks {
+    alignas(64) Bits low[2][kTileSize + 3];
+    alignas(64) Bits high[2][kTileSize + 3];
+};
+template <typename Bits>
+constexpr NeighbourMasks<Bits> makeNeighbourMasks()
+{
+    NeighbourMasks<Bits> masks{};
+    for (int axis = 0; axis < 2; ++axis) {
+        for (int cell = 0; cell < kTileSize; ++cell) {
+            const int place = cell / kAxisStep[axis] % kTileWidth;
+            masks.low[axis][cell] = place > 0 ? -1 : 0;
+            masks.high[axis][cell] = place < kTileWidth - 1 ? -1 : 0;
+        }
+    }
+    return masks;
+}
+
+template <typename Sum>
+inline void addUniform(float in_diagonal, float in_other, const float* in_x, float* io_y)
+{
+    using Bits = typename WideOf<Sum>::Bits;
+    using Wide = typename WideOf<Sum>::Values;
+    using WideBits = typename WideOf<Sum>::Masks;
+    static constexpr NeighbourMasks<Bits> kMasks = makeNeighbourMasks<Bits>();
+    constexpr int kWide = 32 / sizeof(Sum);
+    constexpr int kBefore = 32;  // cells before the first slab, and behind the last, count 0
+    alignas(64) Sum others[kBefore + kTileSize + 35];
+    alignas(64) Sum own[kTileSize + 3];
+    alignas(64) float sums[kTileSize + 3];
+    for (int n = 0; n < kBefore; ++n) {
+        others[n] = 0;
+        others[kBefore + kTileSize + n] = 0;
+    }
+    for (int n = 0; n < kTileSize; ++n) {
+        others[kBefore + n] = Sum(in_other * in_x[n]);
+        own[n] = Sum(in_diagonal * in_x[n]);
+    }
+    const auto wide = [](const Sum* in_from) { return *reinterpret_cast<const Wide*>(in_from); };
+    const auto masked = [](const Sum* in_from, const Bits* in_mask) {
+        return reinterpret_cast<Wide>(*reinterpret_cast<const WideBits*>(in_from) &
+                                      *reinterpret_cast<const WideBits*>(in_mask));
+    };
+    for (int n = 0; n < kTileSize; n += kWide) {
+        const Sum* const at = others + kBefore + n;
+        Wide sum = wide(at - kAxisStep[2]);
+        sum += masked(at - kAxisStep[1], kMasks.low[1] + n);
+        sum += masked(at - kAxisStep[0], kMasks.low[0] + n);
+        sum += wide(own + n);
+        sum += masked(at + kAxisStep[0], kMasks.high[0] + n);
+        sum += masked(at + kAxisStep[1], kMasks.high[1] + n);
+        sum += wide(at + kAxisStep[2]);
+        for (int lane = 0; lane < kWide; ++lane) {
+            sums[n + lane] = float(sum[lane]);
+        }
+    }
+    for (int n = 0; n < kTileSize; ++n) {
+        io_y[n] += sums[n];
+    }
 }
 
 // Tiles of any patterns.
