@@ -104,10 +104,19 @@ template <typename T>
 void ParticleChannel<T>::Accessor::reblock(const std::vector<ParticleToFrom>* in_list,
                                            int in_from_depth, int in_to_depth)
 {
-    if (m_parent != nullptr && !in_list->empty() && Detail::isParticleDepth(in_from_depth) &&
-        Detail::isParticleDepth(in_to_depth)) {
-        m_parent->publishReblock(
-            ParticleReblock(*in_list, m_parent->numTiles(in_to_depth), in_from_depth, in_to_depth));
+    if (m_parent != nullptr && !in_list->empty()) {
+        m_parent->reblockShape(std::span(*in_list), m_parent->numTiles(in_to_depth), in_from_depth,
+                               in_to_depth);
+    }
+}
+
+template <typename T>
+void ParticleChannel<T>::Accessor::reblock(
+    std::span<const std::span<const ParticleToFrom>> in_pieces, int in_from_depth, int in_to_depth)
+{
+    if (m_parent != nullptr) {
+        m_parent->reblockShape(in_pieces, m_parent->numTiles(in_to_depth), in_from_depth,
+                               in_to_depth);
     }
 }
 
@@ -123,8 +132,7 @@ template <typename T>
 void ParticleChannel<T>::Accessor::remove(const std::vector<ParticleToFrom>* in_list, int in_depth)
 {
     if (m_parent != nullptr && !in_list->empty()) {
-        const std::vector<unsigned long> no_arrivals;
-        m_parent->syncShapeParticleReblock(in_list, &no_arrivals, in_depth, in_depth);
+        m_parent->reblockShape(std::span(*in_list), 0, in_depth, in_depth);
     }
 }
 

@@ -9,6 +9,7 @@
 #include <array>
 #include <atomic>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -176,7 +177,12 @@ private:
     /// Makes the sizes of the tiles those of all channels but one, which knows them.
     void publishCounts(const std::string& in_except);
     void reblock(const ParticleReblock& in_reblock);
-    void publishReblock(const ParticleReblock& in_reblock);
+    /// As `syncShapeParticleReblock` with the order by `to` found here. The list comes in pieces
+    /// that follow one another, or whole. Those whose `to` is none of `in_num_targets` tiles go.
+    void reblockShape(std::span<const std::span<const ParticleToFrom>> in_moves, int in_num_targets,
+                      int in_from_depth, int in_to_depth);
+    void reblockShape(std::span<const ParticleToFrom> in_list, int in_num_targets,
+                      int in_from_depth, int in_to_depth);
     /// Every tile as the shape's counts and the background value have it.
     void fillAnew();
     bool loadHeader(InputStream& io_stream, Header& out_header);
@@ -218,6 +224,9 @@ public:
     /// `ParticleToFrom::compareIndex`; one that is not is copied and sorted.
     void reblock(const std::vector<ParticleToFrom>* in_list, int in_depth);
     void reblock(const std::vector<ParticleToFrom>* in_list, int in_from_depth, int in_to_depth);
+    /// The same for a list in pieces that follow one another.
+    void reblock(std::span<const std::span<const ParticleToFrom>> in_pieces, int in_from_depth,
+                 int in_to_depth);
     /// The same for eight lists, one for each depth.
     void reblock(const std::vector<ParticleToFrom>* in_lists);
     /// Removes the elements of a sorted list from all channels.

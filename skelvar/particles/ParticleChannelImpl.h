@@ -377,26 +377,54 @@ void ParticleChannel<T>::syncShapeParticleReblock(const std::vector<ParticleToFr
                                                   const std::vector<unsigned long>* in_indices,
                                                   int in_from_depth, int in_to_depth)
 {
-    if (Detail::isParticleDepth(in_from_depth) && Detail::isParticleDepth(in_to_depth)) {
-        publishReblock(ParticleReblock(*in_list, *in_indices, in_from_depth, in_to_depth));
+    if (in_indices->empty()) {
+        reblockShape(std::span(*in_list), 0, in_from_depth, in_to_depth);
+        return;
+    }
+    // Those that the indices do not name go, whatever their destination.
+    std::vector<ParticleToFrom> list = *in_list;
+    std::vector<bool> arrives(list.size());
+    for (const unsigned long place : *in_indices) {
+        if (place < list.size()) {
+            arrives[place] = true;
+        }
+    }
+    for (std::size_t n = 0; n < list.size(); ++n) {
+        list[n].to = arrives[n] ? list[n].to : -1;
+    }
+    reblockShape(std::span(list), numTiles(in_to_depth), in_from_depth, in_to_depth);
+}
+
+template <typename T>
+void ParticleChannel<T>::reblockShape(std::span<const std::span<const ParticleToFrom>> in_moves,
+                                      int in_num_targets, int in_from_depth, int in_to_depth)
+{
+    const std::shared_ptr<ParticleShape> shape = particleShapePtr();
+    if (!shape || !m_blocks || !Detail::isParticleDepth(in_from_depth) ||
+        !Detail::isParticleDepth(in_to_depth)) {
+        return;
+    }
+    shape->publishReblock(ParticleReblock(in_moves, Detail::buffersOf(tiles(in_from_depth)),
+                                          in_num_targets, in_from_depth, in_to_depth));
+    const auto recount = [&](int in_depth) {
+        shape->setCounts(in_depth, Detail::countElements(Detail::buffersOf(tiles(in_depth))));
+    };
+    recount(in_from_depth);
+    if (in_to_depth != in_from_depth) {
+        recount(in_to_depth);
     }
 }
 
 template <typename T>
-void ParticleChannel<T>::publishReblock(const ParticleReblock& in_reblock)
+void ParticleChannel<T>::reblockShape(std::span<const ParticleToFrom> in_list, int in_num_targets,
+                                      int in_from_depth, int in_to_depth)
 {
-    const std::shared_ptr<ParticleShape> shape = particleShapePtr();
-    if (!shape || !m_blocks) {
-        return;
+    constexpr std::size_t kPiece = 1 << 16;
+    std::vector<std::span<const ParticleToFrom>> pieces;
+    for (std::size_t begin = 0; begin < in_list.size(); begin += kPiece) {
+        pieces.push_back(in_list.subspan(begin, std::min(kPiece, in_list.size() - begin)));
     }
-    shape->publishReblock(in_reblock);
-    const auto recount = [&](int in_depth) {
-        shape->setCounts(in_depth, Detail::countElements(Detail::buffersOf(tiles(in_depth))));
-    };
-    recount(in_reblock.from_depth);
-    if (in_reblock.to_depth != in_reblock.from_depth) {
-        recount(in_reblock.to_depth);
-    }
+    reblockShape(pieces, in_num_targets, in_from_depth, in_to_depth);
 }
 
 template <typename T>

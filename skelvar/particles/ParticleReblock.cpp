@@ -9,6 +9,7 @@
 #include <atomic>
 #include <cassert>
 #include <limits>
+#include <stdexcept>
 
 namespace Skelvar {
 
@@ -19,142 +20,101 @@ struct ParticleReblock::Run {
     long long end;
 };
 
-namespace {
-
-/// Calls in_body(piece, begin, end) for some pieces of [0, in_count), in parallel.
-template <typename Body>
-void forPieces(long long in_count, long long in_num_pieces, const Body& in_body)
-{
-    tbb::task_group_context context;
-    tbb::parallel_for(
-        tbb::blocked_range<long long>(0, in_num_pieces, 1),
-        [&](const tbb::blocked_range<long long>& in_pieces) {
-            for (long long piece = in_pieces.begin(); piece < in_pieces.end(); ++piece) {
-                in_body(piece, in_count * piece / in_num_pieces,
-                        in_count * (piece + 1) / in_num_pieces);
-            }
-        },
-        tbb::simple_partitioner{}, context);
-}
-
-/// The runs of equal `in_tile(entry)` of a list. `in_ordered(a, b)` is asked of neighbours; false
-/// for any clears `out_ordered`.
-template <typename Run, typename Tile, typename Ordered>
-std::vector<Run> runsOf(const ParticleToFrom* in_list, long long in_count, const Tile& in_tile,
-                        const Ordered& in_ordered, bool& out_ordered)
-{
-    constexpr long long kPiece = 1 << 16;
-    const long long num_pieces = (in_count + kPiece - 1) / kPiece;
-    std::vector<std::vector<Run>> runs(static_cast<std::size_t>(num_pieces));
-    std::atomic<bool> ordered = true;
-    forPieces(in_count, num_pieces, [&](long long piece, long long in_begin, long long in_end) {
-        bool piece_ordered = true;
-        for (long long n = in_begin; n < in_end; ++n) {
-            if (n == 0 || in_tile(in_list[n]) != in_tile(in_list[n - 1])) {
-                runs[piece].push_back({in_tile(in_list[n]), n, in_count});
-            }
-            piece_ordered = piece_ordered && (n == 0 || in_ordered(in_list[n - 1], in_list[n]));
-        }
-        if (!piece_ordered) {
-            ordered = false;
-        }
-    });
-    std::vector<Run> all;
-    for (const std::vector<Run>& of_piece : runs) {
-        all.insert(all.end(), of_piece.begin(), of_piece.end());
-    }
-    for (std::size_t n = 1; n < all.size(); ++n) {
-        all[n - 1].end = all[n].begin;
-    }
-    out_ordered = ordered;
-    return all;
-}
-
-}  // namespace
-
-ParticleReblock::ParticleReblock(const std::vector<ParticleToFrom>& in_list,
-                                 const std::vector<unsigned long>& in_indices, int in_from_depth,
-                                 int in_to_depth)
-    : from_depth(in_from_depth), to_depth(in_to_depth)
-{
-    // The places belong to the list as it was given.
-    for (const unsigned long place : in_indices) {
-        if (place < in_list.size() && in_list[place].to >= 0) {
-            arriving.push_back(in_list[place]);
-        }
-    }
-    // One thread handles a tile only if its entries stand together.
-    const auto runsByTo = [&](bool& out_ordered) {
-        return runsOf<Run>(
-            arriving.data(), static_cast<long long>(arriving.size()),
-            [](const ParticleToFrom& in_entry) { return in_entry.to; },
-            [](const ParticleToFrom& in_a, const ParticleToFrom& in_b) {
-                return in_a.to <= in_b.to;
-            },
-            out_ordered);
-    };
-    bool is_ordered = true;
-    std::vector<Run> arriving_runs = runsByTo(is_ordered);
-    if (!is_ordered) {
-        std::stable_sort(arriving.begin(), arriving.end(),
-                         [](const ParticleToFrom& in_a, const ParticleToFrom& in_b) {
-                             return in_a.to < in_b.to;
-                         });
-        arriving_runs = runsByTo(is_ordered);
-    }
-    joinRuns(arriving_runs, sortLeaving(in_list));
-}
-
-ParticleReblock::ParticleReblock(const std::vector<ParticleToFrom>& in_list, int in_num_tiles,
+ParticleReblock::ParticleReblock(ParticleMoves in_moves,
+                                 std::span<const Detail::TileBuffer> in_sources, int in_num_targets,
                                  int in_from_depth, int in_to_depth)
     : from_depth(in_from_depth), to_depth(in_to_depth)
 {
-    const std::vector<Run> leaving_runs = sortLeaving(in_list);
-    const long long count = static_cast<long long>(in_list.size());
-    // Key 0 is for those that go, and for those whose destination is no tile.
-    const auto key = [&](long long n) {
-        const int to = leaving[n].to;
-        return to >= 0 && to < in_num_tiles ? to + 1 : 0;
-    };
-    const Detail::TileSort sort(count, in_num_tiles + 1LL, key);
-    const std::vector<long long>& begin = sort.begins();
-    const long long first = begin[1];
-    arriving.resize(static_cast<std::size_t>(count - first));
-    sort.place(key, [&](long long in_place, long long n) {
-        if (in_place >= first) {
-            arriving[in_place - first] = leaving[n];
+    std::vector<Run> leaving_runs;
+    if (!findLeaving(in_moves, in_sources, in_num_targets, leaving_runs)) {
+        assert(!"a list of particles is sorted by tile and index");
+        std::vector<ParticleToFrom> sorted;
+        for (const auto& piece : in_moves) {
+            sorted.insert(sorted.end(), piece.begin(), piece.end());
         }
-    });
-    std::vector<Run> arriving_runs;
-    for (int tile = 0; tile < in_num_tiles; ++tile) {
-        if (begin[tile + 1] < begin[tile + 2]) {
-            arriving_runs.push_back({tile, begin[tile + 1] - first, begin[tile + 2] - first});
-        }
+        tbb::parallel_sort(sorted.begin(), sorted.end(), ParticleToFrom::compareIndex);
+        const std::span<const ParticleToFrom> whole = sorted;
+        findLeaving({&whole, 1}, in_sources, in_num_targets, leaving_runs);
     }
-    joinRuns(arriving_runs, leaving_runs);
+    joinRuns(findPlaces(in_num_targets), leaving_runs);
 }
 
-std::vector<ParticleReblock::Run> ParticleReblock::sortLeaving(
-    const std::vector<ParticleToFrom>& in_list)
+/// Fills `leaving`; each place is that of the tile to go to, `in_num_targets` if there is none.
+/// Gives the runs of equal `from`. False if the list is not sorted.
+bool ParticleReblock::findLeaving(ParticleMoves in_moves,
+                                  std::span<const Detail::TileBuffer> in_sources,
+                                  int in_num_targets, std::vector<Run>& out_runs)
 {
-    const auto runsByFrom = [&](bool& out_ordered) {
-        return runsOf<Run>(
-            leaving, static_cast<long long>(in_list.size()),
-            [](const ParticleToFrom& in_entry) { return in_entry.from; },
-            [](const ParticleToFrom& in_a, const ParticleToFrom& in_b) {
-                return !ParticleToFrom::compareIndex(in_b, in_a);
-            },
-            out_ordered);
+    std::vector<long long> begins = {0};
+    for (const auto& piece : in_moves) {
+        begins.push_back(begins.back() + static_cast<long long>(piece.size()));
+    }
+    if (begins.back() >= kNowhere) {
+        throw std::runtime_error("ParticleReblock: too many particles: " +
+                                 std::to_string(begins.back()));
+    }
+    leaving.resize(begins.back());
+    const auto find = [&](const ParticleToFrom& in_entry) -> Leaving {
+        const std::size_t from = static_cast<unsigned>(in_entry.from);
+        if (from >= in_sources.size() ||
+            in_entry.index >= std::min<unsigned long>(in_sources[from].size, kNowhere)) {
+            return {kNowhere, static_cast<unsigned>(in_num_targets)};
+        }
+        const bool has_target = in_entry.to >= 0 && in_entry.to < in_num_targets;
+        return {static_cast<unsigned>(in_entry.index),
+                static_cast<unsigned>(has_target ? in_entry.to : in_num_targets)};
     };
-    bool is_ordered = true;
-    leaving = in_list.data();
-    std::vector<Run> runs = runsByFrom(is_ordered);
-    if (!is_ordered) {
-        assert(!"a list of particles is sorted by tile and index");
-        m_sorted = in_list;
-        tbb::parallel_sort(m_sorted.begin(), m_sorted.end(), ParticleToFrom::compareIndex);
-        leaving = m_sorted.data();
-        runs = runsByFrom(is_ordered);
+    std::vector<std::vector<Run>> runs(in_moves.size());
+    std::atomic<bool> is_sorted = true;
+    tbb::parallel_for(std::size_t(0), in_moves.size(), [&](std::size_t in_piece) {
+        const std::span<const ParticleToFrom> entries = in_moves[in_piece];
+        long long place = begins[in_piece];
+        for (std::size_t n = 0; n < entries.size(); ++n, ++place) {
+            leaving[place] = find(entries[n]);
+            if (n == 0 || entries[n].from != entries[n - 1].from) {
+                runs[in_piece].push_back({entries[n].from, place, begins.back()});
+            }
+            if (n > 0 && ParticleToFrom::compareIndex(entries[n], entries[n - 1])) {
+                is_sorted = false;
+            }
+        }
+    });
+    out_runs.clear();
+    const ParticleToFrom* last = nullptr;
+    for (std::size_t piece = 0; piece < in_moves.size(); ++piece) {
+        for (const Run& run : runs[piece]) {
+            if (out_runs.empty() || out_runs.back().tile != run.tile) {
+                if (!out_runs.empty()) {
+                    out_runs.back().end = run.begin;
+                }
+                out_runs.push_back(run);
+            }
+        }
+        if (!in_moves[piece].empty()) {
+            if (last != nullptr && ParticleToFrom::compareIndex(in_moves[piece].front(), *last)) {
+                is_sorted = false;
+            }
+            last = &in_moves[piece].back();
+        }
+    }
+    return is_sorted;
+}
+
+/// Turns the tiles to go to into places. Gives the runs of those that arrive at one tile.
+std::vector<ParticleReblock::Run> ParticleReblock::findPlaces(int in_num_targets)
+{
+    const auto key = [&](long long n) { return leaving[n].place; };
+    const Detail::TileSort sort(leaving.size(), in_num_targets + 1LL, key);
+    const std::vector<long long>& begins = sort.begins();
+    num_arriving = begins[in_num_targets];
+    sort.place(key, [&](long long in_place, long long n) {
+        leaving[n].place = in_place < num_arriving ? static_cast<unsigned>(in_place) : kNowhere;
+    });
+    std::vector<Run> runs;
+    for (int tile = 0; tile < in_num_targets; ++tile) {
+        if (begins[tile] < begins[tile + 1]) {
+            runs.push_back({tile, begins[tile], begins[tile + 1]});
+        }
     }
     return runs;
 }

@@ -1,5 +1,6 @@
 #include <skelvar/particles/ReblockByPosition.h>
 
+#include <skelvar/base/array1.h>
 #include <skelvar/particles/NearbyTiles.h>
 #include <skelvar/particles/ParticleChannel.h>
 #include <skelvar/particles/ParticleShape.h>
@@ -10,6 +11,7 @@
 
 #include <algorithm>
 #include <array>
+#include <span>
 #include <vector>
 
 namespace Skelvar {
@@ -17,7 +19,7 @@ namespace Skelvar {
 namespace {
 
 using Positions = ParticleChannel<vec3f>;
-using MoveList = std::vector<ParticleToFrom>;
+using MoveList = array1<ParticleToFrom>;
 
 constexpr int kStrays = kNumDepths;  ///< in place of a depth
 
@@ -59,26 +61,9 @@ void findMoves(const ParticleTile<vec3f>& in_points, const VoxelLayoutNode& in_n
     }
 }
 
-/// Joins lists of neighbouring ranges of tiles.
-MoveLists joined(const std::vector<MoveLists>& in_pieces)
-{
-    MoveLists all;
-    tbb::parallel_for(0, kNumDepths + 1, [&](int in_depth) {
-        std::vector<std::size_t> begin = {0};
-        for (const MoveLists& piece : in_pieces) {
-            begin.push_back(begin.back() + piece[in_depth].size());
-        }
-        all[in_depth].resize(begin.back());
-        tbb::parallel_for(std::size_t(0), in_pieces.size(), [&](std::size_t n) {
-            std::copy(in_pieces[n][in_depth].begin(), in_pieces[n][in_depth].end(),
-                      all[in_depth].begin() + static_cast<std::ptrdiff_t>(begin[n]));
-        });
-    });
-    return all;
-}
-
-/// The moves out of all tiles of a depth, each list sorted.
-MoveLists findMoves(const Positions& in_position, const VoxelLayout& in_layout, int in_depth)
+/// The moves out of all tiles of a depth, in lists of neighbouring tiles, each list sorted.
+std::vector<MoveLists> findMoves(const Positions& in_position, const VoxelLayout& in_layout,
+                                 int in_depth)
 {
     constexpr int kTilesOfPiece = 64;
     const int num_tiles = std::min(in_position.numTiles(in_depth), in_layout.numNodes(in_depth));
@@ -96,7 +81,29 @@ MoveLists findMoves(const Positions& in_position, const VoxelLayout& in_layout, 
                 }
             }
         });
-    return joined(pieces);
+    return pieces;
+}
+
+/// How many go to each depth.
+std::array<unsigned long long, kNumDepths + 1> countMoves(const std::vector<MoveLists>& in_moves)
+{
+    std::array<unsigned long long, kNumDepths + 1> counts{};
+    for (const MoveLists& piece : in_moves) {
+        for (int n = 0; n <= kNumDepths; ++n) {
+            counts[n] += static_cast<unsigned long long>(piece[n].size());
+        }
+    }
+    return counts;
+}
+
+std::vector<std::span<const ParticleToFrom>> movesTo(int in_destination,
+                                                     const std::vector<MoveLists>& in_moves)
+{
+    std::vector<std::span<const ParticleToFrom>> lists;
+    for (const MoveLists& piece : in_moves) {
+        lists.emplace_back(piece[in_destination].begin(), piece[in_destination].end());
+    }
+    return lists;
 }
 
 }  // namespace
@@ -130,29 +137,22 @@ ReblockResult reblockByPosition(Positions& io_position, StrayParticles in_strays
         // One destination depth at a time: each step changes the places of those that stay.
         bool is_first = true;
         for (bool goes_on = true; goes_on; is_first = false) {
-            const MoveLists moves = findMoves(io_position, *layout, depth);
-            const bool strays_go = in_strays == eStraysGo && !moves[kStrays].empty();
-            int num_lists = 0;
-            int destination = kStrays;
-            for (int n = kNumDepths - 1; n >= 0; --n) {
-                if (!moves[n].empty()) {
-                    destination = n;
-                    ++num_lists;
-                }
-            }
+            const std::vector<MoveLists> moves = findMoves(io_position, *layout, depth);
+            const std::array<unsigned long long, kNumDepths + 1> counts = countMoves(moves);
             if (is_first) {
-                result.strays += moves[kStrays].size();
+                result.strays += counts[kStrays];
             }
-            if (destination < kStrays) {
-                accessor.reblock(&moves[destination], depth, destination);
-                result.moved += moves[destination].size();
-                goes_on = num_lists > 1 || strays_go;
-            } else {
-                if (strays_go) {
-                    accessor.remove(&moves[kStrays], depth);
-                }
-                goes_on = false;
+            const int num_depths = in_strays == eStraysGo ? kNumDepths + 1 : kNumDepths;
+            const auto end = counts.begin() + num_depths;
+            const auto first = std::find_if(counts.begin(), end, [](auto n) { return n > 0; });
+            if (first == end) {
+                break;
             }
+            const int destination = static_cast<int>(first - counts.begin());
+            accessor.reblock(movesTo(destination, moves), depth,
+                             destination < kStrays ? destination : depth);
+            result.moved += destination < kStrays ? *first : 0;
+            goes_on = std::any_of(first + 1, end, [](auto n) { return n > 0; });
         }
     }
     return result;

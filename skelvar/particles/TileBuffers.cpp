@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <memory>
 #include <numeric>
 
 namespace Skelvar::Detail {
@@ -13,29 +12,27 @@ namespace Skelvar::Detail {
 namespace {
 
 using Change = ParticleReblock::Change;
+using Leaving = ParticleReblock::Leaving;
 
-/// Copies the elements that some entries name. Entries that name none are passed over. Gives the
-/// number of those copied.
+/// Copies the elements of a tile that move to their places among all that do.
 template <typename E>
-unsigned long gatherElements(const ParticleToFrom* in_first, const ParticleToFrom* in_end,
-                             ConstTileBuffers in_sources, E* out_elements)
+void takeOut(const TileBuffer& in_tile, const Leaving* in_leaving, const Leaving* in_end,
+             E* out_moved)
 {
-    E* out = out_elements;
-    for (const ParticleToFrom* entry = in_first; entry != in_end; ++entry) {
-        const std::size_t from = static_cast<unsigned>(entry->from);
-        if (from < in_sources.size() && entry->index < in_sources[from].size) {
-            *out++ = static_cast<const E*>(in_sources[from].data)[entry->index];
+    const E* const elements = static_cast<const E*>(in_tile.data);
+    for (const Leaving* entry = in_leaving; entry != in_end; ++entry) {
+        if (entry->place != ParticleReblock::kNowhere) {
+            out_moved[entry->place] = entry->index < in_tile.size ? elements[entry->index] : E{};
         }
     }
-    return static_cast<unsigned long>(out - out_elements);
 }
 
 /// Appends elements to a tile and takes others out, whose holes are filled from the end. Those that
 /// leave are sorted by index; indices that name no element are passed over. As if all were appended
 /// before the first one leaves, but what fills a hole goes there straight away.
 template <typename E>
-void changeTile(E* io_arrived, unsigned long in_num_arrived, const ParticleToFrom* in_leaving,
-                const ParticleToFrom* in_leaving_end, TileBuffer& io_tile)
+void changeTile(E* io_arrived, unsigned long in_num_arrived, const Leaving* in_leaving,
+                const Leaving* in_leaving_end, TileBuffer& io_tile)
 {
     E* const old_elements = static_cast<E*>(io_tile.data);
     const unsigned long old_size = io_tile.size;
@@ -43,8 +40,8 @@ void changeTile(E* io_arrived, unsigned long in_num_arrived, const ParticleToFro
         return in_index < old_size ? old_elements[in_index] : io_arrived[in_index - old_size];
     };
     unsigned long size = old_size + in_num_arrived;
-    const ParticleToFrom* first = in_leaving;
-    const ParticleToFrom* last = in_leaving_end;
+    const Leaving* first = in_leaving;
+    const Leaving* last = in_leaving_end;
     while (first < last && size > 0) {
         // The element that fills a hole must be one that stays.
         while (last - 1 != first && last[-1].index >= size - 1) {
@@ -135,49 +132,53 @@ void copyTiles(ConstTileBuffers in_tiles, unsigned long in_bytes, TileBuffers ou
     });
 }
 
+namespace {
+
 /// In two passes, since what one tile gives away another may need: first all that moves is copied
 /// out, then each tile takes in its share and closes its gaps.
+template <typename E>
+void reblockElements(const ParticleReblock& in_reblock, TileBuffers io_sources,
+                     TileBuffers io_targets)
+{
+    const std::vector<Change>& changes = in_reblock.changes;
+    const Leaving* const leaving = in_reblock.leaving.data();
+    array1<E> moved(in_reblock.num_arriving);
+    const auto tileOf = [&](const Change& in_change) {
+        const TileBuffers tiles = in_change.depth == in_reblock.to_depth ? io_targets : io_sources;
+        return static_cast<std::size_t>(in_change.tile) < tiles.size() ? &tiles[in_change.tile]
+                                                                       : nullptr;
+    };
+    in_reblock.forChanges([&](long long in_begin, long long in_end) {
+        for (long long n = in_begin; n < in_end; ++n) {
+            const Change& change = changes[n];
+            if (const TileBuffer* const tile = tileOf(change)) {
+                takeOut(*tile, leaving + change.leaving_begin, leaving + change.leaving_end,
+                        moved.data());
+            }
+        }
+    });
+    in_reblock.forChanges([&](long long in_begin, long long in_end) {
+        for (long long n = in_begin; n < in_end; ++n) {
+            const Change& change = changes[n];
+            if (TileBuffer* const tile = tileOf(change)) {
+                changeTile(moved.data() + change.arriving_begin,
+                           static_cast<unsigned long>(change.arriving_end - change.arriving_begin),
+                           leaving + change.leaving_begin, leaving + change.leaving_end, *tile);
+                if (change.leaving_begin < change.leaving_end) {
+                    tile->repack(1.0f, sizeof(E));
+                }
+            }
+        }
+    });
+}
+
+}  // namespace
+
 void reblockTiles(const ParticleReblock& in_reblock, unsigned long in_bytes, TileBuffers io_sources,
                   TileBuffers io_targets)
 {
-    const std::vector<Change>& changes = in_reblock.changes;
-    const auto moved =
-        std::make_unique_for_overwrite<unsigned char[]>(in_reblock.arriving.size() * in_bytes);
-    const auto movedFrom = [&]<typename E>(const Change& in_change, E) {
-        return reinterpret_cast<E*>(moved.get()) + in_change.arriving_begin;
-    };
-    std::vector<unsigned long> num_moved(changes.size());
-
-    in_reblock.forChanges([&](long long in_begin, long long in_end) {
-        withElement(in_bytes, [&](auto in_element) {
-            const ParticleToFrom* const arriving = in_reblock.arriving.data();
-            for (long long n = in_begin; n < in_end; ++n) {
-                num_moved[n] = gatherElements(arriving + changes[n].arriving_begin,
-                                              arriving + changes[n].arriving_end, io_sources,
-                                              movedFrom(changes[n], in_element));
-            }
-        });
-    });
-
-    in_reblock.forChanges([&](long long in_begin, long long in_end) {
-        withElement(in_bytes, [&](auto in_element) {
-            for (long long n = in_begin; n < in_end; ++n) {
-                const Change& change = changes[n];
-                const TileBuffers tiles =
-                    change.depth == in_reblock.to_depth ? io_targets : io_sources;
-                if (static_cast<std::size_t>(change.tile) >= tiles.size()) {
-                    continue;
-                }
-                TileBuffer& tile = tiles[change.tile];
-                changeTile(movedFrom(change, in_element), num_moved[n],
-                           in_reblock.leaving + change.leaving_begin,
-                           in_reblock.leaving + change.leaving_end, tile);
-                if (change.leaving_begin < change.leaving_end) {
-                    tile.repack(1.0f, in_bytes);
-                }
-            }
-        });
-    });
+    withElement(in_bytes,
+                [&]<typename E>(E) { reblockElements<E>(in_reblock, io_sources, io_targets); });
 }
 
 }  // namespace Skelvar::Detail
