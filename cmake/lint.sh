@@ -30,6 +30,21 @@ no_machine_paths() {
     ! git grep -nIE '(^|[^A-Za-z0-9_.])/(home|root|work|Users|mnt|tmp/wt)/' -- . ':!cmake/lint.sh'
 }
 
+# clang gives a template's instances the visibility of its first declaration. Where that does not
+# say SKELVAR_API, a program links or not with the order of the headers that it includes.
+forward_declarations() {
+    git ls-files -- '*.h' | xargs awk '
+        /^template </ { head = FNR }
+        FNR == head + 1 && $2 == "SKELVAR_API" && /\{$/ { name = $3; exported[name] = 1 }
+        FNR == head + 1 && NF == 2 && /;$/ { sub(/;/, ""); hidden[$2] = hidden[$2] " " FILENAME }
+        END {
+            for (name in hidden) if (name in exported) {
+                print name " is declared without SKELVAR_API in" hidden[name]; bad = 1
+            }
+            exit bad
+        }'
+}
+
 configure() {
     local log=build/lint.configure.log
     cmake --preset lint "$@" > "$log" 2>&1 || {
@@ -77,6 +92,7 @@ patterns() {
 check "form (clang-format)" form
 check "layers" cmake/check-layers.sh .
 check "no paths of a machine" no_machine_paths
+check "forward declarations" forward_declarations
 check "each file alone, clang without warnings" files_alone
 check "each header compiles alone" headers
 check "patterns of faults (clang-tidy)" patterns

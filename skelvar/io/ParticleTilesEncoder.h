@@ -10,7 +10,7 @@ namespace Skelvar {
 
 class VoxelLayout;
 template <typename T>
-class ParticleChannel;
+class SKELVAR_API ParticleChannel;
 
 /// The planes of one particle tile: those of all its components, element after element.
 template <>

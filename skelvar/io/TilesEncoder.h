@@ -10,7 +10,7 @@
 namespace Skelvar {
 
 template <typename T>
-class VoxelChannel;
+class SKELVAR_API VoxelChannel;
 
 template <typename Channel>
 struct TilesEncoder;

@@ -14,7 +14,7 @@ namespace Skelvar {
 
 class VoxelLayout;
 template <typename T>
-class ParticleChannel;
+class SKELVAR_API ParticleChannel;
 
 namespace Detail {
 struct TileBuffer;

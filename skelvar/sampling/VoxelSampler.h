@@ -7,7 +7,7 @@
 namespace Skelvar {
 
 template <typename T>
-class VoxelChannel;
+class SKELVAR_API VoxelChannel;
 class VoxelShape;
 
 /// What the samplers of voxel channels share: the way from a position to its tile, and the place of

@@ -17,7 +17,7 @@ class ThreadVisitors;
 class VoxelLayout;
 class VoxelLayoutNodeVisitor;
 template <typename Ref, typename LayoutPtr>
-class NodeIteratorBase;
+class SKELVAR_API NodeIteratorBase;
 
 using NodeIterator = NodeIteratorBase<VoxelLayoutNode&, VoxelLayout*>;
 using ConstNodeIterator = NodeIteratorBase<const VoxelLayoutNode&, const VoxelLayout*>;

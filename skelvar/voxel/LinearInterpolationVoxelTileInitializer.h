@@ -5,7 +5,7 @@
 namespace Skelvar {
 
 template <typename T, int HALO>
-class VoxelSamplerLinear;
+class SKELVAR_API VoxelSamplerLinear;
 
 /// Gives each cell of a new tile what a linear sampler reads at the place of its value from the
 /// tiles above it; at depth 0 the background value. Belongs to one thread: each thread that fills
