@@ -118,12 +118,43 @@ inline void addAnyProducts(const SparseMatrixTile<float>& in_block, const float*
 {
     const float* const values = in_block.values();
     const SparseMatrixPattern pattern = in_block.pattern();
+    if (in_block.numRows() == in_block.numEntries()) {  // one a row, as at the side of a tile
+        for (int row = 0; row < in_block.numRows(); ++row) {
+            io_y[pattern.row_ids[row]] += values[row] * in_x[pattern.column_ids[row]];
+        }
+        return;
+    }
     for (int row = 0; row < in_block.numRows(); ++row) {
         Sum sum = 0;
         for (unsigned int n = pattern.row_starts[row]; n < pattern.row_starts[row + 1]; ++n) {
             sum += Sum(values[n] * in_x[pattern.column_ids[n]]);
         }
         io_y[pattern.row_ids[row]] += float(sum);
+    }
+}
+
+/// A block of two values with the pattern of the whole stencil or of a part of it.
+template <typename Sum>
+inline void addUniformProducts(const SparseMatrixTile<float>& in_block, const float* in_x,
+                               const SweepKernels& in_kernels, float* io_y)
+{
+    const SparseMatrixUniformValues<float>& values = *in_block.uniformValues();
+    const auto add =
+        std::is_same_v<Sum, float> ? in_kernels.add_uniform : in_kernels.add_uniform_in_double;
+    if (in_block.stencil() == SparseMatrixStencil::eCore) {
+        add(values.diagonal, values.other, in_x, io_y);
+        return;
+    }
+    const unsigned short* const ids = in_block.rowIds();
+    const int rows = in_block.numRows();
+    float x[kTileSize] = {};
+    float y[kTileSize] = {};
+    for (int row = 0; row < rows; ++row) {
+        x[ids[row]] = in_x[ids[row]];
+    }
+    add(values.diagonal, values.other, x, y);
+    for (int row = 0; row < rows; ++row) {
+        io_y[ids[row]] += y[ids[row]];
     }
 }
 
@@ -142,15 +173,17 @@ inline void prefetchBlocks(const SparseMatrix<float>::Blocks& in_blocks)
     constexpr unsigned long long kLine = 64;
     constexpr unsigned long long kAhead = 5 * kLine;
     for (const SparseMatrixTile<float>& block : in_blocks) {
-        const bool is_stencil = block.stencil() != SparseMatrixStencil::eNone;
-        if (is_stencil && block.uniformValues() != nullptr) {
-            continue;
+        const char* from = reinterpret_cast<const char*>(block.values());
+        unsigned long long bytes = block.memUsage();
+        const bool is_part = block.stencil() == SparseMatrixStencil::ePartOfCore;
+        if (block.stencil() != SparseMatrixStencil::eNone && block.uniformValues() != nullptr) {
+            from = reinterpret_cast<const char*>(block.rowIds());
+            bytes = is_part ? block.numRows() * sizeof(unsigned short) : 0;
+        } else if (block.stencil() != SparseMatrixStencil::eNone && !is_part) {
+            bytes = block.numEntries() * sizeof(float);
         }
-        const unsigned long long bytes =
-            is_stencil ? block.numEntries() * sizeof(float) : block.memUsage();
-        const char* const data = reinterpret_cast<const char*>(block.values());
         for (unsigned long long at = 0; at < std::min(bytes, kAhead); at += kLine) {
-            __builtin_prefetch(data + at);
+            __builtin_prefetch(from + at);
         }
     }
 }
@@ -164,22 +197,22 @@ void addBlockProduct(const SparseMatrixTile<float>& in_block, const DenseVector<
     const float* const x = in_x.tileData(in_block.tileIndex(), in_block.depth());
     const float* const values = in_block.values();
     const SparseMatrixUniformValues<float>* const uniform = in_block.uniformValues();
-    if (in_block.stencil() == SparseMatrixStencil::eNone) {
-        addAnyProducts<Sum>(in_block, x, io_y);
-    } else if (in_block.stencil() != SparseMatrixStencil::eCore) {
-        if (uniform != nullptr) {
-            addSideProducts(
-                in_block.stencil(), [&](int) { return uniform->other; }, x, io_y);
-        } else {
-            addSideProducts(
-                in_block.stencil(), [&](int in_n) { return values[in_n]; }, x, io_y);
-        }
-    } else if (uniform == nullptr) {
-        addCoreProducts<Sum>(values, x, io_y);
-    } else {
-        const auto add =
-            std::is_same_v<Sum, float> ? in_kernels.add_uniform : in_kernels.add_uniform_in_double;
-        add(uniform->diagonal, uniform->other, x, io_y);
+    const SparseMatrixStencil stencil = in_block.stencil();
+    switch (stencil) {
+        case SparseMatrixStencil::eNone:
+            return addAnyProducts<Sum>(in_block, x, io_y);
+        case SparseMatrixStencil::eCore:
+            return uniform != nullptr ? addUniformProducts<Sum>(in_block, x, in_kernels, io_y)
+                                      : addCoreProducts<Sum>(values, x, io_y);
+        case SparseMatrixStencil::ePartOfCore:
+            return uniform != nullptr ? addUniformProducts<Sum>(in_block, x, in_kernels, io_y)
+                                      : addAnyProducts<Sum>(in_block, x, io_y);
+        default:
+            return uniform != nullptr
+                       ? addSideProducts(
+                             stencil, [&](int) { return uniform->other; }, x, io_y)
+                       : addSideProducts(
+                             stencil, [&](int in_n) { return values[in_n]; }, x, io_y);
     }
 }
 

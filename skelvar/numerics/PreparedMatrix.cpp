@@ -128,32 +128,6 @@ struct RowParities {
     }
 };
 
-/// Whether a block has the entries of the 7-point stencil among its rows, and no others.
-bool isPartOfCore(const SparseMatrixTile<float>& in_block)
-{
-    const int rows = in_block.numRows();
-    if (rows == 0 || in_block.rowIds()[rows - 1] >= kTileSize) {
-        return false;
-    }
-    const RowParities parities(in_block);
-    const unsigned short* column = in_block.columnIds();
-    const unsigned short* const end = column + in_block.numEntries();
-    for (int row = 0; row < rows; ++row) {
-        const int cell = in_block.rowIds()[row];
-        for (unsigned n = kCorePattern.row_starts[cell]; n < kCorePattern.row_starts[cell + 1];
-             ++n) {
-            const int other = kCorePattern.column_ids[n];
-            if (parities.of[other] != kNoRow && (column == end || *column++ != other)) {
-                return false;
-            }
-        }
-        if (column - in_block.columnIds() != in_block.rowStarts()[row + 1]) {
-            return false;
-        }
-    }
-    return true;
-}
-
 /// The order in which to relax the cells of one parity. Those that couple, which are neighbours
 /// along y or z, keep their order: neighbours along x differ in parity. Neighbours stand far apart,
 /// so that the processor need not wait for one to do the next.
@@ -233,14 +207,17 @@ PreparedMatrix::PreparedMatrix(const SparseMatrix<float>& in_A, const SweepKerne
 
 PreparedMatrix::Kind PreparedMatrix::kindOf(const SparseMatrixTile<float>& in_block)
 {
-    const bool is_core = in_block.stencil() == SparseMatrixStencil::eCore;
     const SparseMatrixUniformValues<float>* const uniform = in_block.uniformValues();
     const bool is_uniform =
         uniform != nullptr && uniform->diagonal > 0.0f && std::isfinite(uniform->other);
-    if (is_core) {
-        return is_uniform ? eUniformCores : eCores;
+    switch (in_block.stencil()) {
+        case SparseMatrixStencil::eCore:
+            return is_uniform ? eUniformCores : eCores;
+        case SparseMatrixStencil::ePartOfCore:
+            return is_uniform ? eUniformParts : eAny;
+        default:
+            return eAny;
     }
-    return is_uniform && isPartOfCore(in_block) ? eUniformParts : eAny;
 }
 
 void PreparedMatrix::sortTiles(const SparseMatrix<float>& in_A, int in_depth)

@@ -31,13 +31,43 @@ bool hasPattern(const SparseMatrixTile<T>& in_block, const SparseMatrixPattern& 
                       in_pattern.column_ids);
 }
 
+/// Whether a block has the entries of the 7-point stencil among its rows, and no others.
+template <typename T>
+bool isPartOfCore(const SparseMatrixTile<T>& in_block)
+{
+    const int rows = in_block.numRows();
+    if (rows == 0 || in_block.rowIds()[rows - 1] >= kTileSize) {
+        return false;
+    }
+    bool is_row[kTileSize] = {};
+    for (int row = 0; row < rows; ++row) {
+        is_row[in_block.rowIds()[row]] = true;
+    }
+    for (int row = 0; row < rows; ++row) {
+        unsigned int entry = in_block.rowStarts()[row];
+        const unsigned int end = in_block.rowStarts()[row + 1];
+        const unsigned int* const core = Detail::kCorePattern.row_starts + in_block.rowIds()[row];
+        for (unsigned int n = core[0]; n < core[1]; ++n) {
+            const int other = Detail::kCorePattern.column_ids[n];
+            if (is_row[other] && (entry == end || in_block.columnIds()[entry++] != other)) {
+                return false;
+            }
+        }
+        if (entry != end) {
+            return false;
+        }
+    }
+    return true;
+}
+
 template <typename T>
 SparseMatrixStencil stencilOf(const SparseMatrixTile<T>& in_block)
 {
     using namespace Detail;
     if (in_block.numRows() == kCoreRows && in_block.numEntries() == kCoreEntries) {
-        return hasPattern(in_block, view(kCorePattern)) ? SparseMatrixStencil::eCore
-                                                        : SparseMatrixStencil::eNone;
+        if (hasPattern(in_block, view(kCorePattern))) {
+            return SparseMatrixStencil::eCore;
+        }
     }
     if (in_block.numRows() == kSideRows && in_block.numEntries() == kSideRows) {
         for (int side = 0; side < 6; ++side) {
@@ -45,6 +75,9 @@ SparseMatrixStencil stencilOf(const SparseMatrixTile<T>& in_block)
                 return static_cast<SparseMatrixStencil>(1 + side);
             }
         }
+    }
+    if (isPartOfCore(in_block)) {
+        return SparseMatrixStencil::ePartOfCore;
     }
     return SparseMatrixStencil::eNone;
 }
@@ -91,6 +124,7 @@ SparseMatrixPattern SparseMatrixTile<T>::pattern() const
 {
     switch (m_stencil) {
         case SparseMatrixStencil::eNone:
+        case SparseMatrixStencil::ePartOfCore:
             return {rowStarts(), rowIds(), columnIds()};
         case SparseMatrixStencil::eCore:
             return Detail::view(Detail::kCorePattern);

@@ -26,6 +26,8 @@ enum class SparseMatrixStencil : int {
     eHighY,
     eLowZ,
     eHighZ,
+    ePartOfCore,  ///< as `eCore`, but some of the cells with those of their neighbours among them;
+                  ///< each block has its own pattern
 };
 
 /// The values of a block that has but two: of entries whose row and column positions are equal, and

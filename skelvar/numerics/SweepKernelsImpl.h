@@ -14,6 +14,7 @@ namespace {
 using Lanes = float __attribute__((vector_size(32), may_alias));
 using LaneBits = int __attribute__((vector_size(32), may_alias));
 using FourFloats = float __attribute__((vector_size(16), may_alias));
+using FourDoubles = double __attribute__((vector_size(32)));
 
 /// Four floats from memory of any alignment.
 using LooseFour = float __attribute__((vector_size(16), aligned(4), may_alias));
@@ -163,19 +164,28 @@ private:
     int m_parity;
 };
 
-using LaneDots = double __attribute__((vector_size(64)));
+/// Dot products of eight lanes. In two halves: eight doubles do not stay in registers.
+struct LaneDots {
+    FourDoubles low = {};
+    FourDoubles high = {};
 
-inline void addDots(const Lanes& in_a, const Lanes& in_b, LaneDots& io_dots)
-{
-    io_dots += __builtin_convertvector(in_a, LaneDots) * __builtin_convertvector(in_b, LaneDots);
-}
-
-inline void writeDots(const LaneDots& in_dots, double* out_dots)
-{
-    for (int lane = 0; lane < kLanes; ++lane) {
-        out_dots[lane] = in_dots[lane];
+    void add(const Lanes& in_a, const Lanes& in_b)
+    {
+        low +=
+            __builtin_convertvector(__builtin_shufflevector(in_a, in_a, 0, 1, 2, 3), FourDoubles) *
+            __builtin_convertvector(__builtin_shufflevector(in_b, in_b, 0, 1, 2, 3), FourDoubles);
+        high +=
+            __builtin_convertvector(__builtin_shufflevector(in_a, in_a, 4, 5, 6, 7), FourDoubles) *
+            __builtin_convertvector(__builtin_shufflevector(in_b, in_b, 4, 5, 6, 7), FourDoubles);
     }
-}
+    void write(double* out_dots) const
+    {
+        for (int lane = 0; lane < 4; ++lane) {
+            out_dots[lane] = low[lane];
+            out_dots[4 + lane] = high[lane];
+        }
+    }
+};
 
 inline void sweepCore(const float* const* in_values, const float* const* in_r, float* const* out_z,
                       double* out_dots)
@@ -194,11 +204,11 @@ inline void sweepCore(const float* const* in_values, const float* const* in_r, f
         lanes.relaxColour(1);
         lanes.relaxColour(0);
     }
-    LaneDots dots = {};
+    LaneDots dots;
     for (int row = 0; row < kCoreRows; ++row) {
-        addDots(lanes.z[row], lanes.r[row], dots);
+        dots.add(lanes.z[row], lanes.r[row]);
     }
-    writeDots(dots, out_dots);
+    dots.write(out_dots);
     scatterLanes<kCoreRows>(lanes.z, out_z);
 }
 
@@ -206,10 +216,10 @@ inline void sweepCore(const float* const* in_values, const float* const* in_r, f
 // where there is no row it is 0, which changes nothing: neither v nor the sign of a zero z, which
 // is never -0.
 
-inline Lanes maskLanes(const Lanes& in_lanes, const LaneMasks& in_mask)
+inline void readMasked(const Lanes& in_lanes, const LaneMasks& in_mask, Lanes& out_lanes)
 {
-    return reinterpret_cast<Lanes>(reinterpret_cast<const LaneBits&>(in_lanes) &
-                                   reinterpret_cast<const LaneBits&>(in_mask));
+    out_lanes = reinterpret_cast<Lanes>(reinterpret_cast<const LaneBits&>(in_lanes) &
+                                        reinterpret_cast<const LaneBits&>(in_mask));
 }
 
 struct UniformLanes {
@@ -267,10 +277,13 @@ struct UniformLanes {
             for (int n = 0; n < in_passes[parity].count; ++n) {
                 const int cell = in_passes[parity].steps[n].cell;
                 if constexpr (MASKED) {
-                    const LaneMasks& mask = in_passes[parity].masks[n];
-                    addDots(maskLanes(z[cell], mask), maskLanes(r[cell], mask), io_dots);
+                    Lanes masked_z;
+                    Lanes masked_r;
+                    readMasked(z[cell], in_passes[parity].masks[n], masked_z);
+                    readMasked(r[cell], in_passes[parity].masks[n], masked_r);
+                    io_dots.add(masked_z, masked_r);
                 } else {
-                    addDots(z[cell], r[cell], io_dots);
+                    io_dots.add(z[cell], r[cell]);
                 }
             }
         }
@@ -290,13 +303,13 @@ inline void sweepUniform(const UniformSweep& in_sweep, const float* const* in_r,
     for (Lanes& product : lanes.products) {
         product = Lanes{};
     }
-    LaneDots dots = {};
+    LaneDots dots;
     if (in_sweep.passes[0].masks == nullptr) {
         lanes.sweep<false>(in_sweep.passes, dots);
     } else {
         lanes.sweep<true>(in_sweep.passes, dots);
     }
-    writeDots(dots, out_dots);
+    dots.write(out_dots);
     scatterLanes<kTileSize>(lanes.z, out_z);
 }
 
@@ -356,20 +369,23 @@ inline void addUniform(float in_diagonal, float in_other, const float* in_x, flo
         others[kBefore + n] = Sum(in_other * in_x[n]);
         own[n] = Sum(in_diagonal * in_x[n]);
     }
-    const auto wide = [](const Sum* in_from) { return *reinterpret_cast<const Wide*>(in_from); };
-    const auto masked = [](const Sum* in_from, const Bits* in_mask) {
-        return reinterpret_cast<Wide>(*reinterpret_cast<const WideBits*>(in_from) &
-                                      *reinterpret_cast<const WideBits*>(in_mask));
-    };
     for (int n = 0; n < kTileSize; n += kWide) {
+        Wide sum = {};
+        const auto add = [&](const Sum* in_from) {
+            sum += *reinterpret_cast<const Wide*>(in_from);
+        };
+        const auto addMasked = [&](const Sum* in_from, const Bits* in_mask) {
+            sum += reinterpret_cast<Wide>(*reinterpret_cast<const WideBits*>(in_from) &
+                                          *reinterpret_cast<const WideBits*>(in_mask));
+        };
         const Sum* const at = others + kBefore + n;
-        Wide sum = wide(at - kAxisStep[2]);
-        sum += masked(at - kAxisStep[1], kMasks.low[1] + n);
-        sum += masked(at - kAxisStep[0], kMasks.low[0] + n);
-        sum += wide(own + n);
-        sum += masked(at + kAxisStep[0], kMasks.high[0] + n);
-        sum += masked(at + kAxisStep[1], kMasks.high[1] + n);
-        sum += wide(at + kAxisStep[2]);
+        add(at - kAxisStep[2]);
+        addMasked(at - kAxisStep[1], kMasks.low[1] + n);
+        addMasked(at - kAxisStep[0], kMasks.low[0] + n);
+        add(own + n);
+        addMasked(at + kAxisStep[0], kMasks.high[0] + n);
+        addMasked(at + kAxisStep[1], kMasks.high[1] + n);
+        add(at + kAxisStep[2]);
         for (int lane = 0; lane < kWide; ++lane) {
             sums[n + lane] = float(sum[lane]);
         }
