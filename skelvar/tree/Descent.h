@@ -34,14 +34,13 @@ public:
     }
 
     template <int Depth>
-    unsigned slot() const
+    int slot() const
     {
-        return slot(Depth);
-    }
-    unsigned slot(int in_depth) const
-    {
-        return in_depth > kHalfDepth ? m_lower >> 8 * (in_depth - kHalfDepth - 1) & 0xFF
-                                     : m_upper >> 8 * (in_depth - 1) & 0xFF;
+        if constexpr (Depth > kHalfDepth) {
+            return static_cast<int>(m_lower >> 8 * (Depth - kHalfDepth - 1) & 0xFF);
+        } else {
+            return static_cast<int>(m_upper >> 8 * (Depth - 1) & 0xFF);
+        }
     }
 
 private:
@@ -63,22 +62,49 @@ private:
     unsigned m_lower = 0;
 };
 
-/// The walk of every lookup of a point: from a node of depth `Depth` that holds it down to its tile
-/// of `in_depth`, which is no less. A step is two indexed loads.
 template <bool exact, int Depth>
-inline TileIndex descendFrom(const NodeArrays& in_nodes, int in_index, const PointPath& in_path,
+inline CellIndex descendFrom(const NodeArrays& in_nodes, int in_index, const PointPath& in_path,
+                             int in_depth);
+
+/// One step of the walk below, from a node of depth `Depth`, less than `in_depth`, and its child
+/// slots.
+template <bool exact, int Depth>
+inline CellIndex descendInto(const NodeArrays& in_nodes, int in_index, const int* in_slots,
+                             const PointPath& in_path, int in_depth)
+{
+    const int slot = in_path.slot<Depth + 1>();
+    const int child = in_slots[slot];
+    if (child >= 0) [[likely]] {
+        return descendFrom<exact, Depth + 1>(in_nodes, child, in_path, in_depth);
+    }
+    return exact ? CellIndex{{child, -1}, 0} : CellIndex{{in_index, Depth}, slot};
+}
+
+/// The walk of every lookup of a point: from a node of depth `Depth` that holds it down to its tile
+/// of `in_depth`, which is no less, and its cell there. A step is two indexed loads.
+template <bool exact, int Depth>
+inline CellIndex descendFrom(const NodeArrays& in_nodes, int in_index, const PointPath& in_path,
                              int in_depth)
 {
     if constexpr (Depth < kMaxTileDepth) {
         if (Depth < in_depth) {
-            const int child = in_nodes[Depth].childSlots(in_index)[in_path.slot<Depth + 1>()];
-            if (child >= 0) {
-                return descendFrom<exact, Depth + 1>(in_nodes, child, in_path, in_depth);
-            }
-            return exact ? TileIndex{child, -1} : TileIndex{in_index, Depth};
+            return descendInto<exact, Depth>(
+                in_nodes, in_index, in_nodes[Depth].childSlots(in_index), in_path, in_depth);
         }
     }
-    return exact && Depth != in_depth ? kNoTileIndex : TileIndex{in_index, Depth};
+    return exact && Depth != in_depth ? CellIndex{}
+                                      : CellIndex{{in_index, Depth}, in_path.slot<Depth + 1>()};
+}
+
+/// The last step alone, from a tile of depth 6 and its child slots to a cell of the tile in a slot.
+template <bool exact>
+inline CellIndex finestCell(const int* in_slots, int in_index, int in_slot, int in_cell)
+{
+    const int tile = in_slots[in_slot];
+    if (tile >= 0) [[likely]] {
+        return {{tile, kMaxTileDepth}, in_cell};
+    }
+    return exact ? CellIndex{{tile, -1}, 0} : CellIndex{{in_index, kMaxTileDepth - 1}, in_slot};
 }
 
 /// The walk by the digits of an id, from a node that is the tile or an ancestor of it.

@@ -43,8 +43,7 @@ TileIndex VoxelLayout::nodeIndex(TileId in_id) const
 }
 
 template <bool exact>
-TileIndex VoxelLayout::findTileFromRoot(int in_i, int in_j, int in_k, int in_depth,
-                                        Detail::PointPath& out_path) const
+CellIndex VoxelLayout::cellIndexFromRoot(int in_i, int in_j, int in_k, int in_depth) const
 {
     TileIndex start = m_trunk.index;
     if (in_depth < start.second || !m_trunk.covers(in_i, in_j, in_k)) {
@@ -52,13 +51,12 @@ TileIndex VoxelLayout::findTileFromRoot(int in_i, int in_j, int in_k, int in_dep
             tileCoordsToFinestId(in_i, in_j, in_k, std::min(m_finest_root_depth, in_depth));
         start = id == kNoTile ? kNoTileIndex : rootAbove(id);
         if (start.first < 0) {
-            return kNoTileIndex;
+            return {};
         }
     }
-    out_path = Detail::PointPath::ofPoint(in_i, in_j, in_k);
+    const auto path = Detail::PointPath::ofPoint(in_i, in_j, in_k);
     const auto from = [&]<int Depth>(std::integral_constant<int, Depth>) {
-        return Detail::descendFrom<exact, Depth>(m_node_data->depths, start.first, out_path,
-                                                 in_depth);
+        return Detail::descendFrom<exact, Depth>(m_node_data->depths, start.first, path, in_depth);
     };
     switch (start.second) {
         case 0:
@@ -82,10 +80,8 @@ TileIndex VoxelLayout::findTileFromRoot(int in_i, int in_j, int in_k, int in_dep
 
 template SKELVAR_API TileIndex VoxelLayout::nodeIndex<true>(TileId) const;
 template SKELVAR_API TileIndex VoxelLayout::nodeIndex<false>(TileId) const;
-template SKELVAR_API TileIndex VoxelLayout::findTileFromRoot<true>(int, int, int, int,
-                                                                   Detail::PointPath&) const;
-template SKELVAR_API TileIndex VoxelLayout::findTileFromRoot<false>(int, int, int, int,
-                                                                    Detail::PointPath&) const;
+template SKELVAR_API CellIndex VoxelLayout::cellIndexFromRoot<true>(int, int, int, int) const;
+template SKELVAR_API CellIndex VoxelLayout::cellIndexFromRoot<false>(int, int, int, int) const;
 
 void VoxelLayout::findTrunk()
 {
@@ -98,8 +94,12 @@ void VoxelLayout::findTrunk()
         index = *VoxelLayoutNode::ChildIterator(true, &node(index), false);
     }
     const VoxelLayoutNode& trunk = node(index);
-    m_trunk = {index, trunk.i(), trunk.j(), trunk.k(),
-               static_cast<unsigned>(kTileSideLUT[index.second])};
+    const unsigned side = kTileSideLUT[index.second];
+    const bool is_half = index.second == Detail::PointPath::kHalfDepth && trunk.hasChildSlots();
+    m_trunk = {index, trunk.i(), trunk.j(), trunk.k(), side, is_half ? side : 0, nullptr};
+    if (is_half) {
+        m_trunk.slots = trunk.children();
+    }
 }
 
 bool VoxelLayout::isLive(const TileIndex& in_index) const

@@ -101,16 +101,17 @@ public:
     template <bool exact>
     TileIndex nodeIndex(int in_i, int in_j, int in_k, int in_depth) const
     {
-        Detail::PointPath path;
-        return findTile<exact>(in_i, in_j, in_k, in_depth, path);
+        return cellIndex<exact>(in_i, in_j, in_k, in_depth).tile;
     }
     /// The tile that `nodeIndex` gives, and its cell that holds the point.
     template <bool exact>
     CellIndex cellIndex(int in_i, int in_j, int in_k, int in_depth) const
     {
-        Detail::PointPath path;
-        const TileIndex tile = findTile<exact>(in_i, in_j, in_k, in_depth, path);
-        return {tile, tile.first < 0 ? 0 : static_cast<int>(path.slot(tile.second + 1))};
+        if (in_depth > Detail::PointPath::kHalfDepth && m_trunk.coversHalf(in_i, in_j, in_k))
+            [[likely]] {
+            return m_trunk.find<exact>(*this, m_trunk.lowerPath(in_i, in_j, in_k), in_depth);
+        }
+        return cellIndexFromRoot<exact>(in_i, in_j, in_k, in_depth);
     }
     bool nodeExists(TileId in_id) const { return nodeIndex<true>(in_id).first >= 0; }
     /// True if the index names a place of this layout, with a live node in it.
@@ -341,36 +342,42 @@ private:
         int i = 0;  ///< corner
         int j = 0;
         int k = 0;
-        unsigned side = 0;  ///< 0 if there is no node
+        unsigned side = 0;           ///< 0 if there is no node
+        unsigned half_side = 0;      ///< of a node of depth 4 with child slots, else 0
+        const int* slots = nullptr;  ///< of that node
 
-        bool covers(int in_i, int in_j, int in_k) const
+        bool covers(int in_i, int in_j, int in_k) const { return isWithin(side, in_i, in_j, in_k); }
+        bool coversHalf(int in_i, int in_j, int in_k) const
         {
-            return static_cast<unsigned>(in_i) - static_cast<unsigned>(i) < side &&
-                   static_cast<unsigned>(in_j) - static_cast<unsigned>(j) < side &&
-                   static_cast<unsigned>(in_k) - static_cast<unsigned>(k) < side;
+            return isWithin(half_side, in_i, in_j, in_k);
+        }
+        /// Of a point that `coversHalf`.
+        Detail::PointPath lowerPath(int in_i, int in_j, int in_k) const
+        {
+            return {static_cast<unsigned>(in_i - i), static_cast<unsigned>(in_j - j),
+                    static_cast<unsigned>(in_k - k)};
+        }
+        /// `cellIndex` of such a point, for a depth of more than 4.
+        template <bool exact>
+        CellIndex find(const VoxelLayout& in_layout, const Detail::PointPath& in_path,
+                       int in_depth) const
+        {
+            return Detail::descendInto<exact, Detail::PointPath::kHalfDepth>(
+                in_layout.m_node_data->depths, index.first, slots, in_path, in_depth);
+        }
+        bool isWithin(unsigned in_side, int in_i, int in_j, int in_k) const
+        {
+            return static_cast<unsigned>(in_i) - static_cast<unsigned>(i) < in_side &&
+                   static_cast<unsigned>(in_j) - static_cast<unsigned>(j) < in_side &&
+                   static_cast<unsigned>(in_k) - static_cast<unsigned>(k) < in_side;
         }
     };
 
     /// The root that is the tile or an ancestor of it.
     TileIndex rootAbove(TileId in_id) const;
-    /// `nodeIndex`, and what of the point's path the way to it needed, with one depth more.
+    /// `cellIndex` for points and depths for which the trunk is of no use as a short cut.
     template <bool exact>
-    TileIndex findTile(int in_i, int in_j, int in_k, int in_depth,
-                       Detail::PointPath& out_path) const
-    {
-        if (in_depth >= Detail::PointPath::kHalfDepth &&
-            m_trunk.side == Detail::PointPath::kHalfSide && m_trunk.covers(in_i, in_j, in_k)) {
-            out_path = {static_cast<unsigned>(in_i - m_trunk.i),
-                        static_cast<unsigned>(in_j - m_trunk.j),
-                        static_cast<unsigned>(in_k - m_trunk.k)};
-            return Detail::descendFrom<exact, Detail::PointPath::kHalfDepth>(
-                m_node_data->depths, m_trunk.index.first, out_path, in_depth);
-        }
-        return findTileFromRoot<exact>(in_i, in_j, in_k, in_depth, out_path);
-    }
-    template <bool exact>
-    TileIndex findTileFromRoot(int in_i, int in_j, int in_k, int in_depth,
-                               Detail::PointPath& out_path) const;
+    CellIndex cellIndexFromRoot(int in_i, int in_j, int in_k, int in_depth) const;
     /// Sets `m_trunk` anew.
     void findTrunk();
     /// Appends a node that is not linked yet and raises `nodeAdded`.
@@ -413,9 +420,9 @@ private:
 
 extern template SKELVAR_API TileIndex VoxelLayout::nodeIndex<true>(TileId) const;
 extern template SKELVAR_API TileIndex VoxelLayout::nodeIndex<false>(TileId) const;
-extern template SKELVAR_API TileIndex VoxelLayout::findTileFromRoot<true>(int, int, int, int,
-                                                                          Detail::PointPath&) const;
-extern template SKELVAR_API TileIndex
-VoxelLayout::findTileFromRoot<false>(int, int, int, int, Detail::PointPath&) const;
+extern template SKELVAR_API CellIndex VoxelLayout::cellIndexFromRoot<true>(int, int, int,
+                                                                           int) const;
+extern template SKELVAR_API CellIndex VoxelLayout::cellIndexFromRoot<false>(int, int, int,
+                                                                            int) const;
 
 }  // namespace Skelvar

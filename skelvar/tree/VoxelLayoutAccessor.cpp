@@ -29,22 +29,6 @@ VoxelLayoutNode makeEmptyNode()
 
 const VoxelLayoutNode VoxelLayout::ConstAccessor::emptyAccessorNode = makeEmptyNode();
 
-bool VoxelLayout::ConstAccessor::Block::moveTo(const VoxelLayout& in_layout, int in_i, int in_j,
-                                               int in_k)
-{
-    const TileIndex index = in_layout.nodeIndex<true>(in_i, in_j, in_k, kDepth);
-    if (index.first < 0) {
-        return false;
-    }
-    const auto corner = [](int in_coordinate) {
-        const unsigned from_origin = in_coordinate + kTileOrigin;
-        return in_coordinate - static_cast<int>(from_origin % kWidth);
-    };
-    *this = {in_layout.nodes(kDepth).childSlots(index.first), corner(in_i), corner(in_j),
-             corner(in_k), kWidth};
-    return true;
-}
-
 template <bool exact>
 inline CellIndex VoxelLayout::ConstAccessor::findCell(int in_i, int in_j, int in_k, int in_depth)
 {
@@ -61,8 +45,24 @@ inline CellIndex VoxelLayout::ConstAccessor::findCell(int in_i, int in_j, int in
 }
 
 template <bool exact>
+TileIndex VoxelLayout::ConstAccessor::nodeIndexImpl(int in_i, int in_j, int in_k, int in_depth)
+{
+    return findCell<exact>(in_i, in_j, in_k, in_depth).tile;
+}
+
+template <bool exact>
 CellIndex VoxelLayout::ConstAccessor::cellIndexImpl(int in_i, int in_j, int in_k, int in_depth)
 {
+    if (in_depth == kMaxTileDepth) {
+        const CellIndex above = m_layout->cellIndex<true>(in_i, in_j, in_k, Block::kDepth);
+        if (above.tile.first >= 0) {
+            const auto place = [](int in_coordinate) {
+                return aboveCorner(in_coordinate, kMaxTileDepth);
+            };
+            const int cell = place(in_i) + kTileWidth * (place(in_j) + kTileWidth * place(in_k));
+            return cellBelow<exact>(above, cell, in_i, in_j, in_k);
+        }
+    }
     return findCell<exact>(in_i, in_j, in_k, in_depth);
 }
 
@@ -95,6 +95,8 @@ TileIndex VoxelLayout::ConstAccessor::nodeIndex(TileId in_id)
 
 #define SKELVAR_INSTANTIATE(exact)                                                                 \
     template SKELVAR_API TileIndex VoxelLayout::ConstAccessor::nodeIndex<exact>(TileId);           \
+    template SKELVAR_API TileIndex VoxelLayout::ConstAccessor::nodeIndexImpl<exact>(int, int, int, \
+                                                                                    int);          \
     template SKELVAR_API CellIndex VoxelLayout::ConstAccessor::cellIndexImpl<exact>(int, int, int, \
                                                                                     int);          \
     template SKELVAR_API void VoxelLayout::ConstAccessor::cellIndices<exact>(                      \

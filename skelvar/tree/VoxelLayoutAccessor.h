@@ -33,16 +33,22 @@ public:
     }
     template <bool exact>
     TileIndex nodeIndex(TileId in_id);
-    /// As `VoxelLayout::cellIndex`. At depth 7 it remembers the tile of depth 6 alone, which
-    /// `node` and `tileIndex` do not tell.
+    /// As `VoxelLayout::cellIndex`. At depth 7 it remembers at most a tile of depth 6, which `node`
+    /// and `tileIndex` do not tell.
     template <bool exact>
     CellIndex cellIndex(int in_i, int in_j, int in_k, int in_depth)
     {
-        if (in_depth == kMaxTileDepth &&
-            (m_block.covers(in_i, in_j, in_k) || m_block.moveTo(*m_layout, in_i, in_j, in_k))) {
-            const CellIndex cell = m_block.find(in_i, in_j, in_k);
-            if (cell.tile.first >= 0) {
-                return cell;
+        if (in_depth == kMaxTileDepth) {
+            if (m_block.covers(in_i, in_j, in_k)) {
+                return m_block.find<exact>(in_i, in_j, in_k);
+            }
+            const Foothold& trunk = m_layout->m_trunk;
+            if (trunk.coversHalf(in_i, in_j, in_k)) [[likely]] {
+                const Detail::PointPath path = trunk.lowerPath(in_i, in_j, in_k);
+                const CellIndex above = trunk.find<true>(*m_layout, path, Block::kDepth);
+                if (above.tile.first >= 0) {
+                    return cellBelow<exact>(above, path.slot<kNumDepths>(), in_i, in_j, in_k);
+                }
             }
         }
         return cellIndexImpl<exact>(in_i, in_j, in_k, in_depth);
@@ -93,10 +99,7 @@ protected:
                static_cast<unsigned>(in_k) - static_cast<unsigned>(m_k) < m_side;
     }
     template <bool exact>
-    TileIndex nodeIndexImpl(int in_i, int in_j, int in_k, int in_depth)
-    {
-        return cellIndexImpl<exact>(in_i, in_j, in_k, in_depth).tile;
-    }
+    TileIndex nodeIndexImpl(int in_i, int in_j, int in_k, int in_depth);
     template <bool exact>
     CellIndex cellIndexImpl(int in_i, int in_j, int in_k, int in_depth);
     void remember(const TileIndex& in_index)
@@ -127,6 +130,7 @@ protected:
         }();
 
         const int* slots = nullptr;
+        int index = -1;
         int i = 0;  ///< corner
         int j = 0;
         int k = 0;
@@ -136,17 +140,16 @@ protected:
         {
             return above(in_i, i) < width && above(in_j, j) < width && above(in_k, k) < width;
         }
-        /// The cell of a point that it covers; with an index below 0 if there is no such tile.
+        /// The cell of a point that it covers.
+        template <bool exact>
         CellIndex find(int in_i, int in_j, int in_k) const
         {
             const unsigned steps =
                 kSteps[above(in_i, i)] +
                 kTileWidth * (kSteps[above(in_j, j)] + kTileWidth * kSteps[above(in_k, k)]);
-            return {{slots[steps & 0xFF], kMaxTileDepth}, static_cast<int>(steps >> 8)};
+            return Detail::finestCell<exact>(slots, index, static_cast<int>(steps & 0xFF),
+                                             static_cast<int>(steps >> 8));
         }
-        /// To the one that covers another point. False if the layout lacks it.
-        bool moveTo(const VoxelLayout& in_layout, int in_i, int in_j, int in_k);
-
         static unsigned above(int in_coordinate, int in_corner)
         {
             return static_cast<unsigned>(in_coordinate) - static_cast<unsigned>(in_corner);
@@ -155,8 +158,9 @@ protected:
 
     const VoxelLayout* m_layout;
     Block m_block;
-    TileIndex m_index;  ///< of the node last found
-    int m_i = 0;        ///< its corner
+    int m_last_above = -1;  ///< tile of depth 6 above the last point that the block did not cover
+    TileIndex m_index;      ///< of the node last found
+    int m_i = 0;            ///< its corner
     int m_j = 0;
     int m_k = 0;
     unsigned m_side = 0;  ///< its side, 0 if there is none
@@ -164,6 +168,29 @@ protected:
 private:
     template <bool exact>
     CellIndex findCell(int in_i, int in_j, int in_k, int in_depth);
+    /// The cell of depth 7 that holds a point, which is cell `in_cell` of its tile, by the cell of
+    /// depth 6. For the second point in a row below a tile the block moves there: at random
+    /// positions it would not be worth it.
+    template <bool exact>
+    CellIndex cellBelow(const CellIndex& in_above, int in_cell, int in_i, int in_j, int in_k)
+    {
+        const int above = in_above.tile.first;
+        const int* const slots = m_layout->nodes(Block::kDepth).childSlots(above);
+        if (above == m_last_above) [[unlikely]] {
+            moveBlock(above, slots, in_i, in_j, in_k);
+        }
+        m_last_above = above;
+        return Detail::finestCell<exact>(slots, above, in_above.cell, in_cell);
+    }
+    /// To the tile of depth 6 that holds a point.
+    void moveBlock(int in_index, const int* in_slots, int in_i, int in_j, int in_k)
+    {
+        const auto corner = [](int in_coordinate) {
+            const unsigned from_origin = in_coordinate + kTileOrigin;
+            return in_coordinate - static_cast<int>(from_origin % Block::kWidth);
+        };
+        m_block = {in_slots, in_index, corner(in_i), corner(in_j), corner(in_k), Block::kWidth};
+    }
 };
 
 /// A `ConstAccessor` that also inserts, which does not make it stale.
@@ -197,6 +224,8 @@ private:
 
 #define SKELVAR_EXTERN(exact)                                                                   \
     extern template SKELVAR_API TileIndex VoxelLayout::ConstAccessor::nodeIndex<exact>(TileId); \
+    extern template SKELVAR_API TileIndex VoxelLayout::ConstAccessor::nodeIndexImpl<exact>(     \
+        int, int, int, int);                                                                    \
     extern template SKELVAR_API CellIndex VoxelLayout::ConstAccessor::cellIndexImpl<exact>(     \
         int, int, int, int);                                                                    \
     extern template SKELVAR_API void VoxelLayout::ConstAccessor::cellIndices<exact>(            \

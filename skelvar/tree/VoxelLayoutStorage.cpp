@@ -76,10 +76,10 @@ void VoxelLayout::copyInto(const std::shared_ptr<TreeLayout3DBase>& io_target, b
     target.m_num_nodes = m_num_nodes;
     target.m_roots = m_roots;
     target.m_finest_root_depth = m_finest_root_depth;
-    target.m_trunk = m_trunk;
     std::copy(std::begin(m_root_counts), std::end(m_root_counts), std::begin(target.m_root_counts));
     if (!in_deep) {
         target.m_node_data = m_node_data;
+        target.findTrunk();
         return;
     }
     target.m_node_data = std::make_shared<NodeData>();
@@ -99,6 +99,7 @@ void VoxelLayout::copyInto(const std::shared_ptr<TreeLayout3DBase>& io_target, b
             });
         },
         tbb::auto_partitioner{}, context);
+    target.findTrunk();
 }
 
 std::shared_ptr<TreeLayout3DBase> VoxelLayout::copy(bool in_deep) const
