@@ -3,6 +3,7 @@
 #include <skelvar/tree/RefineLayout.h>
 
 #include <skelvar/base/SkelvarProfiler.h>
+#include <skelvar/particles/NearbyPlaces.h>
 #include <skelvar/particles/ParticleChannel.h>
 #include <skelvar/particles/ParticleShape.h>
 #include <skelvar/particles/PointBox.h>
@@ -39,11 +40,16 @@ public:
     /// Goes to the tile of a cell.
     void moveTo(const vec3i& in_cell)
     {
+        const vec3i side = {m_side, m_side, m_side};
+        vec3i corner{};
         for (int a = 0; a < 3; ++a) {
-            m_low[a] = (in_cell[a] + kTileOrigin) / m_side * m_side - kTileOrigin - m_side;
+            corner[a] = (in_cell[a] + kTileOrigin) / m_side * m_side - kTileOrigin;
         }
+        m_low = corner - side;
+        m_nearby.moveTo(corner, m_side);
         std::fill_n(m_is_done, 27, false);
     }
+    /// The tiles of the cells of a box.
     void add(const vec3i& in_low, const vec3i& in_high)
     {
         const vec3i low = stepsOf(in_low);
@@ -55,6 +61,12 @@ public:
                 }
             }
         }
+    }
+    /// True if the tile that holds a point is surely seen to.
+    bool isDone(const vec3f& in_point) const
+    {
+        const int place = m_nearby.find(in_point);
+        return place != NearbyPlaces::kFar && m_is_done[place];
     }
 
 private:
@@ -90,6 +102,7 @@ private:
     int m_depth;
     int m_side;
     vec3i m_low{};  ///< lowest corner of the 27 places
+    NearbyPlaces m_nearby;
     bool m_is_done[27] = {};
 };
 
@@ -172,6 +185,7 @@ void refineLayout(Layout* io_layout, const Layout*, Shape* in_shape, Particles* 
     const vec3f offset = kVoxelOffset[in_offset & 7];
     // Most particles stand in a tile of that very depth, away from its faces.
     const bool is_same_tree = in_shape == nullptr && in_particles->layoutPtr().get() == io_layout;
+    const bool is_of_points = is_same_tree && in_radius == 0.0f && offset == vec3f{};
     const auto boxOf = [&](int in_tile, int in_tile_depth) {
         return is_same_tree && in_tile_depth == in_depth
                    ? innerBox(io_layout->node(in_tile, in_depth), in_radius, offset)
@@ -197,11 +211,18 @@ void refineLayout(Layout* io_layout, const Layout*, Shape* in_shape, Particles* 
                         const unsigned long num_outside =
                             inner.holdsAll(points) ? 0 : inner.findOutside(points, outside);
                         bool is_first = true;
+                        if (is_same_tree && depth == in_depth && num_outside > 0) {
+                            missing.moveTo(io_layout->node(n, depth).corner());
+                            is_first = false;
+                        }
                         vec3i low{};
                         vec3i high{};
                         for (unsigned long m = 0; m < num_outside; ++m) {
-                            if (!findBox(to_voxels(points[outside[m]]), in_radius, offset, low,
-                                         high)) {
+                            const vec3f& point = points[outside[m]];
+                            if (is_of_points && missing.isDone(point)) {
+                                continue;
+                            }
+                            if (!findBox(to_voxels(point), in_radius, offset, low, high)) {
                                 continue;
                             }
                             if (std::exchange(is_first, false)) {
