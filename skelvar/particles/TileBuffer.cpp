@@ -1,6 +1,7 @@
 #include <skelvar/particles/TileBuffer.h>
 
 #include <skelvar/base/ScalableMemory.h>
+#include <skelvar/particles/TileMemory.h>
 
 #include <cstring>
 #include <stdexcept>
@@ -10,11 +11,12 @@ namespace Skelvar::Detail {
 void TileBuffer::setCapacity(unsigned long in_capacity, unsigned long in_element_bytes)
 {
     if (in_capacity == 0) {
-        releaseMemory(data);
+        releaseTileMemory(data, capacity * in_element_bytes);
         data = nullptr;
     } else {
         void* const memory = in_capacity <= kMostBytes / in_element_bytes
-                                 ? resizeMemory(data, in_capacity * in_element_bytes)
+                                 ? resizeTileMemory(data, capacity * in_element_bytes,
+                                                    in_capacity * in_element_bytes)
                                  : nullptr;
         if (memory == nullptr) {
             throw std::runtime_error("Out of memory.");
@@ -37,7 +39,7 @@ void TileBuffer::repack(float in_factor, unsigned long in_element_bytes)
         std::memcpy(exact.data, data, size * in_element_bytes);
     }
     exact.size = size;
-    releaseMemory(data);
+    releaseTileMemory(data, capacity * in_element_bytes);
     *this = exact;
 }
 

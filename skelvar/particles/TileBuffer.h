@@ -5,7 +5,8 @@
 namespace Skelvar::Detail {
 
 /// A growing array of elements that can be moved as bytes: what a particle tile is, whatever the
-/// type of its elements. Its memory is that of the scalable allocator; `ParticleTile` owns it.
+/// type of its elements. Its memory is that of the scalable allocator (`TileMemory.h`);
+/// `ParticleTile` owns it.
 struct SKELVAR_API TileBuffer {
     void* data = nullptr;
     unsigned long size = 0;

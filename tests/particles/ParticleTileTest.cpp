@@ -5,6 +5,10 @@
 #include <skelvar/particles/ParticleTile.h>
 
 #include <gtest/gtest.h>
+#include <tbb/parallel_for.h>
+
+#include <random>
+#include <vector>
 
 namespace Skelvar {
 namespace {
@@ -105,6 +109,31 @@ TEST(ParticleTile, GrowsWithZerosOverOldElementsAndReservesExactly)
     const vec2f value{5, 6};
     tile.set(2, 9, 9, &value);
     EXPECT_EQ(value, tile.back());
+}
+
+TEST(ParticleTile, KeepsItsElementsThroughAllSizesBesideOthers)
+{
+    // Each thread gives up tiles that others have filled.
+    constexpr unsigned long kMostElements = 20000;  // well past the largest block cut from others
+    constexpr int kTiles = 300;
+    std::vector<DynamicParticleTile<int>> tiles(kTiles);
+    std::vector<unsigned long> sizes(kTiles);
+    for (int round = 0; round < 12; ++round) {
+        tbb::parallel_for(0, kTiles, [&](int n) {
+            DynamicParticleTile<int>& tile = tiles[n];
+            ASSERT_EQ(sizes[n], tile.size());
+            for (unsigned long i = 0; i < tile.size(); ++i) {
+                ASSERT_EQ(n + static_cast<int>(i), tile[i]) << "tile " << n << " round " << round;
+            }
+            std::mt19937 random(static_cast<unsigned>(1000 * round + n));
+            sizes[n] = random() % 5 == 0 ? 0 : random() % kMostElements;
+            tile.resize(sizes[n]);
+            for (unsigned long i = 0; i < sizes[n]; ++i) {
+                tile[i] = n + static_cast<int>(i);
+            }
+            tile.repack(0.25f);
+        });
+    }
 }
 
 }  // namespace
