@@ -41,6 +41,29 @@ void expectSorted(const SparseMatrix<float>& in_A)
 
 }  // namespace
 
+TEST(SparseMatrixTile, KnowsItsTwoValuesUntilTheyMayBeWritten)
+{
+    DynamicSparseMatrixTile<float> gathered;
+    for (const int cell : {0, 1, 2}) {
+        gathered.add(cell, cell, 4.0f);
+        gathered.add(cell, (cell + 1) % 3, -1.0f);
+    }
+    SparseMatrixTile<float> block;
+
+    gathered.convert(77, 5, 6, &block);
+
+    ASSERT_NE(nullptr, block.uniformValues());
+    EXPECT_EQ(4.0f, block.uniformValues()->diagonal);
+    EXPECT_EQ(-1.0f, block.uniformValues()->other);
+    SparseMatrixTile<float> copy = block;
+    copy.values();
+    EXPECT_EQ(nullptr, copy.uniformValues());
+    EXPECT_NE(nullptr, block.uniformValues());
+    gathered.add(2, 1, -0.0f);
+    gathered.convert(77, 5, 6, &block);
+    EXPECT_EQ(nullptr, block.uniformValues());
+}
+
 TEST(SparseMatrixTile, FreezesEntriesInOneAllocation)
 {
     DynamicSparseMatrixTile<float> gathered;
