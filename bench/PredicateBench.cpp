@@ -71,6 +71,17 @@ int countPlain(const std::vector<Point>& in_points)
     return countPositive(in_points, plainOrientation);
 }
 
+/// As a caller does who asks for one orientation at a time.
+int countPlainSingly(const std::vector<Point>& in_points)
+{
+    return countPositive(in_points, [](const double* in_a, const double* in_b, const double* in_c,
+                                       const double* in_d) {
+        const double det = plainOrientation(in_a, in_b, in_c, in_d);
+        asm volatile("");  // keeps the compiler from taking four at once
+        return det;
+    });
+}
+
 int countExact(const std::vector<Point>& in_points)
 {
     return countPositive(in_points, Skelvar::orient3d);
@@ -101,6 +112,7 @@ int main(int argc, char** argv)
 {
     add("orient3d.random/skelvar", randomPoints(), countExact);
     add("orient3d.random/plain", randomPoints(), countPlain);
+    add("orient3d.random/plain-singly", randomPoints(), countPlainSingly);
     add("orient3d.flat/skelvar", flatPoints(), countExact);
     if (Bench::hasCgal()) {
         add("orient3d.random/cgal", randomPoints(), Bench::countPositiveCgal);

@@ -80,11 +80,17 @@ BEGIN {
         "file.load.vec3/inflate-q0/2t", 0.85)
     row("orient3d of random points against the plain one", "orient3d.random/skelvar/1t",
         "orient3d.random/plain/1t", 0.67)
+    row("the same, the plain one singly", "orient3d.random/skelvar/1t",
+        "orient3d.random/plain-singly/1t", 0.67)
     row("orient3d of points near a plane", "orient3d.flat/skelvar/1t", "orient3d.flat/cgal/1t", 1)
     row("Poisson, a million unknowns to 1e-5, Eigen's diagonal", "poisson.solve/skelvar/2t",
         "poisson.solve/eigen-diagonal/2t", 1.5)
     row("the same, multigrid in one process", "poisson.solve/skelvar/2t",
         "poisson.solve/hypre-boomeramg/1t", 1.4)
+    row("the same, multigrid in two processes", "poisson.solve/skelvar/2t",
+        "poisson.solve/hypre-boomeramg/2t", 1.4)
+    row("the same, making the multigrid counts", "poisson.solve/skelvar/2t",
+        "poisson.once/hypre-boomeramg/2t", 1.4)
     row("the same, two threads against one", "poisson.solve/skelvar/2t", "poisson.solve/skelvar/1t",
         1.8)
     row("matrix times vector, a row", "spmv.rows/skelvar/2t", "spmv.rows/eigen/2t", 1.2)
