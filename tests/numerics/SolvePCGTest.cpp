@@ -165,7 +165,7 @@ TEST(PreparedMatrix, HasTheBitsOfThePlainLoops)
         SparseMatrix<float> A = patchyPoisson(*layout, random, 30);
         for (int tile = 0; tile < A.numTiles(kDepth); ++tile) {
             for (SparseMatrixTile<float>& block : A.blocks(tile, kDepth)) {
-                for (int n = 0; seed > 2 && seed < 7 && n < block.numEntries(); ++n) {  // else alike
+                for (int n = 0; seed > 2 && seed < 7 && n < block.numEntries(); ++n) {
                     block.values()[n] *= float(random.real(0.5, 1.5));
                     if (seed > 3 && random.integer(0, 40) == 0) {  // rows that are left out
                         block.values()[n] = random.integer(0, 1) == 0 ? 0.0f : -1.0f;
