@@ -31,7 +31,7 @@ no_machine_paths() {
 }
 
 # clang gives a template's instances the visibility of its first declaration. Where that does not
-# say SKELVAR_API, a program links or not with the order of the headers that it includes.
+# say SKELVAR_API_FORWARD, a program links or not with the order of the headers that it includes.
 forward_declarations() {
     git ls-files -- '*.h' | xargs awk '
         /^template </ { head = FNR }
@@ -39,7 +39,7 @@ forward_declarations() {
         FNR == head + 1 && NF == 2 && /;$/ { sub(/;/, ""); hidden[$2] = hidden[$2] " " FILENAME }
         END {
             for (name in hidden) if (name in exported) {
-                print name " is declared without SKELVAR_API in" hidden[name]; bad = 1
+                print name " is declared without SKELVAR_API_FORWARD in" hidden[name]; bad = 1
             }
             exit bad
         }'

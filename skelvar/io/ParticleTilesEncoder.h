@@ -10,7 +10,7 @@ namespace Skelvar {
 
 class VoxelLayout;
 template <typename T>
-class SKELVAR_API ParticleChannel;
+class SKELVAR_API_FORWARD ParticleChannel;
 
 /// The planes of one particle tile: those of all its components, element after element.
 template <>

@@ -10,7 +10,7 @@
 namespace Skelvar {
 
 template <typename T>
-class SKELVAR_API VoxelChannel;
+class SKELVAR_API_FORWARD VoxelChannel;
 
 template <typename Channel>
 struct TilesEncoder;

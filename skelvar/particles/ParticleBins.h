@@ -14,7 +14,7 @@ namespace Skelvar {
 
 class VoxelLayout;
 template <typename T>
-class SKELVAR_API ParticleChannel;
+class SKELVAR_API_FORWARD ParticleChannel;
 
 namespace Detail {
 struct TileBuffer;

@@ -8,7 +8,7 @@
 namespace Skelvar {
 
 template <typename T>
-class SKELVAR_API ParticleChannel;
+class SKELVAR_API_FORWARD ParticleChannel;
 class ParticleShape;
 
 /// The channel that says where the particles of a shape are: of `vec3f`, its name behind the last

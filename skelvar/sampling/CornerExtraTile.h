@@ -6,7 +6,7 @@
 namespace Skelvar {
 
 template <typename T>
-class SKELVAR_API VoxelChannel;
+class SKELVAR_API_FORWARD VoxelChannel;
 
 /// The values of a tile at cell corners, six on each axis: the tile's own at positions 0 to 4, and
 /// at position 5 those of the high side, for reconstruction in each of its cells. The channel holds

@@ -7,7 +7,7 @@
 namespace Skelvar {
 
 template <typename T>
-class SKELVAR_API VoxelChannel;
+class SKELVAR_API_FORWARD VoxelChannel;
 class VoxelShape;
 
 /// What the samplers of voxel channels share: the way from a position to its tile, and the place of

@@ -27,9 +27,9 @@ class TypeMetaBase;
 class VoxelLayout;
 class VoxelShape;
 template <typename T>
-class SKELVAR_API ParticleChannel;
+class SKELVAR_API_FORWARD ParticleChannel;
 template <typename T>
-class SKELVAR_API VoxelChannel;
+class SKELVAR_API_FORWARD VoxelChannel;
 
 /// A state server: the named store of one simulation. It owns objects, shapes, layouts, channels
 /// and meshes, and hands out the stored items or copies of them. `StateServerManager` makes servers

@@ -17,7 +17,7 @@ class ThreadVisitors;
 class VoxelLayout;
 class VoxelLayoutNodeVisitor;
 template <typename Ref, typename LayoutPtr>
-class SKELVAR_API NodeIteratorBase;
+class SKELVAR_API_FORWARD NodeIteratorBase;
 
 using NodeIterator = NodeIteratorBase<VoxelLayoutNode&, VoxelLayout*>;
 using ConstNodeIterator = NodeIteratorBase<const VoxelLayoutNode&, const VoxelLayout*>;

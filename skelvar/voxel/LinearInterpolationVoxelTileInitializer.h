@@ -5,7 +5,7 @@
 namespace Skelvar {
 
 template <typename T, int HALO>
-class SKELVAR_API VoxelSamplerLinear;
+class SKELVAR_API_FORWARD VoxelSamplerLinear;
 
 /// Gives each cell of a new tile what a linear sampler reads at the place of its value from the
 /// tiles above it; at depth 0 the background value. Belongs to one thread: each thread that fills
