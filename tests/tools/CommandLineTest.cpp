@@ -205,8 +205,15 @@ TEST_F(KvfProgram, DumpWritesAText)
 {
     EXPECT_EQ(0, kvf("dump cube.kvf cube.txt --verbose").status);
     EXPECT_EQ(0u, folder.read("cube.txt").find("VoxelStateSMP contents:"));
+    folder.write("target.txt", "old");
+    std::filesystem::create_symlink("target.txt", folder.path("link.txt"));
+    EXPECT_EQ(0, kvf("dump cube.kvf link.txt").status);
+    EXPECT_TRUE(std::filesystem::is_symlink(folder.path("link.txt")));
+    EXPECT_EQ(0u, folder.read("target.txt").find("VoxelStateSMP contents:"));
     expectFailures({
         {3, "dump absent.kvf cube.txt", "absent.kvf"},
+        {2, "dump cube.kvf cube.kvf", "is a KVF file"},
+        {3, "dump cube.kvf /dev/null", "no plain file"},
     });
 }
 

@@ -82,6 +82,7 @@ TEST_F(SamplingCommands, SampleTellsTheDistanceOfAPlaneByEveryKind)
     }
     // The same point in units of the tree, which are voxels.
     EXPECT_NEAR(0.07, sample("distance --at 10.7,0.3,-0.2 --space tree")[0][3], 1e-5);
+    EXPECT_EQ(sample("distance --at 0.9,0,0"), sample("distance --at 0.9,1e-50,-1e-300"));
     for (const std::string kind : {"linear", "qbspline"}) {
         const auto rows = sample("distance --gradient --at 1.07,0.03,-0.02 --kind " + kind);
         ASSERT_EQ(7u, rows[0].size());
@@ -121,6 +122,7 @@ TEST_F(SamplingCommands, SampleTellsWhatIsWrong)
         {2, sample + "distance", "--at"},
         {2, sample + "distance --at 1,2,3 --line 1,2,3,4,5,6", "one of"},
         {2, sample + "distance --at 1,2", "--at wants 3 numbers"},
+        {2, sample + "distance --at 1,2,3e39", "--at wants 3 numbers"},
         {2, sample + "distance --at 1,2,3 --count 4", "--count"},
         {2, sample + "distance --at 1,2,3 --kind cubic", "cubic"},
         {2, sample + "distance --at 1,2,3 --kind weno --gradient", "weno"},

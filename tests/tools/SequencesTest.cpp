@@ -106,6 +106,12 @@ TEST_F(KvfSequence, DiffFindsAPlantedDifferenceAtItsPlace)
     EXPECT_EQ(0, frames.status);
     EXPECT_NE(std::string::npos, frames.output.find("0 of ")) << frames.output;
     EXPECT_EQ(1, kvf("diff 'f.#.kvf' g.0001.kvf --frames 2-3").status) << "one for all frames";
+    write("lone.#.kvf", {});  // frame 1 alone
+    const Outcome fewer = kvf("diff 'lone.#.kvf' 'f.#.kvf' --frames 1-2");
+    const Outcome more = kvf("diff 'f.#.kvf' 'lone.#.kvf' --frames 1-2");
+    EXPECT_EQ("1 1", std::to_string(fewer.status) + " " + std::to_string(more.status));
+    EXPECT_EQ(0u, fewer.output.find("frame 2 is only in f.#.kvf\n")) << fewer.output;
+    EXPECT_EQ(0u, more.output.find("frame 2 is only in f.#.kvf\n")) << more.output;
     write("nan.#.kvf", {{3, 7, std::numeric_limits<float>::quiet_NaN()}});
     EXPECT_EQ(1, kvf("diff f.0001.kvf nan.0001.kvf --abs 100").status);
     EXPECT_EQ(0, kvf("diff nan.0001.kvf nan.0001.kvf").status);

@@ -27,7 +27,13 @@ Option Option::inRange(long long in_least, long long in_greatest)
 
 Option Option::notNegative()
 {
-    m_option->check(CLI::NonNegativeNumber);
+    m_option->check(
+        [](const std::string& in_text) {
+            double number = 0.0;
+            const bool fits = CLI::detail::lexical_cast(in_text, number) && number >= 0.0;
+            return fits ? std::string() : in_text + " is not a number of 0 or more";
+        },
+        "FLOAT");
     return *this;
 }
 

@@ -162,6 +162,40 @@ private:
     bool m_differ = false;
 };
 
+/// Tells of the frames that only one of two sequences has, and takes them off the steps. Gives
+/// whether there are any.
+bool tellUnpaired(const DiffArguments& in_arguments, std::vector<FrameTask>& io_tasks)
+{
+    std::set<int> in_a;
+    std::set<int> in_b;
+    for (const FrameFile& file : findFrames(in_arguments.file_a)) {
+        in_a.insert(file.frame);
+    }
+    for (const FrameFile& file : findFrames(in_arguments.file_b)) {
+        in_b.insert(file.frame);
+    }
+    bool is_any = false;
+    const auto tellIfAlone = [&](int in_frame, const std::set<int>& in_others,
+                                 const std::string& in_sequence) {
+        if (in_others.count(in_frame) != 0) {
+            return false;
+        }
+        printOutput("frame " + std::to_string(in_frame) + " is only in " + in_sequence + "\n");
+        is_any = true;
+        return true;
+    };
+    std::erase_if(io_tasks, [&](const FrameTask& in_task) {
+        return tellIfAlone(*in_task.frame, in_b, in_arguments.file_a);
+    });
+    const std::string& frames = in_arguments.frames.frames;
+    for (const int frame : in_b) {
+        if (frames.empty() || parseFrameRange(frames).holds(frame)) {
+            tellIfAlone(frame, in_a, in_arguments.file_b);
+        }
+    }
+    return is_any;
+}
+
 ExitStatus run(const DiffArguments& in_arguments)
 {
     // A pattern in the second path is to the first as an output to its input: the same frame in its
@@ -172,9 +206,14 @@ ExitStatus run(const DiffArguments& in_arguments)
     for (FrameTask& task : tasks) {
         task.output = task.output.empty() ? b : task.output;
     }
-    return runFrames("comparing", tasks, in_arguments.frames, [&](const FrameTask& in_task) {
-        return Comparison(in_task.input, in_task.output, in_arguments).result();
-    });
+    const bool are_sequences =
+        hasFramePattern(b) && isSequence(in_arguments.file_a, in_arguments.frames);
+    const bool is_unpaired = are_sequences && tellUnpaired(in_arguments, tasks);
+    const ExitStatus status =
+        runFrames("comparing", tasks, in_arguments.frames, [&](const FrameTask& in_task) {
+            return Comparison(in_task.input, in_task.output, in_arguments).result();
+        });
+    return std::max(status, is_unpaired ? eDataSaysNo : eDone);
 }
 
 }  // namespace

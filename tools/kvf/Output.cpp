@@ -98,9 +98,16 @@ void checkMayWrite(const std::string& in_path, bool in_force)
 
 OutputFile::OutputFile(const std::string& in_name) : m_name(in_name)
 {
+    // A rename would put a plain file in the place of a device or of a link.
+    if (std::error_code error; std::filesystem::exists(in_name, error)) {
+        if (!std::filesystem::is_regular_file(in_name, error)) {
+            throw ToolError(eFileUnreadable, in_name + " cannot be written: it is no plain file");
+        }
+        m_name = std::filesystem::canonical(in_name).string();
+    }
     // Other machines may write into the folder too: the process and a count would not do.
     std::random_device random;
-    const std::filesystem::path name(in_name);
+    const std::filesystem::path name(m_name);
     const std::string unique = ".kvf-" + std::to_string(random()) + "-" + std::to_string(random());
     m_path = (name.parent_path() / (unique + name.extension().string())).string();
 }

@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <fstream>
+#include <limits>
 #include <string_view>
 
 namespace Skelvar::Tool {
@@ -38,8 +40,15 @@ bool parseNumber(std::string_view in_text, float& out_number)
         in_text.remove_prefix(1);
     }
     const char* const end = in_text.data() + in_text.size();
-    const auto [stop, error] = std::from_chars(in_text.data(), end, out_number);
-    return error == std::errc() && stop == end;
+    // By way of a double, so that a number too small for a float is 0 and no error.
+    double number = 0.0;
+    const auto [stop, error] = std::from_chars(in_text.data(), end, number);
+    if (error != std::errc() || stop != end ||
+        (std::isfinite(number) && std::abs(number) > std::numeric_limits<float>::max())) {
+        return false;
+    }
+    out_number = static_cast<float>(number);
+    return true;
 }
 
 }  // namespace
