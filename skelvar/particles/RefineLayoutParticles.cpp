@@ -201,7 +201,9 @@ void refineLayout(Layout* io_layout, const Layout*, Shape* in_shape, Particles* 
                     std::unique_ptr<VoxelLayout>& layout = collected.local();
                     if (!layout) {
                         layout = std::make_unique<VoxelLayout>("tmp", io_layout->MVS());
-                        layout->addNode(TileId(0));
+                        if (in_depth > 0) {
+                            layout->addNode(TileId(0));
+                        }
                     }
                     MissingTiles missing(*io_layout, in_depth, *layout);
                     std::vector<unsigned long> outside;
@@ -236,7 +238,7 @@ void refineLayout(Layout* io_layout, const Layout*, Shape* in_shape, Particles* 
     }
     std::vector<const VoxelLayout*> layouts;
     for (const std::unique_ptr<VoxelLayout>& layout : collected) {
-        if (layout->numNodes() > 1) {
+        if (layout->numNodes() > (in_depth > 0 ? 1 : 0)) {
             layouts.push_back(layout.get());
         }
     }

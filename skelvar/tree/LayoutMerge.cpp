@@ -176,6 +176,7 @@ void LayoutMerge::addAll(const Source& in_source)
 
         std::vector<Piece> pieces(num_chunks);
         for_chunks([&](long long chunk, long long begin, long long end) {
+            const SkelvarProfiler::Scope event("MyStep1::operator()");
             pieces[chunk] = merge.select(begin, end);
         });
 
@@ -197,6 +198,7 @@ void LayoutMerge::addAll(const Source& in_source)
         nodes.resize(new_size);
         m_layout.m_num_nodes += new_size - old_size;
         for_chunks([&](long long chunk, long long begin, long long end) {
+            const SkelvarProfiler::Scope event("MyStep2::operator()");
             merge.make(begin, end, first_index[chunk]);
         });
 

@@ -70,6 +70,22 @@ TEST(RefineLayout, AroundParticlesMakesWhatTheirPointsAskFor)
     }
 }
 
+TEST(RefineLayout, AroundParticlesMakesTheOneTileOfDepthZero)
+{
+    ParticleScene scene;
+    scene.layout->addNode(TileId(0));
+    scene.push(scene.tileAt({1.0f, 2.0f, 3.0f}), {1.0f, 2.0f, 3.0f}, 7);
+    VoxelLayout target("target", 1.0f);
+    VoxelShape* const no_shape = nullptr;
+    std::vector<TileId> added;
+
+    refineLayout(&target, scene.layout.get(), no_shape, scene.shape.get(), 0.0f, eOffsetCentre,
+                 &added, 0);
+
+    EXPECT_EQ(std::vector<TileId>{TileId(0)}, added);
+    EXPECT_EQ(1, target.numNodes());
+}
+
 TEST(RefineLayout, AroundParticlesGoesThroughTheWorldToTheVoxelsOfAnotherShape)
 {
     ParticleScene scene(std::make_shared<VoxelLayout>("tree", 2.0f));
