@@ -34,6 +34,16 @@ inline void resizeChannels(TreeShape3DBase& io_shape)
     }
 }
 
+/// Brings a shape to the voxel size and the nodes of its layout, where these have changed without
+/// an event.
+inline void followLayout(TreeShape3DBase& io_shape)
+{
+    if (const auto layout = io_shape.layoutPtr()) {
+        io_shape.dxChanged(layout->MVS());
+    }
+    resizeChannels(io_shape);
+}
+
 /// Whether the shape's table holds this very channel.
 inline bool holdsChannel(const TreeShape3DBase& in_shape,
                          const std::shared_ptr<TreeChannel3DBase>& in_channel)

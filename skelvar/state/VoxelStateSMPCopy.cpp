@@ -161,6 +161,30 @@ VoxelStateResult VoxelStateSMP::copyShape(const std::string& in_source_shape,
     return copied;
 }
 
+namespace {
+
+/// Whether the channels of one shape fit the other, tile by tile: data that did not would leave
+/// the other's channels out of step.
+bool fitsTileByTile(const TreeShape3DBase& in_source, const TreeShape3DBase& in_target)
+{
+    const auto source = in_source.layoutPtr();
+    const auto target = in_target.layoutPtr();
+    for (int depth = 0; source && target && depth < kNumDepths; ++depth) {
+        if (source->numNodes(depth) != target->numNodes(depth)) {
+            return false;
+        }
+        for (int n = 0; n < source->numNodes(depth); ++n) {
+            if (in_source.numElements(TileIndex{n, depth}) !=
+                in_target.numElements(TileIndex{n, depth})) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+}  // namespace
+
 VoxelStateResult VoxelStateSMP::copyChannel(const std::string& in_source_shape,
                                             const std::string& in_destination_shape,
                                             const NamePairs& in_channels)
@@ -171,7 +195,7 @@ VoxelStateResult VoxelStateSMP::copyChannel(const std::string& in_source_shape,
     ensureData(in_source_shape);
     const auto source = m_maps->findShape(in_source_shape);
     const auto target = m_maps->findShape(in_destination_shape);
-    if (!source || !target ||
+    if (!source || !target || (source != target && !fitsTileByTile(*source, *target)) ||
         !canCopyChannels(*source, in_destination_shape, target.get(), in_channels)) {
         return kVoxelStateFailed;
     }

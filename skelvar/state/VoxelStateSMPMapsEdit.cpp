@@ -96,7 +96,7 @@ bool Maps::updateLayoutWithCopy(const std::shared_ptr<VoxelLayout>& in_layout, b
     if (in_copy_data && stored != in_layout) {
         // This thread holds the lock: while it waits it must not pick up work that wants it too.
         tbb::this_task_arena::isolate([&] { in_layout->copyInto(stored, true); });
-        forEachShapeOn(*stored, [&](TreeShape3DBase& io_shape) { resizeChannels(io_shape); });
+        forEachShapeOn(*stored, followLayout);
     }
     return true;
 }

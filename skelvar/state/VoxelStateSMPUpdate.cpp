@@ -197,7 +197,7 @@ VoxelStateResult bringBack(const std::shared_ptr<VoxelLayout>& io_stored,
         return kVoxelStateOk;
     }
     in_copy.copyInto(io_stored, false);
-    forEachShapeOn(*io_stored, [](TreeShape3DBase& io_shape) { resizeChannels(io_shape); });
+    forEachShapeOn(*io_stored, followLayout);
     return kVoxelStateOk;
 }
 

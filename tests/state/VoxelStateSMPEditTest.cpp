@@ -3,6 +3,8 @@
 
 #include <skelvar/base/Dictionary.h>
 #include <skelvar/mesh/Mesh.h>
+#include <skelvar/particles/ParticleChannel.h>
+#include <skelvar/particles/ParticleShape.h>
 #include <skelvar/state/BObject.h>
 #include <skelvar/state/VoxelStateSMPMaps.h>
 
@@ -156,6 +158,41 @@ TEST(CopyShape, ChangesNothingOnABadArgument)
     EXPECT_EQ(before, namesOf(scene.server));
 }
 
+TEST(CopyChannel, TakesDataOnlyWhereTheyFitTileByTile)
+{
+    ScopedStateServer server;
+    std::shared_ptr<VoxelLayout> trees[2];
+    for (const int n : {0, 1}) {
+        const std::string tree = "tree" + std::to_string(n);
+        std::shared_ptr<VoxelShape> voxels;
+        std::shared_ptr<ParticleShape> particles;
+        std::string object = "rain" + std::to_string(n);
+        server->newObject(object);
+        server->newVoxelLayout(tree, 1.0f);
+        server->voxelLayout(tree, trees[n], VoxelState::eHintDoNotCopy);
+        trees[n]->addNode(0, 0, 0, 7);
+        server->newVoxelShape("voxels" + std::to_string(n), tree, &object, voxels);
+        server->newParticleShape("particles" + std::to_string(n), tree, &object, particles);
+    }
+    server->newVoxelChannel<float>("u", "voxels0", eOffsetCentre, 2.0f);
+    server->newParticleChannel<float>("p", "particles0", 0.0f);
+    server->newParticleChannel<float>("q", "particles1", 0.0f);
+    EXPECT_EQ(kVoxelStateOk, server->copyChannel("voxels0", "voxels1", {{"u", "v"}}));
+    EXPECT_EQ(kVoxelStateOk, server->copyChannel("particles0", "particles1", {{"p", "r"}}));
+
+    std::shared_ptr<TreeChannel3DBase> q;
+    server->channelRef("q", q);
+    const TileIndex tile{0, 7};
+    auto& values = dynamic_cast<ParticleChannel<float>&>(*q);
+    values.tile(tile).push_back(1.0f);
+    values.syncShapeParticleCounts();
+    EXPECT_EQ(kVoxelStateFailed, server->copyChannel("particles0", "particles1", {{"p", "s"}}));
+    EXPECT_EQ(1u, q->numElements());
+    trees[1]->addNode(0, 0, 40, 7);
+    EXPECT_EQ(kVoxelStateFailed, server->copyChannel("voxels0", "voxels1", {{"u", "w"}}));
+    EXPECT_EQ(kVoxelStateFailed, server->hasChannel("w"));
+}
+
 TEST(CopyShapeTo, KeepsKindsOfKeysAndSparesWhatIsThere)
 {
     RainScene scene;
@@ -232,6 +269,26 @@ TEST(MergeIn, BringsOtherShapesOfTheStoredLayoutToItsNewSize)
     EXPECT_EQ(target.layout, source.shape->layoutPtr()) << "the stored layout stays the same";
     EXPECT_EQ(source.layout->numNodes(), target.layout->numNodes());
     EXPECT_EQ(2, beside->channelBasePtr("count")->numTiles(7));
+}
+
+TEST(MergeIn, BringsOtherShapesOfTheStoredLayoutToItsVoxelSize)
+{
+    ScopedStateServer target;
+    ScopedStateServer source;
+    std::string object = "rain";
+    for (const ScopedStateServer* server : {&target, &source}) {
+        std::shared_ptr<VoxelShape> shape;
+        (*server)->newObject(object);
+        (*server)->newVoxelLayout("tree", server == &target ? 1.0f : 0.5f);
+        (*server)->newVoxelShape("volume", "tree", &object, shape);
+    }
+    std::shared_ptr<VoxelShape> beside;
+    target->newVoxelShape("beside", "tree", &object, beside);
+
+    ASSERT_EQ(kVoxelStateOk, target->mergeIn(*source, {"volume"}));
+
+    EXPECT_EQ(0.5f, beside->voxelSize());
+    EXPECT_EQ(2.0f, beside->inverseVoxelSize());
 }
 
 TEST(Update, ShapeOnANewLayoutTakesOthersOfTheOldOneAlong)
