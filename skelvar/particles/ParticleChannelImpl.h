@@ -51,7 +51,8 @@ ParticleChannel<T>::~ParticleChannel() = default;
 template <typename T>
 const std::string& ParticleChannel<T>::typeName()
 {
-    static const std::string s_typeName = "ParticleChannel<" + typeNameOf<T>() + ">";
+    static const std::string& s_typeName =
+        *new std::string("ParticleChannel<" + typeNameOf<T>() + ">");
     return s_typeName;
 }
 

@@ -43,7 +43,7 @@ ParticleShape::~ParticleShape() = default;
 
 const std::string& ParticleShape::typeName()
 {
-    static const std::string s_typeName = "ParticleShape";
+    static const std::string& s_typeName = *new std::string("ParticleShape");
     return s_typeName;
 }
 

@@ -6,7 +6,7 @@ const TypeMeta<DictionaryShape> DictionaryShape::m_typeMeta{};
 
 const std::string& DictionaryShape::typeName()
 {
-    static const std::string s_typeName = "DictionaryShape";
+    static const std::string& s_typeName = *new std::string("DictionaryShape");
     return s_typeName;
 }
 

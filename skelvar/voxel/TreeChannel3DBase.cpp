@@ -29,7 +29,7 @@ TreeChannel3DBase::~TreeChannel3DBase() = default;
 
 const std::string& TreeChannel3DBase::typeName()
 {
-    static const std::string s_typeName = "TreeChannel3DBase";
+    static const std::string& s_typeName = *new std::string("TreeChannel3DBase");
     return s_typeName;
 }
 

@@ -13,14 +13,15 @@ const TypeMeta<TreeChannel3DTyped<T>> TreeChannel3DTyped<T>::m_typeMeta{};
 template <typename T>
 const std::string& TreeChannel3DTyped<T>::typeName()
 {
-    static const std::string s_typeName = "TreeChannel3DTyped<" + typeNameOf<T>() + ">";
+    static const std::string& s_typeName =
+        *new std::string("TreeChannel3DTyped<" + typeNameOf<T>() + ">");
     return s_typeName;
 }
 
 template <typename T>
 const TypeMetaBase* TreeChannel3DTyped<T>::elementTypeMeta() const
 {
-    static const TypeMeta<T> s_typeMeta;
+    static const TypeMeta<T>& s_typeMeta = *new TypeMeta<T>;
     return &s_typeMeta;
 }
 

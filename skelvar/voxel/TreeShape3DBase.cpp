@@ -30,7 +30,7 @@ TreeShape3DBase::~TreeShape3DBase()
 
 const std::string& TreeShape3DBase::typeName()
 {
-    static const std::string s_typeName = "TreeShape3DBase";
+    static const std::string& s_typeName = *new std::string("TreeShape3DBase");
     return s_typeName;
 }
 

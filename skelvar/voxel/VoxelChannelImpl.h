@@ -73,7 +73,8 @@ VoxelChannel<T>::~VoxelChannel() = default;
 template <typename T>
 const std::string& VoxelChannel<T>::typeName()
 {
-    static const std::string s_typeName = "VoxelChannel<" + typeNameOf<T>() + ">";
+    static const std::string& s_typeName =
+        *new std::string("VoxelChannel<" + typeNameOf<T>() + ">");
     return s_typeName;
 }
 

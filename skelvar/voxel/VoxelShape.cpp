@@ -10,7 +10,7 @@ const TypeMeta<VoxelShape> VoxelShape::m_typeMeta{};
 
 const std::string& VoxelShape::typeName()
 {
-    static const std::string s_typeName = "VoxelShape";
+    static const std::string& s_typeName = *new std::string("VoxelShape");
     return s_typeName;
 }
 

@@ -1,4 +1,5 @@
-// Starts five saves into the folder of its argument and ends at once.
+// Starts five saves into the folder of its argument and ends at once; with a second argument a
+// thread starts five loads of the file of that name.
 
 #include <skelvar/io/KvfJobs.h>
 #include <skelvar/state/StateServerManager.h>
@@ -6,10 +7,20 @@
 #include <skelvar/tree/VoxelLayout.h>
 #include <skelvar/voxel/VoxelShape.h>
 
+#include <thread>
+
 using namespace Skelvar;
 
-int main(int, char** in_argv)
+int main(int in_argc, char** in_argv)
 {
+    if (in_argc > 2) {
+        std::thread([&] {
+            for (int n = 0; n < 5; ++n) {
+                kvfLoadAsync(*StateServerManager::instance().createNewStateServer(), in_argv[2]);
+            }
+        }).join();
+        return 0;
+    }
     const auto state = StateServerManager::instance().createNewStateServer();
     std::string object = "ball";
     std::shared_ptr<VoxelShape> shape;

@@ -16,6 +16,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <new>
 #include <random>
@@ -353,6 +354,15 @@ TEST_F(Jobs, EndOfTheProcessWaitsForThem)
             << kvfLastError();
     }
     EXPECT_EQ(5u, m_folder.names().size());
+
+    // What a job makes first must outlive it, whichever thread has started it. A failure is
+    // printed.
+    const std::string said = m_folder.file("said.txt");
+    const std::string loads = command + " " + m_folder.file("end.1.kvf") + " > " + said;
+    for (int n = 0; n < 10; ++n) {
+        ASSERT_EQ(0, std::system(loads.c_str()));
+        ASSERT_EQ(0u, std::filesystem::file_size(said));
+    }
 }
 
 }  // namespace
