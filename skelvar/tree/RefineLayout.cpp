@@ -92,13 +92,44 @@ private:
 
 constexpr int kAxisBits = 17;  ///< of the place of a block on an axis, 5^7 at most
 
-/// Cell that holds a coordinate, counted from the corner of the domain and cut to it.
-unsigned cellFromCorner(float in_coordinate)
+/// The tiles that boxes meet, side by side, counted from the corner of the domain and cut to it.
+/// Where a box meets none, `low` is above `high` on some axis.
+struct TileSpans {
+    int low[3][CellBoxes::kCapacity];
+    int high[3][CellBoxes::kCapacity];
+};
+
+/// The greatest whole number that is not above a number.
+inline int floorOf(float in_number)
 {
-    const float cut = std::clamp(in_coordinate, -static_cast<float>(kTileOrigin),
-                                 static_cast<float>(kTileOrigin));
-    const int whole = static_cast<int>(cut);
-    return static_cast<unsigned>(whole - (cut < static_cast<float>(whole)) + kTileOrigin);
+    const int whole = static_cast<int>(in_number);
+    return whole - (in_number < static_cast<float>(whole));
+}
+
+/// The tiles of `Depth` that hold the ends of boxes. Plain loops without branches, for the vector
+/// unit: what lies beyond the domain, and what is not a number, counts as one cell beyond it on the
+/// side on which it meets nothing.
+template <int Depth>
+void findSpans(const CellBoxes& in_boxes, long long in_count, TileSpans& out_spans)
+{
+    constexpr unsigned side = kTileSideLUT[Depth];
+    constexpr float first = -kTileOrigin;
+    constexpr float last = kTileOrigin;
+    for (int axis = 0; axis < 3; ++axis) {
+        const float* const lo = in_boxes.lo[axis];
+        const float* const hi = in_boxes.hi[axis];
+        int* const low = out_spans.low[axis];
+        int* const high = out_spans.high[axis];
+        for (long long n = 0; n < in_count; ++n) {
+            float low_end = lo[n] < last + 1 ? lo[n] : last + 1;
+            low_end = low_end > first ? low_end : first;
+            low[n] = static_cast<int>(static_cast<unsigned>(floorOf(low_end) + kTileOrigin) / side);
+            float high_end = hi[n] > first - 1 ? hi[n] : first - 1;
+            high_end = high_end < last ? high_end : last;
+            // A tile more below, so that the division does not meet a negative number.
+            high[n] = static_cast<int>((floorOf(high_end) + kTileOrigin + side) / side) - 1;
+        }
+    }
 }
 
 /// The tiles that a box meets along one axis.
@@ -130,24 +161,17 @@ constexpr std::array<unsigned, 1 << kTileWidth> kRows = [] {
     return rows;
 }();
 
-/// The tiles of `Depth` that meet a box of cells, as children of blocks one depth above. Without
-/// loops over tiles: most boxes meet one or two on an axis, which a processor cannot foresee.
-template <int Depth>
-void addBox(const CellBox& in_box, BlockSet& io_tiles)
+/// Adds the tiles of a box as children of blocks one depth above. Without loops over tiles: most
+/// boxes meet one or two on an axis, which a processor cannot foresee.
+void addBox(const TileSpans& in_spans, long long in_n, BlockSet& io_tiles)
 {
-    constexpr unsigned side = kTileSideLUT[Depth];
     Span spans[3];
     for (int axis = 0; axis < 3; ++axis) {
-        // Not a number fails, too.
-        if (!(in_box.hi[axis] >= -static_cast<float>(kTileOrigin) &&
-              in_box.lo[axis] < static_cast<float>(kTileOrigin + 1))) {
+        if (in_spans.low[axis][in_n] > in_spans.high[axis][in_n]) {
             return;
         }
-        spans[axis] = {cellFromCorner(in_box.lo[axis]) / side,
-                       cellFromCorner(in_box.hi[axis]) / side};
-        if (spans[axis].low > spans[axis].high) {
-            return;
-        }
+        spans[axis] = {static_cast<unsigned>(in_spans.low[axis][in_n]),
+                       static_cast<unsigned>(in_spans.high[axis][in_n])};
     }
     const auto& [on_x, on_y, on_z] = spans;
     for (unsigned z = on_z.lowBlock(); z <= on_z.highBlock(); ++z) {
@@ -265,27 +289,29 @@ TileForest makeForest(const TileSets& in_sets, int in_depth)
 }
 
 template <int Depth>
-TileForest collectTiles(long long in_count, const CellBoxes& in_boxes, const char* in_label)
+TileForest collectTiles(long long in_count, const CellBoxSource& in_boxes, const char* in_label)
 {
-    constexpr long long kBatch = 256;
+    constexpr long long kBatch = CellBoxes::kCapacity;
     tbb::enumerable_thread_specific<BlockSet> sets;
     tbb::parallel_for(tbb::blocked_range<long long>(0, in_count, 4 * kBatch),
                       [&](const tbb::blocked_range<long long>& range) {
                           const SkelvarProfiler::Scope event(in_label);
                           BlockSet& tiles = sets.local();
-                          std::array<CellBox, kBatch> boxes;
+                          CellBoxes boxes;
+                          TileSpans spans;
                           for (long long n = range.begin(); n < range.end(); n += kBatch) {
                               const long long count = std::min(kBatch, range.end() - n);
-                              in_boxes(n, n + count, boxes.data());
+                              in_boxes(n, n + count, boxes);
+                              findSpans<Depth>(boxes, count, spans);
                               for (long long b = 0; b < count; ++b) {
-                                  addBox<Depth>(boxes[b], tiles);
+                                  addBox(spans, b, tiles);
                               }
                           }
                       });
     return makeForest(sets, Depth);
 }
 
-TileForest collectTiles(long long in_count, const CellBoxes& in_boxes, int in_depth,
+TileForest collectTiles(long long in_count, const CellBoxSource& in_boxes, int in_depth,
                         const char* in_label)
 {
     switch (in_depth) {
@@ -314,7 +340,7 @@ TileForest collectTiles(long long in_count, const CellBoxes& in_boxes, int in_de
 
 }  // namespace
 
-void refineAroundBoxes(VoxelLayout& io_layout, long long in_count, const CellBoxes& in_boxes,
+void refineAroundBoxes(VoxelLayout& io_layout, long long in_count, const CellBoxSource& in_boxes,
                        int in_depth, const char* in_label, std::vector<TileId>* out_added)
 {
     if (in_depth < 0 || in_depth > kMaxTileDepth || in_count <= 0) {
@@ -338,13 +364,12 @@ void refineAroundPoints(VoxelLayout& io_layout, const vec3f* in_first, const vec
         return;
     }
     const vec3f offset = kVoxelOffset[in_offset & 7];
-    const auto boxes = [&](long long in_begin, long long in_end, CellBox* out_boxes) {
-        for (long long n = in_begin; n < in_end; ++n) {
-            CellBox& box = *out_boxes++;
-            for (int axis = 0; axis < 3; ++axis) {
+    const auto boxes = [&](long long in_begin, long long in_end, CellBoxes& out_boxes) {
+        for (int axis = 0; axis < 3; ++axis) {
+            for (long long n = in_begin; n < in_end; ++n) {
                 const float p = in_first[n][axis];
-                box.lo[axis] = p - in_radius - offset[axis];
-                box.hi[axis] = p + in_radius - offset[axis];
+                out_boxes.lo[axis][n - in_begin] = p - in_radius - offset[axis];
+                out_boxes.hi[axis][n - in_begin] = p + in_radius - offset[axis];
             }
         }
     };

@@ -17,22 +17,25 @@ class VoxelShape;
 
 namespace Detail {
 
-/// The cells from floor(lo) to floor(hi) on each axis, in coordinate units. Not a number anywhere
-/// means none.
-struct CellBox {
-    vec3f lo;
-    vec3f hi;
+/// Boxes side by side: the cells from floor(lo) to floor(hi) on each axis, in coordinate units. Not
+/// a number anywhere means none.
+struct CellBoxes {
+    static constexpr int kCapacity = 256;
+
+    float lo[3][kCapacity];
+    float hi[3][kCapacity];
 };
 
-/// Writes the boxes from `in_begin` up to `in_end`. Called on several threads at once, for no more
-/// than a few hundred boxes at a time.
-using CellBoxes = std::function<void(long long in_begin, long long in_end, CellBox* out_boxes)>;
+/// Writes the boxes from `in_begin` up to `in_end`, at most `kCapacity`, from place 0 on. Called on
+/// several threads at once.
+using CellBoxSource =
+    std::function<void(long long in_begin, long long in_end, CellBoxes& out_boxes)>;
 
 /// Makes the tiles of a depth that meet one of `in_count` boxes, as told below. `in_label` names
 /// the collecting to the profiler.
 SKELVAR_API void refineAroundBoxes(VoxelLayout& io_layout, long long in_count,
-                                   const CellBoxes& in_boxes, int in_depth, const char* in_label,
-                                   std::vector<TileId>* out_added);
+                                   const CellBoxSource& in_boxes, int in_depth,
+                                   const char* in_label, std::vector<TileId>* out_added);
 
 SKELVAR_API void refineAroundPoints(VoxelLayout& io_layout, const vec3f* in_first,
                                     const vec3f* in_last, float in_radius,

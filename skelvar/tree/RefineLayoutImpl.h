@@ -25,28 +25,24 @@ void refineLayout(Layout* io_layout, const Layout* in_source, Shape* in_shape,
     constexpr float kNothing = std::numeric_limits<float>::quiet_NaN();
     const bool one_space =
         in_shape == nullptr || in_source_shape == nullptr || in_shape == in_source_shape;
-    const auto boxes = [&](long long in_begin, long long in_end, Detail::CellBox* out_boxes) {
+    const auto boxes = [&](long long in_begin, long long in_end, Detail::CellBoxes& out_boxes) {
         for (long long n = in_begin; n < in_end; ++n) {
-            Detail::CellBox& box = *out_boxes++;
             const VoxelLayoutNode& node = in_source->nodes(in_depth)[n];
-            if (!node.valid()) {
-                box.lo = {kNothing, kNothing, kNothing};
-                continue;
-            }
-            vec3i low;
-            vec3i high;
-            node.bounds(low, high);
+            vec3f low;
+            vec3f high;
             for (int axis = 0; axis < 3; ++axis) {
-                box.lo[axis] = static_cast<float>(low[axis]);
-                box.hi[axis] = static_cast<float>(high[axis]);
+                low[axis] = static_cast<float>(node.corner()[axis]);
+                high[axis] = static_cast<float>(node.corner()[axis] + kTileSideLUT[in_depth]);
             }
             if (!one_space) {
-                const Detail::CellBox there = box;
-                in_source_shape->tsxBBox(there.lo, there.hi, in_shape, 0.0f, box.lo, box.hi);
+                const vec3f low_there = low;
+                const vec3f high_there = high;
+                in_source_shape->tsxBBox(low_there, high_there, in_shape, 0.0f, low, high);
             }
             for (int axis = 0; axis < 3; ++axis) {
-                box.lo[axis] += kTolerance - in_radius;
-                box.hi[axis] += in_radius - kTolerance;
+                out_boxes.lo[axis][n - in_begin] =
+                    node.valid() ? low[axis] + kTolerance - in_radius : kNothing;
+                out_boxes.hi[axis][n - in_begin] = high[axis] + in_radius - kTolerance;
             }
         }
     };
