@@ -25,6 +25,14 @@ public:
     /// subclass!".
     virtual T sampleGradient(const vec3f& in_position, Gradient* out_gradient) const;
 
+    /// The values at many positions, bit for bit as one after another, and several times as fast
+    /// where the positions lie apart: the memory of many is waited for at a time. A hundred
+    /// positions a call do.
+    virtual void sample(const vec3f* in_positions, long long in_count, T* out_values) const;
+    /// The same with the gradients. Throws likewise.
+    virtual void sampleGradient(const vec3f* in_positions, long long in_count, T* out_values,
+                                Gradient* out_gradients) const;
+
 private:
     unsigned long m_data_type = 0;
 };

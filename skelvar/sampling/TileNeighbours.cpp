@@ -33,8 +33,7 @@ void TileNeighbours::enter(const TileIndex& in_tile, const VoxelLayout& in_layou
 void TileNeighbours::enterChild(const TileIndex& in_tile, int in_parent, int in_slot,
                                 const vec3i& in_point, const VoxelLayout& in_layout)
 {
-    m_is_near = in_parent == m_parent && in_tile.second == m_depth;
-    if (!m_is_near) {
+    if (in_parent != m_parent || in_tile.second != m_depth) {
         m_parent = in_parent;
         m_depth = in_tile.second;
         m_side = kTileSideLUT[m_depth];

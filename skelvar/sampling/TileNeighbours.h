@@ -35,7 +35,7 @@ inline constexpr std::array<TileSet, 27> kTilesToward = [] {
 /// Has the values of a small tile on their way while its neighbours are looked up: for stencils
 /// that read most of its lines.
 template <typename T>
-inline void fetchTile(const VoxelTile<T, 0, 5>& in_tile)
+[[gnu::always_inline]] inline void fetchTile(const VoxelTile<T, 0, 5>& in_tile)
 {
     if constexpr (sizeof(in_tile) <= 512) {
         for (std::size_t n = 0; n < sizeof(in_tile); n += 64) {
@@ -63,8 +63,6 @@ public:
     int parentIndex() const { return m_parent; }
     /// The tile's place in its parent, 0 to 4 on each axis.
     vec3i placeInParent() const { return {m_slot % 5, m_slot / 5 % 5, m_slot / 25}; }
-    /// True if the tile before had the same parent, as most of the time along a walk.
-    bool isNearTheLast() const { return m_is_near; }
 
     /// Takes up a tile.
     void enter(const TileIndex& in_tile, const VoxelLayout& in_layout);
@@ -82,7 +80,7 @@ public:
         return (m_present & in_tiles) == in_tiles;
     }
     /// Index of the tile at a place, valid where `hasAll` said so.
-    int neighbour(int in_place) const { return m_neighbours[in_place]; }
+    const int& neighbour(int in_place) const { return m_neighbours[in_place]; }
     /// Those that are known to exist, in an array of the tiles of this depth.
     template <typename T>
     TileBlock<T> block(const VoxelTile<T, 0, 5>* in_tiles) const
@@ -106,7 +104,6 @@ private:
     unsigned m_side = 0;
     vec3i m_corner{};
     int m_slot = 0;  ///< in the parent
-    bool m_is_near = false;
     TileSet m_known = 0;
     TileSet m_present = 0;
     TileSet m_known_slots = 0;
@@ -127,46 +124,5 @@ constexpr AxisTap axisTap(int in_cell)
                                   {0, 3},  {0, 4},  {1, 0}, {1, 1}};
     return kTaps[in_cell + 2];
 }
-
-/// The N^3 values of a stencil, 2 to 4 on each axis, in a tile and those around it. The stencil
-/// reaches beyond the tile on one side of an axis at most. Stale as soon as the tile is left.
-template <typename T, int N>
-class StencilAcross {
-public:
-    /// The stencil's lowest cell, counted from the tile; `in_tiles` are those of its depth. All
-    /// tiles that the stencil touches are known to exist.
-    StencilAcross(const TileNeighbours& in_around, const VoxelTile<T, 0, 5>* in_tiles,
-                  const int (&in_first)[3])
-    {
-        constexpr int kPlaceStride[3] = {1, 3, 9};
-        constexpr int kCellStride[3] = {1, 5, 25};
-        int place[3][2];
-        for (int a = 0; a < 3; ++a) {
-            const int low_side = axisTap(in_first[a]).side;
-            place[a][0] = low_side * kPlaceStride[a];
-            place[a][1] = axisTap(in_first[a] + N - 1).side * kPlaceStride[a];
-            for (int n = 0; n < N; ++n) {
-                const AxisTap tap = axisTap(in_first[a] + n);
-                m_tile[a][n] = (tap.side - low_side) << a;
-                m_cell[a][n] = tap.cell * kCellStride[a];
-            }
-        }
-        for (int n = 0; n < 8; ++n) {
-            const int at = place[0][n & 1] + place[1][n >> 1 & 1] + place[2][n >> 2];
-            m_tiles[n] = in_tiles[in_around.neighbour(tilePlace(0, 0, 0) + at)].data();
-        }
-    }
-
-    const T& operator()(int in_i, int in_j, int in_k) const
-    {
-        return m_tiles[m_tile[0][in_i] + m_tile[1][in_j] + m_tile[2][in_k]]
-                      [m_cell[0][in_i] + m_cell[1][in_j] + m_cell[2][in_k]];
-    }
-
-private:
-    const T* m_tiles[8];  ///< the lower of each axis first; x fastest
-    int m_tile[3][N];     ///< of each axis and value, its part of the number of the tile
-    int m_cell[3][N];     ///< and of the cell there
-};
 
 }  // namespace Skelvar::Detail

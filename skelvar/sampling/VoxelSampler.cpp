@@ -22,7 +22,7 @@ const VoxelLayout* layoutToSample(const VoxelChannel<T>* in_channel)
 
 template <typename T>
 VoxelSampler<T>::VoxelSampler(SamplerSpace in_space, const VoxelChannel<T>* in_channel)
-    : m_channel(in_channel), m_finder(layoutToSample(in_channel))
+    : m_channel(in_channel), m_finder(layoutToSample(in_channel)), m_fine(m_finder.layout())
 {
     if (in_space == eWorldSpace && m_finder.layout() != nullptr) {
         m_shape = in_channel->voxelShapePtr().get();

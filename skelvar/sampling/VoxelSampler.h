@@ -1,5 +1,6 @@
 #pragma once
 
+#include <skelvar/sampling/FineTiles.h>
 #include <skelvar/sampling/Sampler3D.h>
 #include <skelvar/sampling/SamplerPosition.h>
 #include <skelvar/sampling/TileFinder.h>
@@ -31,26 +32,6 @@ protected:
         int cell[3];
         float fraction[3];
     };
-    /// A cell of a tile, to know it again.
-    struct CellOfTile {
-        int index = -1;
-        int depth = -1;
-        int number = 0;
-
-        explicit CellOfTile() = default;
-        explicit CellOfTile(const Stencil& in_stencil)
-            : index(in_stencil.tile->index()),
-              depth(in_stencil.tile->depth()),
-              number(in_stencil.cell[0] + 8 * in_stencil.cell[1] + 64 * in_stencil.cell[2])
-        {
-        }
-        bool operator==(const CellOfTile&) const = default;
-        bool isOfTile(const Detail::TileNeighbours& in_tile) const
-        {
-            return index == in_tile.index() && depth == in_tile.depth();
-        }
-    };
-
     VoxelSampler(SamplerSpace in_space, const VoxelChannel<T>* in_channel);
 
     /// Goes to the tile at a position of the tree and gives it to the stencil. False outside the
@@ -72,10 +53,26 @@ protected:
     vec3f toTree(const vec3f& in_position) const;
     /// What stands for values outside the tree.
     T outside() const;
+    /// Samples positions of a kind, `Group` of them at a time: their slots and then their values
+    /// are on their way before any of them is waited for. Of the kind are used:
+    /// - `Reading`, what is read for a value, with `take(values)`, `value()` and, if it has
+    ///   any, `gradient()`; `reading()` gives the sampler's own;
+    /// - `kReach`, the values of a stencil on an axis, and `kBefore`, how far its first lies below
+    ///   its cell;
+    /// - `findFine(position, out)`, the `Detail::StencilPlace`;
+    /// - `noteFine(place)`, called for each place that exists, in order;
+    /// - `readAny(position, depth, out)`, which reads tiles of all depths and gives false outside.
+    /// No gradients are stored at null.
+    template <int Group, typename Kind>
+    void sampleGroups(const Kind& in_kind, const vec3f* in_positions, long long in_count,
+                      int in_depth, T* out_values,
+                      typename Sampler3D<T>::Gradient* out_gradients) const;
 
     const VoxelChannel<T>* m_channel;
     const VoxelShape* m_shape = nullptr;  ///< gives the way from the world; null for the tree
     mutable Detail::TileFinder m_finder;
+    mutable Detail::FineTiles m_fine;
+    mutable Detail::StencilPlace m_last{};  ///< whose values the kind's reading holds
 };
 
 #define SKELVAR_EXTERN(T) extern template class VoxelSampler<T>;

@@ -1,6 +1,7 @@
 #include <skelvar/sampling/VoxelSamplerLinear.h>
 
 #include <skelvar/sampling/ContinuousHalo.h>
+#include <skelvar/sampling/SampleGroups.h>
 #include <skelvar/sampling/ValueArithmetic.h>
 #include <skelvar/voxel/VoxelChannel.h>
 #include <skelvar/voxel/VoxelShape.h>
@@ -62,8 +63,7 @@ bool VoxelSamplerLinear<T, HALO>::findStencil(const vec3f& in_position, int in_d
                                               Stencil& out_stencil) const
 {
     assert(this->m_finder.layout() && "a channel without a live shape cannot be sampled");
-    const vec3f p = m_is_uniform_scale ? in_position * m_to_tree(0, 0)
-                                       : orvel::Math::transformPoint(in_position, m_to_tree);
+    const vec3f p = toTree(in_position);
     if (!this->enterTile(p, in_depth, out_stencil)) {
         return false;
     }
@@ -79,6 +79,18 @@ bool VoxelSamplerLinear<T, HALO>::findStencil(const vec3f& in_position, int in_d
 }
 
 template <typename T, int HALO>
+inline void VoxelSamplerLinear<T, HALO>::findFine(const vec3f& in_position,
+                                                  Detail::StencilPlace& out_stencil) const
+{
+    // The haloed form has another first plane where a staggered axis has no low neighbour.
+    const VoxelChannel<T>& channel = *this->m_channel;
+    const int offset = channel.VoxelChannel<T>::offsetType();
+    this->m_fine.find(toTree(in_position), Detail::axisFloats(channel.VoxelChannel<T>::offset()),
+                      Detail::AxisInts{offset & 1, offset >> 1 & 1, offset >> 2 & 1, 0},
+                      Detail::AxisInts{1, 1, 1, 0}, out_stencil);
+}
+
+template <typename T, int HALO>
 int VoxelSamplerLinear<T, HALO>::updateCache(int in_tile_index, int in_depth) const
 {
     if (!m_cache) {
@@ -91,7 +103,46 @@ int VoxelSamplerLinear<T, HALO>::updateCache(int in_tile_index, int in_depth) co
 }
 
 template <typename T, int HALO>
-bool VoxelSamplerLinear<T, HALO>::readAcrossTiles(const Stencil& in_stencil) const
+template <typename Values>
+inline void VoxelSamplerLinear<T, HALO>::Reading::take(const Values& in_values)
+{
+    for (int n = 0; n < 4; ++n) {
+        low[n] = in_values(0, n & 1, n >> 1);
+        high[n] = in_values(1, n & 1, n >> 1);
+    }
+    scale = 1.0f;
+}
+
+template <typename T, int HALO>
+inline T VoxelSamplerLinear<T, HALO>::Reading::value() const
+{
+    T rows[4];
+    for (int n = 0; n < 4; ++n) {
+        rows[n] = Detail::lerp(low[n], high[n], fraction[0]);
+    }
+    return bilinear(rows[0], rows[1], rows[2], rows[3], fraction[1], fraction[2]);
+}
+
+template <typename T, int HALO>
+inline auto VoxelSamplerLinear<T, HALO>::Reading::gradient() const -> Gradient
+{
+    const auto [fx, fy, fz] = fraction;
+    const auto slope = [&](const T& in_00, const T& in_10, const T& in_01, const T& in_11,
+                           float in_f, float in_g) {
+        return Detail::scaled(bilinear(in_00, in_10, in_01, in_11, in_f, in_g), scale);
+    };
+    using Detail::difference;
+    return {slope(difference(high[0], low[0]), difference(high[1], low[1]),
+                  difference(high[2], low[2]), difference(high[3], low[3]), fy, fz),
+            slope(difference(low[1], low[0]), difference(high[1], high[0]),
+                  difference(low[3], low[2]), difference(high[3], high[2]), fx, fz),
+            slope(difference(low[2], low[0]), difference(high[2], high[0]),
+                  difference(low[3], low[1]), difference(high[3], high[1]), fx, fy)};
+}
+
+template <typename T, int HALO>
+bool VoxelSamplerLinear<T, HALO>::readAcrossTiles(const Stencil& in_stencil,
+                                                  Reading& out_reading) const
 {
     constexpr int kPlaceStride[3] = {1, 3, 9};
     constexpr int kMiddle = Detail::tilePlace(0, 0, 0);
@@ -111,99 +162,62 @@ bool VoxelSamplerLinear<T, HALO>::readAcrossTiles(const Stencil& in_stencil) con
     if (!this->m_finder.hasAll(*in_stencil.tile, needed)) {
         return false;
     }
-    const Detail::StencilAcross<T, 2> values(around, this->m_channel->tilePtr(0, around.depth()),
-                                             in_stencil.cell);
-    for (int n = 0; n < 4; ++n) {
-        m_corners.low[n] = values(0, n & 1, n >> 1);
-        m_corners.high[n] = values(1, n & 1, n >> 1);
-    }
+    out_reading.take(Detail::valuesAround<T, 2>(around, in_stencil.cell, 0,
+                                                this->m_channel->tilePtr(0, around.depth())));
     return true;
 }
 
 template <typename T, int HALO>
-const typename VoxelSamplerLinear<T, HALO>::Corners& VoxelSamplerLinear<T, HALO>::readCorners(
-    const Stencil& in_stencil) const
+bool VoxelSamplerLinear<T, HALO>::readAny(const vec3f& in_position, int in_depth,
+                                          Reading& out_reading) const
 {
-    const CellOfTile place(in_stencil);
-    if (place == m_last) {
-        return m_corners;
+    Stencil stencil;
+    if (!findStencil(in_position, in_depth, stencil)) {
+        return false;
     }
-    if (!m_last.isOfTile(*in_stencil.tile) && in_stencil.tile->isNearTheLast()) {
-        Detail::fetchTile(this->m_channel->tile(place.index, place.depth));
+    if (!readAcrossTiles(stencil, out_reading)) {
+        const auto [i, j, k] = stencil.cell;
+        const int slot = updateCache(stencil.tile->index(), stencil.tile->depth());
+        const VoxelTile<T, 1, 5>& haloed = m_cache->entries[slot].second;
+        out_reading.take(
+            [&](int in_i, int in_j, int in_k) { return haloed(i + in_i, j + in_j, k + in_k); });
     }
-    m_last = place;
-    const auto [i, j, k] = in_stencil.cell;
-    // Inside the values are the tile's own; in cell 0 of a staggered axis only if it has a low
-    // neighbour.
-    const int offset = this->m_channel->VoxelChannel<T>::offsetType();
-    const auto is_inside = [offset](int in_cell, int in_axis) {
-        return in_cell >= (offset >> in_axis & 1) && in_cell < kTileWidth - 1;
-    };
-    const T* first = nullptr;
-    int stride_j = 5;
-    int stride_k = 25;
-    if (is_inside(i, 0) && is_inside(j, 1) && is_inside(k, 2)) {
-        first = &this->m_channel->tile(in_stencil.tile->index(), in_stencil.tile->depth())(i, j, k);
-    } else if (readAcrossTiles(in_stencil)) {
-        return m_corners;
-    } else {
-        const int slot = updateCache(in_stencil.tile->index(), in_stencil.tile->depth());
-        first = &m_cache->entries[slot].second(i, j, k);
-        stride_j = 7;
-        stride_k = 49;
-    }
-    for (int n = 0; n < 4; ++n) {
-        const T* const row = first + (n & 1) * stride_j + (n >> 1) * stride_k;
-        m_corners.low[n] = row[0];
-        m_corners.high[n] = row[1];
-    }
-    return m_corners;
-}
-
-template <typename T, int HALO>
-T VoxelSamplerLinear<T, HALO>::Corners::trilinear(const float (&in_fractions)[3]) const
-{
-    T rows[4];
-    for (int n = 0; n < 4; ++n) {
-        rows[n] = Detail::lerp(low[n], high[n], in_fractions[0]);
-    }
-    return bilinear(rows[0], rows[1], rows[2], rows[3], in_fractions[1], in_fractions[2]);
+    std::copy_n(stencil.fraction, 3, out_reading.fraction);
+    out_reading.scale = stencil.scale;
+    return true;
 }
 
 template <typename T, int HALO>
 T VoxelSamplerLinear<T, HALO>::sample(const vec3f& in_position, int in_depth) const
 {
-    Stencil stencil;
-    if (!findStencil(in_position, in_depth, stencil)) {
-        return this->outside();
-    }
-    return readCorners(stencil).trilinear(stencil.fraction);
+    T value;
+    this->template sampleGroups<1>(*this, &in_position, 1, in_depth, &value, nullptr);
+    return value;
 }
 
 template <typename T, int HALO>
 T VoxelSamplerLinear<T, HALO>::sampleGradient(const vec3f& in_position,
                                               Gradient* out_gradient) const
 {
-    Stencil stencil;
-    if (!findStencil(in_position, kMaxTileDepth, stencil)) {
-        *out_gradient = Gradient{};
-        return this->outside();
-    }
-    const Corners& v = readCorners(stencil);
-    const auto [fx, fy, fz] = stencil.fraction;
-    const auto slope = [&](const T& in_00, const T& in_10, const T& in_01, const T& in_11,
-                           float in_f, float in_g) {
-        return Detail::scaled(bilinear(in_00, in_10, in_01, in_11, in_f, in_g), stencil.scale);
-    };
-    using Detail::difference;
-    *out_gradient = {
-        slope(difference(v.high[0], v.low[0]), difference(v.high[1], v.low[1]),
-              difference(v.high[2], v.low[2]), difference(v.high[3], v.low[3]), fy, fz),
-        slope(difference(v.low[1], v.low[0]), difference(v.high[1], v.high[0]),
-              difference(v.low[3], v.low[2]), difference(v.high[3], v.high[2]), fx, fz),
-        slope(difference(v.low[2], v.low[0]), difference(v.high[2], v.high[0]),
-              difference(v.low[3], v.low[1]), difference(v.high[3], v.high[1]), fx, fy)};
-    return v.trilinear(stencil.fraction);
+    T value;
+    this->template sampleGroups<1>(*this, &in_position, 1, kMaxTileDepth, &value, out_gradient);
+    return value;
+}
+
+template <typename T, int HALO>
+void VoxelSamplerLinear<T, HALO>::sample(const vec3f* in_positions, long long in_count,
+                                         T* out_values) const
+{
+    this->template sampleGroups<32>(*this, in_positions, in_count, kMaxTileDepth, out_values,
+                                    nullptr);
+}
+
+template <typename T, int HALO>
+void VoxelSamplerLinear<T, HALO>::sampleGradient(const vec3f* in_positions, long long in_count,
+                                                 T* out_values, Gradient* out_gradients) const
+{
+    this->template sampleGroups<32>(*this, in_positions, in_count, kMaxTileDepth, out_values,
+                                    out_gradients);
 }
 
 #define SKELVAR_INSTANTIATE(T) template class VoxelSamplerLinear<T, 1>;

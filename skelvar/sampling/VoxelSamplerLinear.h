@@ -32,6 +32,9 @@ public:
     /// The value, read from tiles not deeper than `in_depth`.
     T sample(const vec3f& in_position, int in_depth) const;
     T sampleGradient(const vec3f& in_position, Gradient* out_gradient) const override;
+    void sample(const vec3f* in_positions, long long in_count, T* out_values) const override;
+    void sampleGradient(const vec3f* in_positions, long long in_count, T* out_values,
+                        Gradient* out_gradients) const override;
 
     /// Makes the cache hold the haloed form of a tile, under the number of its depth, which is
     /// given back.
@@ -39,26 +42,40 @@ public:
 
 private:
     using Stencil = typename VoxelSampler<T>::Stencil;
-    using CellOfTile = typename VoxelSampler<T>::CellOfTile;
+    friend VoxelSampler<T>;
+    static constexpr int kReach = 2;
+    static constexpr int kBefore = 0;
     struct Cache;
-    /// The eight values of a stencil, of each axis but x the lower first, y fastest.
-    struct Corners {
-        T low[4];   ///< at the lower x
-        T high[4];  ///< at the upper x
+    /// What is read for a value.
+    struct Reading {
+        T low[4];   ///< the values at the lower x, of each other axis the lower first, y fastest
+        T high[4];  ///< those at the upper x
+        float fraction[3];
+        float scale;  ///< cells in a coordinate unit
 
-        T trilinear(const float (&in_fractions)[3]) const;
+        template <typename Values>
+        void take(const Values& in_values);
+        T value() const;
+        Gradient gradient() const;
     };
 
+    vec3f toTree(const vec3f& in_position) const
+    {
+        return m_is_uniform_scale ? in_position * m_to_tree(0, 0)
+                                  : orvel::Math::transformPoint(in_position, m_to_tree);
+    }
     bool findStencil(const vec3f& in_position, int in_depth, Stencil& out_stencil) const override;
-    const Corners& readCorners(const Stencil& in_stencil) const;
-    /// Reads them from the tile and those around it. False if one of those is missing that the
-    /// haloed form of the tile would be copied from.
-    bool readAcrossTiles(const Stencil& in_stencil) const;
+    void findFine(const vec3f& in_position, Detail::StencilPlace& out_stencil) const;
+    void noteFine(const Detail::StencilPlace&) const {}
+    Reading& reading() const { return m_reading; }
+    bool readAny(const vec3f& in_position, int in_depth, Reading& out_reading) const;
+    /// Reads from the tile and those around it. False if one of those is missing that the haloed
+    /// form of the tile would be copied from.
+    bool readAcrossTiles(const Stencil& in_stencil, Reading& out_reading) const;
 
     mat4f m_to_tree;
     bool m_is_uniform_scale = false;
-    mutable CellOfTile m_last{};  ///< whose values stand in `m_corners`
-    mutable Corners m_corners;
+    mutable Reading m_reading;
     mutable std::unique_ptr<Cache> m_cache;  ///< made on first use
 };
 

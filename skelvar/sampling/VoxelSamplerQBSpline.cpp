@@ -1,5 +1,6 @@
 #include <skelvar/sampling/VoxelSamplerQBSpline.h>
 
+#include <skelvar/sampling/SampleGroups.h>
 #include <skelvar/sampling/VoxelSamplerQBSplineHalo.h>
 #include <skelvar/sampling/VoxelSamplerQBSplineTile.h>
 #include <skelvar/voxel/VoxelChannel.h>
@@ -8,6 +9,36 @@
 #include <cassert>
 
 namespace Skelvar {
+
+template <typename T>
+struct VoxelSamplerQBSpline<T>::Reading {
+    Detail::QBSplineBlock<T> block;  ///< the 27 values around the cell
+    float fraction[3];
+
+    void take(const Detail::StencilAcross<T, 3>& in_values)
+    {
+        for (int i = 0; i < 3; ++i) {
+            for (int j = 0; j < 3; ++j) {
+                block.setLine(i, j, in_values(i, j, 0), in_values(i, j, 1), in_values(i, j, 2));
+            }
+        }
+    }
+    T value() const { return block.alongX(weights(0)).alongY(weights(1)).alongZ(weights(2)); }
+    Gradient gradient() const
+    {
+        const auto slopes = [&](int in_axis) {
+            return Detail::qbSplineDerivative(fraction[in_axis]);
+        };
+        const auto rows = block.alongX(weights(0));
+        return {block.alongX(slopes(0)).alongY(weights(1)).alongZ(weights(2)),
+                rows.alongY(slopes(1)).alongZ(weights(2)),
+                rows.alongY(weights(1)).alongZ(slopes(2))};
+    }
+    Detail::QBSplineWeights weights(int in_axis) const
+    {
+        return Detail::qbSplineWeights(fraction[in_axis]);
+    }
+};
 
 /// What the sampler holds: the tile of each depth whose haloed form it reads, -1 for none. `halos`
 /// keeps the values, made as they are needed, of tiles of its own choice.
@@ -21,8 +52,7 @@ struct VoxelSamplerQBSpline<T>::Cache {
 
     Detail::QBSplineHalos<T> halos;
     int held[kNumDepths];
-    typename VoxelSampler<T>::CellOfTile last{};  ///< whose values stand in `block`
-    Detail::QBSplineBlock<T> block;
+    Reading reading;
 };
 
 template <typename T>
@@ -58,11 +88,20 @@ bool VoxelSamplerQBSpline<T>::findStencil(const vec3f& in_position, int in_depth
 }
 
 template <typename T>
+inline void VoxelSamplerQBSpline<T>::hold(const TileIndex& in_tile, int in_parent) const
+{
+    int* const held = m_cache->held + in_tile.second;
+    if (*held != in_tile.first && in_parent >= 0 && held[-1] != in_parent) {
+        updateCache(in_parent, in_tile.second - 1);
+    }
+    *held = in_tile.first;
+}
+
+template <typename T>
 int VoxelSamplerQBSpline<T>::updateCache(int in_tile_index, int in_depth) const
 {
     const VoxelLayout& layout = *this->m_finder.layout();
     int index = in_tile_index;
-    m_cache->last = typename VoxelSampler<T>::CellOfTile{};
     for (int depth = in_depth; depth >= 0 && index >= 0 && m_cache->held[depth] != index; --depth) {
         m_cache->held[depth] = index;
         index = layout.node(index, depth).parent();
@@ -85,94 +124,95 @@ void readBlock(const T* in_at, Detail::QBSplineBlock<T>& out_block)
     }
 }
 
-/// The values around a cell from a tile and those around it.
-template <typename T>
-void readAcross(const Detail::TileNeighbours& in_around, const VoxelTile<T, 0, 5>* in_tiles,
-                const int (&in_cell)[3], Detail::QBSplineBlock<T>& out_block)
-{
-    const Detail::StencilAcross<T, 3> values(in_around, in_tiles,
-                                             {in_cell[0] - 1, in_cell[1] - 1, in_cell[2] - 1});
-    for (int i = 0; i < 3; ++i) {
-        for (int j = 0; j < 3; ++j) {
-            out_block.setLine(i, j, values(i, j, 0), values(i, j, 1), values(i, j, 2));
-        }
-    }
-}
-
 }  // namespace
 
 template <typename T>
-const Detail::QBSplineBlock<T>& VoxelSamplerQBSpline<T>::readBlockOf(
-    const Stencil& in_stencil) const
+inline void VoxelSamplerQBSpline<T>::findFine(const vec3f& in_position,
+                                              Detail::StencilPlace& out_stencil) const
 {
-    Cache& cache = *m_cache;
-    const typename VoxelSampler<T>::CellOfTile place(in_stencil);
-    if (place == cache.last) {
-        return cache.block;
+    const vec3f p = this->m_shape == nullptr ? in_position : this->toTree(in_position);
+    this->m_fine.find(p, Detail::AxisFloats{}, Detail::AxisInts{2, 2, 2, 0},
+                      Detail::AxisInts{2, 2, 2, 0}, out_stencil);
+}
+
+template <typename T>
+inline void VoxelSamplerQBSpline<T>::noteFine(const Detail::StencilPlace& in_place) const
+{
+    const Detail::AxisInts is_inner = (in_place.cell >= 1) & (in_place.cell <= 3);
+    const bool is_interior = (is_inner[0] & is_inner[1] & is_inner[2]) != 0;
+    if (!is_interior) {
+        hold({in_place.tile(), kMaxTileDepth}, in_place.above);
     }
-    Detail::TileNeighbours& around = *in_stencil.tile;
-    const VoxelTile<T, 0, 5>* const tiles = this->m_channel->tilePtr(0, place.depth);
-    const VoxelTile<T, 0, 5>& tile = tiles[place.index];
-    if (!cache.last.isOfTile(around)) {
-        Detail::fetchTile(tile);
+}
+
+template <typename T>
+inline auto VoxelSamplerQBSpline<T>::reading() const -> Reading&
+{
+    return m_cache->reading;
+}
+
+template <typename T>
+bool VoxelSamplerQBSpline<T>::readAny(const vec3f& in_position, int in_depth,
+                                      Reading& out_reading) const
+{
+    Stencil stencil;
+    if (!findStencil(in_position, in_depth, stencil)) {
+        return false;
     }
-    const int(&cell)[3] = in_stencil.cell;
-    const bool is_interior = std::all_of(cell, cell + 3, [](int c) { return c >= 1 && c <= 3; });
-    if (cache.held[place.depth] != place.index) {
+    std::copy_n(stencil.fraction, 3, out_reading.fraction);
+    Detail::TileNeighbours& around = *stencil.tile;
+    const VoxelTile<T, 0, 5>* const tiles = this->m_channel->tilePtr(0, around.depth());
+    const VoxelTile<T, 0, 5>& tile = tiles[around.index()];
+    const auto [i, j, k] = stencil.cell;
+    const bool is_interior =
+        std::all_of(stencil.cell, stencil.cell + 3, [](int c) { return c >= 1 && c <= 3; });
+    if (m_cache->held[around.depth()] != around.index()) {
         if (is_interior) {
-            readBlock<5, 25>(&tile(cell[0], cell[1], cell[2]), cache.block);
-            cache.last = place;
-            return cache.block;
+            readBlock<5, 25>(&tile(i, j, k), out_reading.block);
+            return true;
         }
-        updateCache(place.index, place.depth);
+        hold({around.index(), around.depth()}, around.parentIndex());
     }
-    const Detail::RegionSet touched =
-        Detail::kTilesToward[Detail::regionOfCell(cell[0], cell[1], cell[2])];
+    const Detail::RegionSet touched = Detail::kTilesToward[Detail::regionOfCell(i, j, k)];
     if (!this->m_finder.hasAll(around, touched)) {
-        const VoxelTile<T, 1, 5>& haloed = cache.halos.fill(around, touched);
-        readBlock<7, 49>(&haloed(cell[0], cell[1], cell[2]), cache.block);
-    } else if (is_interior) {
-        readBlock<5, 25>(&tile(cell[0], cell[1], cell[2]), cache.block);
+        const VoxelTile<T, 1, 5>& haloed = m_cache->halos.fill(around, touched);
+        readBlock<7, 49>(&haloed(i, j, k), out_reading.block);
     } else {
-        readAcross(around, tiles, cell, cache.block);
+        out_reading.take(Detail::valuesAround<T, 3>(around, stencil.cell, 1, tiles));
     }
-    cache.last = place;
-    return cache.block;
+    return true;
 }
 
 template <typename T>
 T VoxelSamplerQBSpline<T>::sample(const vec3f& in_position, int in_depth) const
 {
-    Stencil stencil;
-    if (!findStencil(in_position, in_depth, stencil)) {
-        return this->outside();
-    }
-    const Detail::QBSplineBlock<T>& block = readBlockOf(stencil);
-    const auto rows = block.alongX(Detail::qbSplineWeights(stencil.fraction[0]));
-    const auto planes = rows.alongY(Detail::qbSplineWeights(stencil.fraction[1]));
-    return planes.alongZ(Detail::qbSplineWeights(stencil.fraction[2]));
+    T value;
+    this->template sampleGroups<1>(*this, &in_position, 1, in_depth, &value, nullptr);
+    return value;
 }
 
 template <typename T>
 T VoxelSamplerQBSpline<T>::sampleGradient(const vec3f& in_position, Gradient* out_gradient) const
 {
-    Stencil stencil;
-    if (!findStencil(in_position, kMaxTileDepth, stencil)) {
-        *out_gradient = Gradient{};
-        return this->outside();
-    }
-    Detail::QBSplineWeights weights[3];
-    Detail::QBSplineWeights slopes[3];
-    for (int axis = 0; axis < 3; ++axis) {
-        weights[axis] = Detail::qbSplineWeights(stencil.fraction[axis]);
-        slopes[axis] = Detail::qbSplineDerivative(stencil.fraction[axis]);
-    }
-    const Detail::QBSplineBlock<T>& block = readBlockOf(stencil);
-    const auto rows = block.alongX(weights[0]);
-    const auto planes = rows.alongY(weights[1]);
-    *out_gradient = {block.alongX(slopes[0]).alongY(weights[1]).alongZ(weights[2]),
-                     rows.alongY(slopes[1]).alongZ(weights[2]), planes.alongZ(slopes[2])};
-    return planes.alongZ(weights[2]);
+    T value;
+    this->template sampleGroups<1>(*this, &in_position, 1, kMaxTileDepth, &value, out_gradient);
+    return value;
+}
+
+template <typename T>
+void VoxelSamplerQBSpline<T>::sample(const vec3f* in_positions, long long in_count,
+                                     T* out_values) const
+{
+    this->template sampleGroups<32>(*this, in_positions, in_count, kMaxTileDepth, out_values,
+                                    nullptr);
+}
+
+template <typename T>
+void VoxelSamplerQBSpline<T>::sampleGradient(const vec3f* in_positions, long long in_count,
+                                             T* out_values, Gradient* out_gradients) const
+{
+    this->template sampleGroups<32>(*this, in_positions, in_count, kMaxTileDepth, out_values,
+                                    out_gradients);
 }
 
 #define SKELVAR_INSTANTIATE(T) template class VoxelSamplerQBSpline<T>;

@@ -6,11 +6,6 @@
 
 namespace Skelvar {
 
-namespace Detail {
-template <typename T>
-struct QBSplineBlock;
-}
-
 /// Reads a voxel channel by a quadratic B-spline over 27 values: smooth, and not through the values
 /// themselves. As `BaseSampler`. The values count as standing at cell centres, whatever the
 /// channel's offset. The gradient is per cell of the tile that is read. `prepareToSample` gives the
@@ -41,6 +36,9 @@ public:
     /// The value, read from tiles not deeper than `in_depth`.
     T sample(const vec3f& in_position, int in_depth) const;
     T sampleGradient(const vec3f& in_position, Gradient* out_gradient) const override;
+    void sample(const vec3f* in_positions, long long in_count, T* out_values) const override;
+    void sampleGradient(const vec3f* in_positions, long long in_count, T* out_values,
+                        Gradient* out_gradients) const override;
 
     /// Makes the sampler hold a tile, with the ancestors that it does not hold yet; gives the
     /// depth.
@@ -48,10 +46,20 @@ public:
 
 private:
     using Stencil = typename VoxelSampler<T>::Stencil;
+    friend VoxelSampler<T>;
+    static constexpr int kReach = 3;
+    static constexpr int kBefore = 1;
     struct Cache;
+    /// What is read for a value.
+    struct Reading;
+
     bool findStencil(const vec3f& in_position, int in_depth, Stencil& out_stencil) const override;
-    /// The 27 values around a stencil's cell.
-    const Detail::QBSplineBlock<T>& readBlockOf(const Stencil& in_stencil) const;
+    void findFine(const vec3f& in_position, Detail::StencilPlace& out_stencil) const;
+    /// As `updateCache`, without a look at the tile's node, which lies far from all else.
+    void hold(const TileIndex& in_tile, int in_parent) const;
+    void noteFine(const Detail::StencilPlace& in_place) const;
+    Reading& reading() const;
+    bool readAny(const vec3f& in_position, int in_depth, Reading& out_reading) const;
 
     std::unique_ptr<Cache> m_cache;  ///< null without a layout
 };

@@ -1,5 +1,6 @@
 #include <skelvar/sampling/VoxelSamplerQBSplineTile.h>
 
+#include <skelvar/sampling/StencilAcross.h>
 #include <skelvar/sampling/VoxelSamplerQBSplineHalo.h>
 
 #include <bit>
@@ -231,8 +232,8 @@ ParentBlock<T> QBSplineHalos<T>::readAround(TileNeighbours& io_around, const vec
     if (!m_finder->hasAll(io_around, touched)) {
         return parentBlock(fill(io_around, touched), in_cell);
     }
-    const StencilAcross<T, 3> values(io_around, m_channel->tilePtr(0, io_around.depth()),
-                                     {in_cell[0] - 1, in_cell[1] - 1, in_cell[2] - 1});
+    const auto values = valuesAround<T, 3>(io_around, {in_cell[0], in_cell[1], in_cell[2]}, 1,
+                                           m_channel->tilePtr(0, io_around.depth()));
     ParentBlock<T> block;
     for (int n = 0; n < 27; ++n) {
         block[n] = values(n % 3, n / 3 % 3, n / 9);

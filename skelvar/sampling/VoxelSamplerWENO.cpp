@@ -1,5 +1,6 @@
 #include <skelvar/sampling/VoxelSamplerWENO.h>
 
+#include <skelvar/sampling/SampleGroups.h>
 #include <skelvar/sampling/VoxelSamplerWENOHalo.h>
 #include <skelvar/sampling/VoxelSamplerWENOTile.h>
 #include <skelvar/voxel/VoxelChannel.h>
@@ -10,6 +11,21 @@
 namespace Skelvar {
 
 template <typename T>
+struct VoxelSamplerWENO<T>::Reading {
+    Detail::BlockWENO block;
+    float fraction[3];
+
+    void take(const Detail::StencilAcross<T, 4>& in_values)
+    {
+        Detail::readBlockWENO(in_values, block);
+    }
+    T value() const
+    {
+        return Detail::interpolateBlockWENO3(block, fraction[0], fraction[1], fraction[2]);
+    }
+};
+
+template <typename T>
 struct VoxelSamplerWENO<T>::Cache {
     Cache(Detail::TileFinder& io_finder, const VoxelChannel<T>& in_channel)
         : halos(io_finder, in_channel)
@@ -17,8 +33,7 @@ struct VoxelSamplerWENO<T>::Cache {
     }
 
     Detail::HalosWENO<T> halos;
-    typename VoxelSampler<T>::CellOfTile last{};  ///< whose values stand in `block`
-    Detail::BlockWENO block;
+    Reading reading;
 };
 
 template <typename T>
@@ -61,23 +76,50 @@ int VoxelSamplerWENO<T>::updateCache(int in_tile_index, int in_depth) const
 }
 
 template <typename T>
-T VoxelSamplerWENO<T>::sample(const vec3f& in_position, int in_depth) const
+inline void VoxelSamplerWENO<T>::findFine(const vec3f& in_position,
+                                          Detail::StencilPlace& out_stencil) const
+{
+    const vec3f p = this->m_shape == nullptr ? in_position : this->toTree(in_position);
+    const VoxelChannel<T>& channel = *this->m_channel;
+    const int offset = channel.VoxelChannel<T>::offsetType();
+    this->m_fine.find(
+        p, Detail::axisFloats(channel.VoxelChannel<T>::offset()),
+        Detail::AxisInts{1 + (offset & 1), 1 + (offset >> 1 & 1), 1 + (offset >> 2 & 1), 0},
+        Detail::AxisInts{2, 2, 2, 0}, out_stencil);
+}
+
+template <typename T>
+inline auto VoxelSamplerWENO<T>::reading() const -> Reading&
+{
+    return m_cache->reading;
+}
+
+template <typename T>
+bool VoxelSamplerWENO<T>::readAny(const vec3f& in_position, int in_depth,
+                                  Reading& out_reading) const
 {
     Stencil stencil;
     if (!findStencil(in_position, in_depth, stencil)) {
-        return this->outside();
+        return false;
     }
-    Cache& cache = *m_cache;
-    const typename VoxelSampler<T>::CellOfTile place(stencil);
-    if (place != cache.last) {
-        if (!cache.last.isOfTile(*stencil.tile)) {
-            Detail::fetchTile(this->m_channel->tile(place.index, place.depth));
-        }
-        cache.halos.readBlock(*stencil.tile, stencil.cell, cache.block);
-        cache.last = place;
-    }
-    return Detail::interpolateBlockWENO3(cache.block, stencil.fraction[0], stencil.fraction[1],
-                                         stencil.fraction[2]);
+    m_cache->halos.readBlock(*stencil.tile, stencil.cell, out_reading.block);
+    std::copy_n(stencil.fraction, 3, out_reading.fraction);
+    return true;
+}
+
+template <typename T>
+T VoxelSamplerWENO<T>::sample(const vec3f& in_position, int in_depth) const
+{
+    T value;
+    this->template sampleGroups<1>(*this, &in_position, 1, in_depth, &value, nullptr);
+    return value;
+}
+
+template <typename T>
+void VoxelSamplerWENO<T>::sample(const vec3f* in_positions, long long in_count, T* out_values) const
+{
+    this->template sampleGroups<32>(*this, in_positions, in_count, kMaxTileDepth, out_values,
+                                    nullptr);
 }
 
 template class VoxelSamplerWENO<float>;

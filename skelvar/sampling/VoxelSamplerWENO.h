@@ -29,14 +29,25 @@ public:
     T sample(const vec3f& in_position) const override { return sample(in_position, kMaxTileDepth); }
     /// The value, read from tiles not deeper than `in_depth`.
     T sample(const vec3f& in_position, int in_depth) const;
+    void sample(const vec3f* in_positions, long long in_count, T* out_values) const override;
 
     /// Makes the cache hold a tile, under the number of its depth, which is given back.
     int updateCache(int in_tile_index, int in_depth) const;
 
 private:
     using Stencil = typename VoxelSampler<T>::Stencil;
+    friend VoxelSampler<T>;
+    static constexpr int kReach = 4;
+    static constexpr int kBefore = 1;
     struct Cache;
+    /// What is read for a value.
+    struct Reading;
+
     bool findStencil(const vec3f& in_position, int in_depth, Stencil& out_stencil) const override;
+    void findFine(const vec3f& in_position, Detail::StencilPlace& out_stencil) const;
+    void noteFine(const Detail::StencilPlace&) const {}
+    Reading& reading() const;
+    bool readAny(const vec3f& in_position, int in_depth, Reading& out_reading) const;
 
     std::unique_ptr<Cache> m_cache;  ///< null without a layout
 };

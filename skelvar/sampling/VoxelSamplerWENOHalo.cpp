@@ -28,29 +28,10 @@ template <typename T>
 void HalosWENO<T>::readBlock(TileNeighbours& io_around, const int (&in_cell)[3],
                              BlockWENO& out_block)
 {
-    const auto is_inside = [](int in_c) { return in_c == 1 || in_c == 2; };
-    if (!m_finder->hasAll(io_around, tilesOfStencil(in_cell))) {
-        readMixed(io_around, in_cell, out_block);
-    } else if (is_inside(in_cell[0]) && is_inside(in_cell[1]) && is_inside(in_cell[2])) {
-        const VoxelTile<T, 0, 5>& tile = tilesOf(io_around)[io_around.index()];
-        readBlockWENO<5, 25>(&tile(in_cell[0] - 1, in_cell[1] - 1, in_cell[2] - 1), out_block);
+    if (m_finder->hasAll(io_around, tilesOfStencil(in_cell))) {
+        readBlockWENO(valuesAround<T, 4>(io_around, in_cell, 1, tilesOf(io_around)), out_block);
     } else {
-        readAcross(io_around, in_cell, out_block);
-    }
-}
-
-template <typename T>
-void HalosWENO<T>::readAcross(const TileNeighbours& in_around, const int (&in_cell)[3],
-                              BlockWENO& out_block) const
-{
-    const StencilAcross<T, 4> values(in_around, tilesOf(in_around),
-                                     {in_cell[0] - 1, in_cell[1] - 1, in_cell[2] - 1});
-    for (int k = 0; k < 4; ++k) {
-        for (int i = 0; i < 4; ++i) {
-            // Of four, to be written at once.
-            const T row[4] = {values(i, 0, k), values(i, 1, k), values(i, 2, k), values(i, 3, k)};
-            std::copy_n(row, 4, &out_block[i][4 * k]);
-        }
+        readMixed(io_around, in_cell, out_block);
     }
 }
 

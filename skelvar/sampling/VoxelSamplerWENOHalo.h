@@ -1,5 +1,6 @@
 #pragma once
 
+#include <skelvar/sampling/StencilAcross.h>
 #include <skelvar/sampling/TileFinder.h>
 #include <skelvar/sampling/VoxelSamplerWENOTile.h>
 #include <skelvar/voxel/VoxelChannel.h>
@@ -20,6 +21,20 @@ ParentPlaceWENO parentPlaceWENO(bool in_staggered, int in_c, int in_position);
 /// The tiles by which a value is a copy of the field: the one that holds it, and on each staggered
 /// axis on which it lies at position 0 the low neighbour. No others exist for the tile itself.
 TileSet tilesForValueWENO(VoxelOffsetType in_offset, int in_x, int in_y, int in_z);
+
+/// Takes the 64 values of a stencil from its tiles.
+template <typename T>
+inline void readBlockWENO(const StencilAcross<T, 4>& in_values, BlockWENO& out_block)
+{
+    for (int k = 0; k < 4; ++k) {
+        for (int i = 0; i < 4; ++i) {
+            // Of four, to be written at once.
+            const T row[4] = {in_values(i, 0, k), in_values(i, 1, k), in_values(i, 2, k),
+                              in_values(i, 3, k)};
+            std::copy_n(row, 4, &out_block[i][4 * k]);
+        }
+    }
+}
 
 /// The haloed tiles of a WENO sampler, one a depth, each value made when it is asked for: what
 /// `evalWENOHaloedTile` would hold, without its cost. Belongs to one thread.
@@ -53,8 +68,6 @@ private:
     {
         return m_channel->tilePtr(0, in_around.depth());
     }
-    void readAcross(const TileNeighbours& in_around, const int (&in_cell)[3],
-                    BlockWENO& out_block) const;
     /// The same where some of the values are no copies.
     void readMixed(TileNeighbours& io_around, const int (&in_cell)[3], BlockWENO& out_block);
     /// Makes those that do not stand in the entry of the tile's depth yet.

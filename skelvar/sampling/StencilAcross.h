@@ -1,0 +1,119 @@
+#pragma once
+
+#include <skelvar/sampling/FineTiles.h>
+
+namespace Skelvar::Detail {
+
+/// On each axis the parts that a value `in_step` above the place's cell has in the number of its
+/// tile, of the eight, and in that of the cell there.
+[[gnu::always_inline]] inline void tapsOf(const StencilPlace& in_place, int in_step,
+                                          AxisInts& out_tile, AxisInts& out_cell)
+{
+    const AxisInts cell = in_place.cell + in_step;
+    const AxisInts is_below = cell < 0;
+    const AxisInts is_above = cell >= kTileWidth;
+    out_tile = (in_place.reaches_below + is_below - is_above) * AxisInts{1, 2, 4, 0};
+    out_cell = (cell + (is_below & kTileWidth) - (is_above & kTileWidth)) * AxisInts{1, 5, 25, 0};
+}
+
+/// The first value of one of the eight tiles, of any other if that does not exist.
+template <typename T>
+inline const T* firstOf(const StencilPlace& in_place, int in_n, const VoxelTile<T, 0, 5>* in_tiles)
+{
+    const int index = *in_place.slot[in_n];
+    return in_tiles[index & ~(index >> 31)].data();
+}
+
+/// The N^3 values of a stencil, 2 to 4 on each axis, in the tiles of its place. Where a tile does
+/// not exist any other stands in for it. Stale as soon as the tile is left.
+template <typename T, int N>
+class StencilAcross {
+public:
+    /// Takes up the values from `in_before` cells below the place's; `in_tiles` are those of its
+    /// depth.
+    [[gnu::always_inline]] void enter(const StencilPlace& in_place, int in_before,
+                                      const VoxelTile<T, 0, 5>* in_tiles)
+    {
+        for (int n = 0; n < N; ++n) {
+            tapsOf(in_place, n - in_before, m_tile[n], m_cell[n]);
+        }
+        for (int n = 0; n < 8; ++n) {
+            m_tiles[n] = firstOf(in_place, n, in_tiles);
+        }
+    }
+
+    /// Has the values on their way. Inline, or the compiler drops the call as one without effect.
+    [[gnu::always_inline]] void fetch() const
+    {
+        for (int n = 0; n < N * N * N; ++n) {
+            __builtin_prefetch(&(*this)(n % N, n / N % N, n / (N * N)));
+        }
+    }
+
+    const T& operator()(int in_i, int in_j, int in_k) const
+    {
+        return m_tiles[m_tile[in_i][0] + m_tile[in_j][1] + m_tile[in_k][2]]
+                      [m_cell[in_i][0] + m_cell[in_j][1] + m_cell[in_k][2]];
+    }
+
+private:
+    const T* m_tiles[8];  ///< the lower of each axis first; x fastest
+    AxisInts m_tile[N];   ///< of each value and axis, its part of the number of the tile
+    AxisInts m_cell[N];   ///< and of the cell there
+};
+
+/// The same of eight values: all of them by their address.
+template <typename T>
+class StencilAcross<T, 2> {
+public:
+    [[gnu::always_inline]] void enter(const StencilPlace& in_place, int in_before,
+                                      const VoxelTile<T, 0, 5>* in_tiles)
+    {
+        AxisInts tile[2];
+        AxisInts cell[2];
+        for (int n = 0; n < 2; ++n) {
+            tapsOf(in_place, n - in_before, tile[n], cell[n]);
+        }
+        const EightSums tiles(tile[0], tile[1]);
+        const EightSums cells(cell[0], cell[1]);
+        for (int n = 0; n < 8; ++n) {
+            m_values[n] = firstOf(in_place, tiles[n], in_tiles) + cells[n];
+        }
+    }
+    [[gnu::always_inline]] void fetch() const
+    {
+        for (const T* value : m_values) {
+            __builtin_prefetch(value);
+        }
+    }
+    const T& operator()(int in_i, int in_j, int in_k) const
+    {
+        return *m_values[in_i + 2 * in_j + 4 * in_k];
+    }
+
+private:
+    const T* m_values[8];  ///< x fastest
+};
+
+/// The place of a stencil, from `in_before` below its cell to `in_after` above, among tiles that
+/// are known to exist.
+template <typename T, int N>
+inline StencilAcross<T, N> valuesAround(const TileNeighbours& in_around, const int (&in_cell)[3],
+                                        int in_before, const VoxelTile<T, 0, 5>* in_tiles)
+{
+    constexpr AxisInts kStride = {1, 3, 9, 0};
+    StencilPlace place;
+    place.cell = AxisInts{in_cell[0], in_cell[1], in_cell[2], 0};
+    const AxisInts is_below = place.cell < in_before;
+    const AxisInts is_above = place.cell + (N - 1 - in_before) >= kTileWidth;
+    place.reaches_below = -is_below;
+    const EightSums tiles(is_below * kStride, -is_above * kStride);
+    for (int n = 0; n < 8; ++n) {
+        place.slot[n] = &in_around.neighbour(tilePlace(0, 0, 0) + tiles[n]);
+    }
+    StencilAcross<T, N> values;
+    values.enter(place, in_before, in_tiles);
+    return values;
+}
+
+}  // namespace Skelvar::Detail
