@@ -41,6 +41,17 @@ unsigned long long bytesOfValue(const std::string& in_type)
     return components * (is_wide ? 8 : 4);
 }
 
+/// Bytes that a particle takes at least in the serialised form of a channel: positions of the two
+/// upper qualities are stored in one or two bytes an axis.
+unsigned long long leastStoredBytes(const std::string& in_type, unsigned long long in_value_bytes,
+                                    unsigned int in_quality)
+{
+    const bool may_be_positions = in_type.find("vec<3,float>") != std::string::npos;
+    return may_be_positions && in_quality == 3   ? 3
+           : may_be_positions && in_quality == 2 ? 6
+                                                 : in_value_bytes;
+}
+
 /// An exception is a failure like any other, so that what follows a load always runs.
 bool loadCaught(Persistable& io_item, InputStream& io_stream)
 {
@@ -123,7 +134,8 @@ KvfLoader::KvfLoader(KvfReader& io_reader, VoxelState& io_state, const KVFInfo& 
     : m_reader(io_reader),
       m_state(io_state),
       m_info(in_info),
-      m_budget(Deflate::mostInflated(io_reader.file().size()) + kFreeBudget)
+      m_most(Deflate::mostInflated(io_reader.file().size()) + kFreeBudget),
+      m_budget(m_most)
 {
 }
 
@@ -230,14 +242,18 @@ bool KvfLoader::canBack(const KVFInfo::ChannelInfo& in_info, unsigned long long 
     const unsigned long long particles = m_shape->numElements();
     if (isVoxelType(in_info.type)) {
         needed *= kVoxelsOfTile * value;
-    } else if (particles <= m_budget / value) {
-        needed = needed * kParticleTileBytes + particles * value;
     } else {
-        needed = m_budget + 1;
+        // The channel's own counts, which its bytes tell only later, hold for those before it too.
+        m_particle_bytes += value;
+        const unsigned long long most_particles =
+            in_size / leastStoredBytes(in_info.type, value, m_reader.quality());
+        needed = particles <= m_budget / value && most_particles <= m_most / m_particle_bytes
+                     ? needed * kParticleTileBytes + particles * value
+                     : m_budget + 1;
     }
     if ((isVoxelType(in_info.type) && needed > in_size) || needed > m_budget) {
         return fail(in_offset, "the " + std::to_string(in_size) + " bytes of channel \"" +
-                                   in_info.name + "\" cannot hold a tile for each node");
+                                   in_info.name + "\" cannot hold what stands on each node");
     }
     m_budget -= needed;
     return true;

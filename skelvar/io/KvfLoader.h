@@ -47,8 +47,10 @@ private:
     const KVFInfo& m_info;
     std::shared_ptr<TreeLayout3DBase> m_layout;
     std::shared_ptr<TreeShape3DBase> m_shape;
-    std::set<std::string> m_channel_names;  ///< met so far
-    unsigned long long m_budget;            ///< bytes that channels may yet take when they are made
+    std::set<std::string> m_channel_names;    ///< met so far
+    unsigned long long m_most;                ///< bytes that the file can back
+    unsigned long long m_budget;              ///< of these what channels may yet take when made
+    unsigned long long m_particle_bytes = 0;  ///< of one particle in all channels met so far
 };
 
 }  // namespace Skelvar

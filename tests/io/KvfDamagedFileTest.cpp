@@ -305,7 +305,7 @@ TEST(HostileFile, CannotTakeMemoryForChannelsThatItDoesNotHold)
         const auto start = std::chrono::steady_clock::now();
         const auto state = newState();
         EXPECT_FALSE(kvfLoad(*state, folder.file("a.kvf")));
-        EXPECT_NE(std::string::npos, kvfLastError().find("cannot hold a tile for each node"))
+        EXPECT_NE(std::string::npos, kvfLastError().find("cannot hold what stands on each node"))
             << kvfLastError();
         EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
     }
