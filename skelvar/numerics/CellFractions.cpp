@@ -36,10 +36,9 @@ float lineFraction(float in_a, float in_b)
     if (in_a < 0.0f && in_b < 0.0f) {
         return 1.0f;
     }
-    if (in_a < 0.0f) {
-        return std::clamp(in_a / (in_a - in_b), 0.0f, 1.0f);
-    }
-    return in_b < 0.0f ? std::clamp(in_b / (in_b - in_a), 0.0f, 1.0f) : 0.0f;
+    const float negative = std::min(in_a, in_b);
+    const float share = negative / (negative - std::max(in_a, in_b));
+    return negative < 0.0f && share > 0.0f ? std::min(share, 1.0f) : 0.0f;
 }
 
 float faceFraction(float in_a, float in_b, float in_c, float in_d)

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <span>
 #include <tuple>
 #include <vector>
 
@@ -139,9 +140,8 @@ private:
         }
     }
 
-    /// Couplings of the tile's cells with finer ones.
-    void addContacts(const TileIndex& in_tile, DynamicSparseMatrixRow<float>& io_row,
-                     std::array<double, kTileSize>& io_diagonal) const
+    /// The finer faces that touch the tile's cells.
+    std::span<const Contact> contactsOf(const TileIndex& in_tile) const
     {
         const auto of_tile = [](const Contact& in_contact) {
             return std::pair(in_contact.coarse.second, in_contact.coarse.first);
@@ -150,19 +150,44 @@ private:
             return of_tile(in_contact) < in_key;
         };
         const std::pair<int, int> key(in_tile.second, in_tile.first);
-        for (auto contact = std::lower_bound(m_contacts.begin(), m_contacts.end(), key, before);
-             contact != m_contacts.end() && of_tile(*contact) == key; ++contact) {
-            if (!is(ePoissonUnknown, in_tile, contact->cell)) {
+        const auto first = std::lower_bound(m_contacts.begin(), m_contacts.end(), key, before);
+        const auto last = std::find_if(first, m_contacts.end(), [&](const Contact& in_contact) {
+            return of_tile(in_contact) != key;
+        });
+        return {first, last};
+    }
+
+    /// Couplings of the tile's cells with finer ones.
+    void addContacts(const TileIndex& in_tile, DynamicSparseMatrixRow<float>& io_row,
+                     std::array<double, kTileSize>& io_diagonal) const
+    {
+        for (const Contact& contact : contactsOf(in_tile)) {
+            if (!is(ePoissonUnknown, in_tile, contact.cell)) {
                 continue;
             }
             const float weight = poissonWeight(VoxelLayout::cellWidth(in_tile.second),
-                                               VoxelLayout::cellWidth(contact->fine.second));
+                                               VoxelLayout::cellWidth(contact.fine.second));
             for (int cell = 0; cell < kTileSize; ++cell) {
-                if (isAtFace(cell, contact->face)) {
-                    couple(contact->cell, weight, contact->fine, cell, io_row, io_diagonal);
+                if (isAtFace(cell, contact.face)) {
+                    couple(contact.cell, weight, contact.fine, cell, io_row, io_diagonal);
                 }
             }
         }
+    }
+
+    /// What of each cell's face is the domain's side: all but what roots of greater depths cover.
+    std::array<double, kTileSize> freeShares(const TileIndex& in_tile, int in_face) const
+    {
+        std::array<double, kTileSize> shares;
+        shares.fill(1.0);
+        for (const Contact& contact : contactsOf(in_tile)) {
+            if (contact.face == (in_face ^ 1)) {
+                const double ratio = double(VoxelLayout::nodeWidth(contact.fine.second)) /
+                                     VoxelLayout::cellWidth(in_tile.second);
+                shares[contact.cell] -= ratio * ratio;
+            }
+        }
+        return shares;
     }
 
     /// Couplings through the tile's faces.
@@ -175,12 +200,16 @@ private:
             const bool outside = neighbour.tile.first < 0;
             const float weight = poissonWeight(
                 width, outside ? width : VoxelLayout::cellWidth(neighbour.tile.second));
+            const auto free_shares =
+                outside ? freeShares(in_tile, face) : std::array<double, kTileSize>();
             for (int cell = 0; cell < kTileSize; ++cell) {
                 if (!isAtFace(cell, face) || !is(ePoissonUnknown, in_tile, cell)) {
                     continue;
                 }
                 if (outside) {
-                    io_diagonal[cell] += m_domain.sides[face] == ePoissonDirichlet ? weight : 0.0f;
+                    io_diagonal[cell] += m_domain.sides[face] == ePoissonDirichlet
+                                             ? weight * free_shares[cell]
+                                             : 0.0;
                 } else {
                     const int across = cell - (kTileWidth - 1) * stepThrough(face);
                     couple(cell, weight, neighbour.tile,

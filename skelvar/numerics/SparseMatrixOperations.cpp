@@ -124,6 +124,9 @@ void matrixMatrixMultiply(const SparseMatrix<float>& in_A, const SparseMatrix<fl
         Detail::forTiles(in_A.numTiles(depth), [&](int in_tile) {
             DynamicSparseMatrixRow<float> row;
             for (const SparseMatrixTile<float>& a : in_A.blocks(in_tile, depth)) {
+                if (a.tileIndex() >= in_B.numTiles(a.depth())) {
+                    continue;  // an empty matrix may have no tiles
+                }
                 for (const SparseMatrixTile<float>& b : in_B.blocks(a.tileIndex(), a.depth())) {
                     addProducts(a, b, row[{b.tileId(), b.tileIndex(), b.depth()}]);
                 }

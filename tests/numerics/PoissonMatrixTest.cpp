@@ -233,6 +233,19 @@ TEST(PoissonMatrix, IsThatOfTheCellsBoxes)
     }
 }
 
+TEST(PoissonMatrix, CountsAFaceThatABareFinerRootCoversOnce)
+{
+    const auto layout = LayoutBuilder().tile({0, 0, 0}, 6).tile({13, 0, 0}, 7).build();
+    ASSERT_EQ(0, layout->numNodes(5));
+    PoissonDomain domain;
+    domain.min_depth = 6;
+    SparseMatrix<float> A;
+
+    makePoissonMatrix(*layout, domain, &A);
+
+    expectNear(matrixOfBoxes(*layout, domain), toDense(A));
+}
+
 TEST(PoissonMatrix, HasTheKnownStencilAndFewBytes)
 {
     const auto layout = LayoutBuilder().box({0, 0, 0}, {50, 50, 50}).build();

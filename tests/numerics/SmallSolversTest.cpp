@@ -36,7 +36,10 @@ TEST(LineFraction, IsTheNegativeShare)
     EXPECT_EQ(1.0f, lineFraction(-1.0f, -3.0f));
     EXPECT_EQ(0.0f, lineFraction(1.0f, 0.0f));
     EXPECT_EQ(1.0f, lineFraction(-1.0f, 0.0f));
-    EXPECT_EQ(0.0f, lineFraction(std::nanf(""), 1.0f));
+    for (const float other : {1.0f, -1.0f}) {
+        EXPECT_EQ(0.0f, lineFraction(std::nanf(""), other));
+        EXPECT_EQ(0.0f, lineFraction(other, std::nanf("")));
+    }
 }
 
 TEST(FaceFraction, IsTheNegativeShare)
