@@ -39,7 +39,7 @@ public:
 
 private:
     static constexpr TileIndex kUnknown{-3, -1};  ///< not asked for yet
-    static constexpr TileIndex kDeeper{-4, -1};   ///< a tile with others in it
+    static constexpr TileIndex kDeeper{-4, -1};   ///< a place that may have tiles of greater depths
 
     TileIndex findPlace(int in_place)
     {
@@ -52,8 +52,11 @@ private:
         }
         const TileIndex tile =
             m_accessor.nodeIndex<false>(corner[0], corner[1], corner[2], m_depth);
-        return tile.second == m_depth && m_accessor.layout().node(tile).numChildren() > 0 ? kDeeper
-                                                                                          : tile;
+        // Roots of greater depths may lie where no tile does.
+        const bool may_be_deeper =
+            tile.first < 0 ||
+            (tile.second == m_depth && m_accessor.layout().node(tile).numChildren() > 0);
+        return may_be_deeper ? kDeeper : tile;
     }
     TileIndex deepestAt(const vec3f& in_point)
     {

@@ -25,7 +25,11 @@ constexpr int kThreads = 4;
 /// A naive store of particles, a map from id to position, and the library's shape beside it.
 class ParticleModel {
 public:
-    explicit ParticleModel(unsigned int in_seed) : m_random(in_seed) { addTiles(); }
+    /// With an odd seed the tree is of bare roots, as the tiles come.
+    explicit ParticleModel(unsigned int in_seed) : m_random(in_seed), m_has_top(in_seed % 2 == 0)
+    {
+        addTiles();
+    }
 
     void step()
     {
@@ -228,7 +232,9 @@ private:
 
     void addTiles()
     {
-        m_scene.layout->addNode(TileId(0));
+        if (m_has_top) {
+            m_scene.layout->addNode(TileId(0));
+        }
         for (int n = m_random.integer(1, 40); n > 0; --n) {
             const vec3f p = anyPoint();
             m_scene.layout->addNode(static_cast<int>(p[0]), static_cast<int>(p[1]),
@@ -319,6 +325,7 @@ private:
     }
 
     Random m_random;
+    bool m_has_top;  ///< the tile of depth 0, so that all tiles hang together
     ParticleScene m_scene;
     std::map<unsigned long long, vec3f> m_positions;
 };
