@@ -68,6 +68,10 @@ void checkContents(const ShapeFile& in_file)
             complain("channel " + stated.name + " has " + std::to_string(channel->numTiles()) +
                      " tiles, and the header says " + std::to_string(stated.numTiles));
         }
+        if (static_cast<int>(channel->numElements()) != stated.numElements) {
+            complain("channel " + stated.name + " has " + std::to_string(channel->numElements()) +
+                     " elements, and the header says " + std::to_string(stated.numElements));
+        }
         for (int depth = 0; depth <= layout.maxDepth(); ++depth) {
             if (channel->numTiles(depth) != layout.numNodes(depth)) {
                 complain("channel " + stated.name + " has " +

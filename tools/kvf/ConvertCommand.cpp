@@ -28,7 +28,7 @@ FrameResult convert(const FrameTask& in_task, const ConvertArguments& in_argumen
     checkMayWrite(in_task.output, in_arguments.force);
     const ShapeFile file = loadShapeFile(in_task.input);
     const int frame = in_task.frame.value_or(file.info.frame);
-    const int quality = in_arguments.quality.value_or(static_cast<int>(file.info.quality % 4));
+    const int quality = in_arguments.quality.value_or(kvfQuality(file.info.quality));
     const std::string written = saveShapeFile(*file.state, in_task.output, file.shape->name(),
                                               file.channelNames(), frame, quality);
     std::ostringstream text;

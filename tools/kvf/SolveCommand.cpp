@@ -171,7 +171,7 @@ FrameResult solveFile(const FrameTask& in_task, const SolveArguments& in_argumen
     }
     const std::string written =
         saveShapeFile(*file.state, in_task.output, file.shape->name(), file.channelNames(), frame,
-                      static_cast<int>(file.info.quality % 4));
+                      kvfQuality(file.info.quality));
     return {text + written + ": " + result->name() + "\n"};
 }
 
