@@ -75,7 +75,10 @@ public:
     void giveParentsSlots()
     {
         for (long long n = 0; n < m_here.size() && m_depth > 0; ++n) {
-            if (const int parent = parentHere(n); m_here[n] == kNewNode && parent >= 0) {
+            if (m_here[n] != kNewNode) {
+                continue;
+            }
+            if (const int parent = parentHere(n); parent >= 0) {
                 m_layout.node(parent, m_depth - 1).ensureChildSlots();
             }
         }

@@ -33,6 +33,9 @@ void VoxelLayout::moveNode(int in_destination, int in_source, int in_depth)
     moved = std::move(node(in_source, in_depth));
     moved.setIndex(in_destination);
     nodes(in_depth).noteChildSlots(in_destination, in_destination + 1LL);
+    if (!moved.valid()) {
+        return;  // a gap from before, which is not on the list: nothing leads to it or from it
+    }
     if (!moved.isRoot()) {
         node(moved.parent(), in_depth - 1).child(tileDigit(moved.id(), in_depth) - 1) =
             in_destination;

@@ -133,6 +133,7 @@ bool VoxelLayout::settle()
                 ++m_num_nodes;
             } else {
                 node.invalidate();
+                node.setParent(kNoParent);
             }
         }
     }

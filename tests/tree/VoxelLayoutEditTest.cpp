@@ -115,6 +115,24 @@ TEST(VoxelLayout, DeletesManyThenIsEmpty)
     EXPECT_EQ(0, layout->finestRootDepth());
 }
 
+TEST(VoxelLayout, DeletesWhereGapsAreOpenFromBefore)
+{
+    const auto layout =
+        LayoutBuilder().tile({0, 0, 0}, 6).box({-12, -12, -12}, {13, 13, 13}).build();
+    const TileId first = layout->node(0, 7).id();
+    const TileId last = layout->node(124, 7).id();
+    layout->setCompactOnDelete(false);
+    layout->deleteNode(last);
+    layout->setCompactOnDelete(true);
+
+    layout->deleteNode(first);
+
+    EXPECT_EQ(123 + 1, layout->numNodes());
+    EXPECT_EQ(0, checkLayout(*layout).total());
+    EXPECT_LT(layout->nodeIndex<true>(first).first, 0);
+    EXPECT_LT(layout->nodeIndex<true>(last).first, 0);
+}
+
 TEST(VoxelLayout, CollectsNodesByBoxAndBranch)
 {
     const auto layout = LayoutBuilder()
