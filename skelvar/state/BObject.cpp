@@ -1,6 +1,7 @@
 #include <skelvar/state/BObject.h>
 
 #include <skelvar/base/Dictionary.h>
+#include <skelvar/particles/ParticleShape.h>
 #include <skelvar/state/StateServerManager.h>
 #include <skelvar/tree/TreeLayout3DBase.h>
 #include <skelvar/voxel/VoxelShape.h>
@@ -169,6 +170,7 @@ std::shared_ptr<T> BObject::shapePtr(const std::string& in_name) const
 
 template SKELVAR_API std::shared_ptr<TreeShape3DBase> BObject::shapePtr(const std::string&) const;
 template SKELVAR_API std::shared_ptr<VoxelShape> BObject::shapePtr(const std::string&) const;
+template SKELVAR_API std::shared_ptr<ParticleShape> BObject::shapePtr(const std::string&) const;
 
 BObject::ShapeIteratorBase::ShapeIteratorBase(Shapes::const_iterator in_position,
                                               Shapes::const_iterator in_end,

@@ -71,8 +71,9 @@ public:
     /// shape of this object's dictionary. Layouts stay. Without a server nothing happens.
     void deleteAllShapes();
 
-    /// The shape of that name as a `T` (`TreeShape3DBase` or `VoxelShape`); null if only the name
-    /// is here. Throws `std::runtime_error` for an absent name or a shape of another kind.
+    /// The shape of that name as a `T` (`TreeShape3DBase`, `VoxelShape` or `ParticleShape`); null
+    /// if only the name is here. Throws `std::runtime_error` for an absent name or a shape of
+    /// another kind.
     template <typename T>
     SKELVAR_API std::shared_ptr<T> shapePtr(const std::string& in_name) const;
 

@@ -177,8 +177,15 @@ VoxelStateResult VoxelStateSMP::newShapeOn(const std::string& in_name,
     if (object) {
         object->addShape(shape);
     }
-    if (!m_maps->insertShape(shape)) {
-        return kVoxelStateFailed;
+    try {
+        if (!m_maps->insertShape(shape)) {
+            return kVoxelStateFailed;
+        }
+    } catch (...) {  // a name that cannot be compared
+        if (object) {
+            object->removeShape(in_name);
+        }
+        throw;
     }
     out_shape = shape;
     return kVoxelStateOk;
@@ -207,9 +214,14 @@ VoxelStateResult VoxelStateSMP::newChannel(const std::string& in_type_name,
     }
     shape->addUniqueChannel(channel, name);
     channel->setStateServerID(getId());
-    if (!m_maps->insertChannel(channel, key)) {
+    try {
+        if (!m_maps->insertChannel(channel, key)) {
+            shape->removeChannel(name);
+            return kVoxelStateFailed;
+        }
+    } catch (...) {
         shape->removeChannel(name);
-        return kVoxelStateFailed;
+        throw;
     }
     out_channel = channel;
     return kVoxelStateOk;
