@@ -37,6 +37,9 @@ unsigned long long bytesOfValue(const std::string& in_type)
             components = static_cast<unsigned long long>(n);
         }
     }
+    if (in_type.find("bool") != std::string::npos || in_type.find("int8") != std::string::npos) {
+        return components;
+    }
     const bool is_wide = in_type.find("int64") != std::string::npos;
     return components * (is_wide ? 8 : 4);
 }

@@ -70,8 +70,10 @@ bool KvfWriter::initBeside(const std::string& in_path, int in_frame)
     }
     m_nameless = ::open(FileUtils::extractFolderPath(m_target).c_str(),
                         O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666);
-    if (m_nameless < 0 || !openFile(pathOf(m_nameless), "wb")) {
-        closeNameless();  // not every file system can do that
+    // Not every file system can do that, nor is there a /proc everywhere.
+    if (m_nameless < 0 || ::access(pathOf(m_nameless).c_str(), W_OK) != 0 ||
+        !openFile(pathOf(m_nameless), "wb")) {
+        closeNameless();
         const std::string beside = nameBeside(m_target);
         if (!openFile(beside, "wbx")) {
             return false;

@@ -3,6 +3,8 @@
 #include <tests/io/TempFolder.h>
 
 #include <skelvar/io/KvfFormat.h>
+#include <skelvar/state/BObject.h>
+#include <skelvar/voxel/VoxelShape.h>
 
 namespace Skelvar {
 namespace {
@@ -69,6 +71,41 @@ TEST(KvfSaveMessages, SayNothingOfAMissingShape)
     EXPECT_TRUE(folder.names().empty());
     EXPECT_EQ(folder.file("a.0003.kvf"), resolved);
     EXPECT_EQ(resolved + ": there is no shape \"none\" to be saved", kvfLastError());
+}
+
+TEST(KvfLoadMessages, TellOfTypesThatAreSavedAndNotLoaded)
+{
+    const TempFolder folder;
+    Scene scene(40);
+    const auto shape = std::static_pointer_cast<VoxelShape>(scene.shape());
+    shape->addChannel(std::make_shared<VoxelChannel<bool>>("mask", shape, true, eOffsetCentre));
+    ASSERT_TRUE(saveChannels(scene, folder.file("a.kvf"), {"mask"}));
+    const auto state = newState();
+
+    EXPECT_EQ("[KVF error] - Channel creation error [VoxelChannel<bool>] for channel [mask]\n",
+              outputOf([&] { EXPECT_FALSE(kvfLoad(*state, folder.file("a.kvf"))); }));
+}
+
+TEST(KvfLoadMessages, AShapeWhoseNameCannotBeComparedLeavesItsObjectAlone)
+{
+    const TempFolder folder;
+    const auto source = newState();
+    const auto target = newState();
+    std::string object_name = "o";
+    std::shared_ptr<VoxelShape> shape;
+    std::string resolved;
+    source->newObject(object_name);
+    source->newVoxelLayout("tree", 1.0f);
+    ASSERT_EQ(kVoxelStateOk, source->newVoxelShape("o-w1", "tree", &object_name, shape));
+    ASSERT_TRUE(kvfSave(*source, folder.file("a.kvf"), "o-w1", {}, 0, eQualityPlain, resolved));
+    target->newObject(object_name);
+    ASSERT_EQ(kVoxelStateOk, target->newVoxelLayout("o-w99999999999", 1.0f));
+
+    outputOf([&] { EXPECT_FALSE(kvfLoad(*target, folder.file("a.kvf"))); });
+
+    std::shared_ptr<BObject> object;
+    ASSERT_EQ(kVoxelStateOk, target->objectRef("o", object));
+    EXPECT_FALSE(object->hasShape("o-w1"));
 }
 
 TEST(KvfLoadMessages, TellWhatCannotBeOpened)
