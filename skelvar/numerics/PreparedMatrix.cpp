@@ -153,6 +153,7 @@ CellLanes packCells(const SparseMatrixTile<float>* const* in_blocks, int in_coun
 {
     static const std::vector<CellStep> s_steps = stepsInFronts();
     std::vector<RowParities> parities;
+    parities.reserve(static_cast<std::size_t>(in_count));
     for (int lane = 0; lane < in_count; ++lane) {
         parities.emplace_back(*in_blocks[lane]);
     }

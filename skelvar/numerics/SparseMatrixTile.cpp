@@ -3,7 +3,9 @@
 #include <skelvar/numerics/StencilPatterns.h>
 
 #include <algorithm>
-#include <cstring>
+#include <array>
+#include <bit>
+#include <cstddef>
 #include <utility>
 
 namespace Skelvar {
@@ -157,6 +159,7 @@ void SparseMatrixTile<T>::classify()
     const T* const values = std::as_const(*this).values();
     const T* seen[2] = {};
     m_is_uniform = true;
+    using Bits = std::array<std::byte, sizeof(T)>;
     for (int row = 0; row < m_num_rows; ++row) {
         for (unsigned int n = rowStarts()[row]; n < rowStarts()[row + 1]; ++n) {
             const bool is_diagonal = columnIds()[n] == rowIds()[row];
@@ -164,7 +167,8 @@ void SparseMatrixTile<T>::classify()
             const T*& first = seen[is_diagonal];
             first = first == nullptr ? values + n : first;
             // bit for bit: NaN equals itself, and the two zeros differ
-            m_is_uniform = m_is_uniform && std::memcmp(first, values + n, sizeof(T)) == 0;
+            m_is_uniform =
+                m_is_uniform && std::bit_cast<Bits>(*first) == std::bit_cast<Bits>(values[n]);
         }
     }
 }

@@ -100,6 +100,7 @@ std::vector<std::span<const ParticleToFrom>> movesTo(int in_destination,
                                                      const std::vector<MoveLists>& in_moves)
 {
     std::vector<std::span<const ParticleToFrom>> lists;
+    lists.reserve(in_moves.size());
     for (const MoveLists& piece : in_moves) {
         lists.emplace_back(piece[in_destination].begin(), piece[in_destination].end());
     }

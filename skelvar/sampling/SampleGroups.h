@@ -59,7 +59,9 @@ inline void VoxelSampler<T>::sampleGroups(const Kind& in_kind, const vec3f* in_p
                     reading.take(values[n]);
                 }
                 in_kind.noteFine(places[n]);
-                std::copy_n(&places[n].fraction[0], 3, reading.fraction);
+                for (int a = 0; a < 3; ++a) {
+                    reading.fraction[a] = places[n].fraction[a];
+                }
             } else {
                 m_last.slot[0] = nullptr;
                 is_inside = in_kind.readAny(in_positions[begin + n], in_depth, reading);

@@ -176,11 +176,12 @@ bool VoxelSamplerLinear<T, HALO>::readAny(const vec3f& in_position, int in_depth
         return false;
     }
     if (!readAcrossTiles(stencil, out_reading)) {
-        const auto [i, j, k] = stencil.cell;
+        const auto& cell = stencil.cell;
         const int slot = updateCache(stencil.tile->index(), stencil.tile->depth());
         const VoxelTile<T, 1, 5>& haloed = m_cache->entries[slot].second;
-        out_reading.take(
-            [&](int in_i, int in_j, int in_k) { return haloed(i + in_i, j + in_j, k + in_k); });
+        out_reading.take([&](int in_i, int in_j, int in_k) {
+            return haloed(cell[0] + in_i, cell[1] + in_j, cell[2] + in_k);
+        });
     }
     std::copy_n(stencil.fraction, 3, out_reading.fraction);
     out_reading.scale = stencil.scale;
