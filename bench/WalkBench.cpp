@@ -134,6 +134,20 @@ void addWalkJobs()
         Bench::add({"tree.walk.order" + std::to_string(order) + "/skelvar", order <= 2 ? 1 : 2,
                     "Mnodes/s", work, [=] { accept(order); }, prepare});
     }
+    Bench::add({"tree.neighbours/skelvar", 1, "Mnodes/s",
+                [] { return million(band().numNodes(kMaxTileDepth)); },
+                [] {
+                    VoxelLayout::ConstAccessor accessor(band());
+                    std::vector<Skelvar::TileIndex> neighbours;
+                    double count = 0.0;
+                    for (int n = 0; n < band().numNodes(kMaxTileDepth); ++n) {
+                        neighbours.clear();
+                        accessor.nodeNeighbourIndices({n, kMaxTileDepth}, neighbours);
+                        count += static_cast<double>(neighbours.size());
+                    }
+                    Bench::keep(count);
+                },
+                prepare});
     Bench::add({"tree.iterate/skelvar", 1, "Mnodes/s", work,
                 [=] {
                     const VoxelLayout& layout = band();
