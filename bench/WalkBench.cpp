@@ -135,8 +135,8 @@ void addWalkJobs()
                     "Mnodes/s", work, [=] { accept(order); }, prepare});
     }
     Bench::add({"tree.neighbours/skelvar", 1, "Mnodes/s",
-                [] { return million(band().numNodes(kMaxTileDepth)); },
-                [] {
+                [=] { return million(band().numNodes(kMaxTileDepth)); },
+                [=] {
                     VoxelLayout::ConstAccessor accessor(band());
                     std::vector<Skelvar::TileIndex> neighbours;
                     double count = 0.0;

@@ -1,4 +1,5 @@
 #include <skelvar/particles/ParticleShape.h>
+#include <skelvar/particles/ReblockByPosition.h>
 #include <skelvar/state/VoxelState.h>
 
 #include <tools/kvf/ChannelValues.h>
@@ -12,6 +13,7 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
+#include <limits>
 #include <sstream>
 
 namespace Skelvar::Tool::Test {
@@ -143,6 +145,26 @@ TEST_F(KvfParticles, ExportWritesEveryParticleWithAllChannels)
         EXPECT_NE(std::string::npos, line.find(",1," + std::to_string(row) + ",0,0,0"));
     }
     EXPECT_FALSE(std::getline(csv, line));
+}
+
+TEST_F(KvfParticles, ExportLeavesOutThoseWithoutAPlaceAndCountsThem)
+{
+    done("scatter cube.obj cube.kvf --count 300 --voxel-size 0.1");
+    const ShapeFile file = loadShapeFile(folder.path("cube.kvf"));
+    auto& positions = positionChannel(*file.particleShape())->tile(3, kMaxTileDepth);
+    positions[0][1] = std::numeric_limits<float>::quiet_NaN();
+    positions[1][2] = 195313.0f;
+    saveShapeFile(*file.state, folder.path("cube.kvf"), file.shape->name(), file.channelNames(), 1,
+                  0);
+
+    const std::string told = done("export cube.kvf cube.ply");
+
+    EXPECT_EQ(0u, told.find("  2 positions are outside")) << told;
+    EXPECT_NE(std::string::npos, told.find("cube.ply: 298 particles"));
+    EXPECT_NE(std::string::npos, folder.read("cube.ply").find("element vertex 298\n"));
+    done("export cube.kvf cube.csv");
+    const std::string rows = folder.read("cube.csv");
+    EXPECT_EQ(299, std::count(rows.begin(), rows.end(), '\n'));
 }
 
 TEST_F(KvfParticles, DiffMatchesThemByIdWhereverTheyStand)

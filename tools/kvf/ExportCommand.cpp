@@ -143,14 +143,30 @@ Columns makeColumns(const ShapeFile& in_file, const ParticleShape& in_shape)
     return columns;
 }
 
+/// Whether a position is a number and lies in the tree's domain.
+bool isPlace(const vec3f& in_position)
+{
+    constexpr float kBound = static_cast<float>(kTileOrigin);
+    for (int a = 0; a < 3; ++a) {
+        if (!(in_position[a] >= -kBound && in_position[a] < kBound + 1.0f)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// Calls `in_body(tile, index)` for each particle that has a place.
 template <typename Body>
 void forEachParticle(const ParticleShape& in_shape, const Body& in_body)
 {
+    const auto positions = positionChannel(in_shape);
     for (int depth = 0; depth < kNumDepths; ++depth) {
         for (int n = 0; n < in_shape.layout().numNodes(depth); ++n) {
             const TileIndex tile{n, depth};
             for (unsigned long index = 0; index < in_shape.numElements(tile); ++index) {
-                in_body(tile, index);
+                if (isPlace(positions->tile(tile)[index])) {
+                    in_body(tile, index);
+                }
             }
         }
     }
@@ -178,9 +194,16 @@ void writeCsv(const ParticleShape& in_shape, const Columns& in_columns, std::ost
     });
 }
 
+unsigned long long countParticles(const ParticleShape& in_shape)
+{
+    unsigned long long count = 0;
+    forEachParticle(in_shape, [&](const TileIndex&, unsigned long) { ++count; });
+    return count;
+}
+
 void writePly(const ParticleShape& in_shape, const Columns& in_columns, std::ostream& io_file)
 {
-    io_file << "ply\nformat binary_little_endian 1.0\nelement vertex " << in_shape.numParticles()
+    io_file << "ply\nformat binary_little_endian 1.0\nelement vertex " << countParticles(in_shape)
             << "\n";
     for (const auto& column : in_columns) {
         for (const std::string& name : column->names()) {
@@ -213,7 +236,13 @@ FrameResult exportFile(const FrameTask& in_task, bool in_as_ply)
         throw ToolError(eFileUnreadable, in_task.output + " cannot be written");
     }
     output.commit();
-    return {in_task.output + ": " + std::to_string(shape->numParticles()) + " particles\n"};
+    const unsigned long long count = countParticles(*shape);
+    const unsigned long long strays = shape->numParticles() - count;
+    const std::string note =
+        strays == 0 ? ""
+                    : "  " + std::to_string(strays) +
+                          " positions are outside of the tree's domain or no numbers: left out\n";
+    return {note + in_task.output + ": " + std::to_string(count) + " particles\n"};
 }
 
 ExitStatus run(const ExportArguments& in_arguments)
