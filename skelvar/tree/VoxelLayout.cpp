@@ -38,8 +38,11 @@ TileIndex VoxelLayout::nodeIndex(TileId in_id) const
         return kNoTileIndex;
     }
     const TileId id = in_id & ~kTileIdLowBits;
-    const TileIndex root = rootAbove(id);
-    return root.first < 0 ? kNoTileIndex : Detail::descend<exact>(m_node_data->depths, root, id);
+    const TileIndex& trunk = m_trunk.index;
+    const bool is_below_trunk =
+        m_trunk.side > 0 && ancestorTile(id, trunk.second) == node(trunk).id();
+    const TileIndex start = is_below_trunk ? trunk : rootAbove(id);
+    return start.first < 0 ? kNoTileIndex : Detail::descend<exact>(m_node_data->depths, start, id);
 }
 
 template <bool exact>
