@@ -158,6 +158,29 @@ TEST(CopyShape, ChangesNothingOnABadArgument)
     EXPECT_EQ(before, namesOf(scene.server));
 }
 
+TEST(CopyMesh, HasValuesOfItsOwnUnderAFreeName)
+{
+    using Heat = Mesh::Channel<float>;
+    ScopedStateServer server;
+    const auto surface = std::make_shared<Mesh>("surface");
+    surface->addChannelEntry<Heat>("heat", 1)->values().push_back(0.5f);
+    server->updateMesh(surface);
+    server->newObject("taken");
+
+    EXPECT_EQ(kVoxelStateOk, server->copyMesh("surface", "skin"));
+
+    std::shared_ptr<Mesh> skin;
+    server->mesh("skin", skin, VoxelState::eHintDoNotCopy);
+    ASSERT_TRUE(skin);
+    surface->findChannelEntry<Heat>("heat")->values()[0] = 2.0f;
+    EXPECT_EQ("skin", skin->name());
+    EXPECT_EQ(0.5f, skin->findChannelEntry<Heat>("heat")->values()[0]);
+    const Names before = namesOf(server);
+    EXPECT_EQ(kVoxelStateFailed, server->copyMesh("surface", "taken"));
+    EXPECT_EQ(kVoxelStateFailed, server->copyMesh("absent", "new"));
+    EXPECT_EQ(before, namesOf(server));
+}
+
 TEST(CopyChannel, TakesDataOnlyWhereTheyFitTileByTile)
 {
     ScopedStateServer server;
