@@ -1,6 +1,7 @@
 #include <tests/io/Scene.h>
 #include <tests/io/TempFolder.h>
 
+#include <skelvar/io/Kvf.h>
 #include <skelvar/particles/ParticleChannel.h>
 #include <skelvar/particles/ParticleShape.h>
 
@@ -177,6 +178,52 @@ TEST(ParticleFile, CountsThatTheFileCannotBackTakeNoMemory)
     const auto state = newState();
     EXPECT_FALSE(kvfLoad(*state, folder.file("drops.kvf")));
     EXPECT_NE(std::string::npos, kvfLastError().find("cannot hold")) << kvfLastError();
+}
+
+/// The bytes of a file with many small channels and, as the last, one of so many elements.
+std::string fileOfChannels(const std::string& in_path, unsigned long in_elements,
+                           unsigned long long& out_last_body)
+{
+    const auto state = newState();
+    std::string object = "rain";
+    std::shared_ptr<ParticleShape> shape;
+    std::vector<std::string> names;
+    state->newObject(object);
+    state->newVoxelLayout("tree", 1.0f);
+    state->newParticleShape("drops", "tree", &object, shape);
+    shape->layout().addNode(0, 0, 0, 7);
+    for (int n = 0; n < (in_elements > 1 ? 0 : 40); ++n) {
+        names.push_back("drops/c" + std::to_string(n));
+        state->newParticleChannel<vec4f>(names.back(), "drops", {});
+    }
+    names.push_back("drops/last");
+    state->newParticleChannel<float>(names.back(), "drops", 0.0f);
+    const auto last = channelOf<float>(*state, "last");
+    for (unsigned long n = 0; n < in_elements; ++n) {
+        last->tile(0, 7).push_back(0.0f);
+    }
+    last->syncShapeParticleCounts();
+    std::string resolved;
+    std::vector<KvfChannelSize> sizes;
+    EXPECT_TRUE(kvfSave(*state, in_path, "drops", names, 0, eQualityPlain, resolved));
+    EXPECT_TRUE(kvfChannelSizes(in_path, sizes));
+    out_last_body = sizes.back().offset;
+    return readFile(in_path);
+}
+
+TEST(ParticleFile, CountsOfOneChannelTakeNoMemoryForManyOthers)
+{
+    const TempFolder folder;
+    unsigned long long few_at = 0;
+    unsigned long long many_at = 0;
+    const std::string few = fileOfChannels(folder.file("a.kvf"), 1, few_at);
+    const std::string many = fileOfChannels(folder.file("b.kvf"), 4000000, many_at);
+    ASSERT_LT(many.size(), 40000u);
+    writeFile(folder.file("a.kvf"), few.substr(0, few_at) + many.substr(many_at));
+
+    EXPECT_FALSE(kvfLoad(*newState(), folder.file("a.kvf"))) << "2.5 GB";
+    EXPECT_NE(std::string::npos, kvfLastError().find("cannot hold")) << kvfLastError();
+    EXPECT_TRUE(kvfLoad(*newState(), folder.file("b.kvf"))) << kvfLastError();
 }
 
 }  // namespace

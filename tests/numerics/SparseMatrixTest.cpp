@@ -252,10 +252,14 @@ TEST(SparseMatrix, TimesAnEmptyOneHasNoBlocks)
     const SparseMatrix<float> A = randomMatrix(*layout, random);
     SparseMatrix<float> product = A;
 
-    matrixMatrixMultiply(A, SparseMatrix<float>(*layout), &product);
+    for (const bool has_layout : {true, false}) {
+        const SparseMatrix<float> empty =
+            has_layout ? SparseMatrix<float>(*layout) : SparseMatrix<float>();
+        matrixMatrixMultiply(A, empty, &product);
 
-    for (int tile = 0; tile < 2; ++tile) {
-        EXPECT_TRUE(product.blocks(tile, 7).empty());
+        for (int tile = 0; tile < 2; ++tile) {
+            EXPECT_TRUE(product.blocks(tile, 7).empty());
+        }
     }
 }
 
