@@ -1,6 +1,7 @@
 #pragma once
 
 #include <skelvar/particles/NearbyPlaces.h>
+#include <skelvar/tree/PointDomain.h>
 #include <skelvar/tree/VoxelLayoutAccessor.h>
 
 #include <algorithm>
@@ -60,12 +61,11 @@ private:
     }
     TileIndex deepestAt(const vec3f& in_point)
     {
-        constexpr float kBound = static_cast<float>(kTileOrigin);
+        if (!isInCells(in_point)) {
+            return kNoTileIndex;
+        }
         int cell[3];
         for (int a = 0; a < 3; ++a) {
-            if (!(in_point[a] >= -kBound && in_point[a] < kBound + 1.0f)) {
-                return kNoTileIndex;
-            }
             cell[a] = static_cast<int>(std::floor(in_point[a]));
         }
         return m_accessor.nodeIndex<false>(cell[0], cell[1], cell[2], kMaxTileDepth);

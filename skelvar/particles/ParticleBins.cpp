@@ -4,6 +4,7 @@
 #include <skelvar/particles/ParticleShape.h>
 #include <skelvar/particles/TileBuffers.h>
 #include <skelvar/particles/TileSort.h>
+#include <skelvar/tree/PointDomain.h>
 #include <skelvar/tree/VoxelLayoutAccessor.h>
 
 #include <tbb/parallel_reduce.h>
@@ -20,9 +21,8 @@ namespace {
 /// lowest corner of the domain.
 bool findCell(const vec3f& in_point, vec3i& out_cell)
 {
-    constexpr float kBound = static_cast<float>(kTileOrigin);
     for (int a = 0; a < 3; ++a) {
-        if (!(in_point[a] >= -kBound && in_point[a] < kBound + 1.0f)) {
+        if (!isInCells(in_point[a])) {
             return false;
         }
         const int whole = static_cast<int>(in_point[a]);
@@ -57,7 +57,7 @@ struct PointBounds {
     /// Coordinates outside of the domain are left out.
     void add(int in_place, float in_value)
     {
-        const bool is_inside = in_value >= -kBound && in_value < kBound + 1.0f;
+        const bool is_inside = isInCells(in_value);
         extend(in_place, is_inside ? in_value : kBound, is_inside ? in_value : -kBound);
     }
     void add(const PointBounds& in_other, int in_shift)

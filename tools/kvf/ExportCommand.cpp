@@ -1,10 +1,12 @@
 #include <skelvar/particles/ParticleShape.h>
 #include <skelvar/particles/ReblockByPosition.h>
+#include <skelvar/tree/PointDomain.h>
 #include <skelvar/tree/VoxelLayout.h>
 
 #include <tools/kvf/ChannelValues.h>
 #include <tools/kvf/CommandLine.h>
 #include <tools/kvf/Commands.h>
+#include <tools/kvf/Format.h>
 #include <tools/kvf/Frames.h>
 #include <tools/kvf/ShapeFile.h>
 
@@ -143,18 +145,6 @@ Columns makeColumns(const ShapeFile& in_file, const ParticleShape& in_shape)
     return columns;
 }
 
-/// Whether a position is a number and lies in the tree's domain.
-bool isPlace(const vec3f& in_position)
-{
-    constexpr float kBound = static_cast<float>(kTileOrigin);
-    for (int a = 0; a < 3; ++a) {
-        if (!(in_position[a] >= -kBound && in_position[a] < kBound + 1.0f)) {
-            return false;
-        }
-    }
-    return true;
-}
-
 /// Calls `in_body(tile, index)` for each particle that has a place.
 template <typename Body>
 void forEachParticle(const ParticleShape& in_shape, const Body& in_body)
@@ -164,12 +154,19 @@ void forEachParticle(const ParticleShape& in_shape, const Body& in_body)
         for (int n = 0; n < in_shape.layout().numNodes(depth); ++n) {
             const TileIndex tile{n, depth};
             for (unsigned long index = 0; index < in_shape.numElements(tile); ++index) {
-                if (isPlace(positions->tile(tile)[index])) {
+                if (isInCells(positions->tile(tile)[index])) {
                     in_body(tile, index);
                 }
             }
         }
     }
+}
+
+unsigned long long countParticles(const ParticleShape& in_shape)
+{
+    unsigned long long count = 0;
+    forEachParticle(in_shape, [&](const TileIndex&, unsigned long) { ++count; });
+    return count;
 }
 
 void writeCsv(const ParticleShape& in_shape, const Columns& in_columns, std::ostream& io_file)
@@ -194,17 +191,10 @@ void writeCsv(const ParticleShape& in_shape, const Columns& in_columns, std::ost
     });
 }
 
-unsigned long long countParticles(const ParticleShape& in_shape)
+void writePly(const ParticleShape& in_shape, unsigned long long in_count, const Columns& in_columns,
+              std::ostream& io_file)
 {
-    unsigned long long count = 0;
-    forEachParticle(in_shape, [&](const TileIndex&, unsigned long) { ++count; });
-    return count;
-}
-
-void writePly(const ParticleShape& in_shape, const Columns& in_columns, std::ostream& io_file)
-{
-    io_file << "ply\nformat binary_little_endian 1.0\nelement vertex " << countParticles(in_shape)
-            << "\n";
+    io_file << "ply\nformat binary_little_endian 1.0\nelement vertex " << in_count << "\n";
     for (const auto& column : in_columns) {
         for (const std::string& name : column->names()) {
             io_file << "property " << column->plyType() << " " << name << "\n";
@@ -226,22 +216,23 @@ FrameResult exportFile(const FrameTask& in_task, bool in_as_ply)
     const ShapeFile file = loadShapeFile(in_task.input);
     const std::shared_ptr<ParticleShape> shape = file.particleShape();
     const Columns columns = makeColumns(file, *shape);
+    const unsigned long long count = countParticles(*shape);
     OutputFile output(in_task.output);
     std::ofstream stream(output.path(), std::ios::binary);
     if (stream) {
-        (in_as_ply ? writePly : writeCsv)(*shape, columns, stream);
+        if (in_as_ply) {
+            writePly(*shape, count, columns, stream);
+        } else {
+            writeCsv(*shape, columns, stream);
+        }
         stream.close();
     }
     if (!stream) {
         throw ToolError(eFileUnreadable, in_task.output + " cannot be written");
     }
     output.commit();
-    const unsigned long long count = countParticles(*shape);
     const unsigned long long strays = shape->numParticles() - count;
-    const std::string note =
-        strays == 0 ? ""
-                    : "  " + std::to_string(strays) +
-                          " positions are outside of the tree's domain or no numbers: left out\n";
+    const std::string note = strays == 0 ? "" : leftOutNote(strays);
     return {note + in_task.output + ": " + std::to_string(count) + " particles\n"};
 }
 

@@ -38,4 +38,10 @@ std::string padRight(const std::string& in_text, int in_width)
     return gap > 0 ? in_text + std::string(static_cast<std::size_t>(gap), ' ') : in_text;
 }
 
+std::string leftOutNote(unsigned long long in_count)
+{
+    return "  " + std::to_string(in_count) +
+           " positions are outside of the tree's domain or no numbers: left out\n";
+}
+
 }  // namespace Skelvar::Tool

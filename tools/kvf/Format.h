@@ -14,4 +14,7 @@ std::string shortNumber(double in_value, int in_digits = 4);
 std::string padLeft(const std::string& in_text, int in_width);
 std::string padRight(const std::string& in_text, int in_width);
 
+/// The line that tells of particles that have no place in the tree.
+std::string leftOutNote(unsigned long long in_count);
+
 }  // namespace Skelvar::Tool

@@ -115,8 +115,7 @@ FrameResult scatterMesh(const FrameTask& in_task, const std::string& in_name,
                       *in_task.frame, in_arguments.quality);
     std::ostringstream text;
     if (result.strays > 0) {
-        text << "  " << result.strays
-             << " positions are outside of the tree's domain or no numbers: left out\n";
+        text << leftOutNote(result.strays);
     }
     text << path << ": " << result.particles << " particles in " << result.tiles
          << " tiles, voxel size " << shortNumber(double(options.voxel_size)) << ", "
