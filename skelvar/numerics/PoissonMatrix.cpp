@@ -200,16 +200,15 @@ private:
             const bool outside = neighbour.tile.first < 0;
             const float weight = poissonWeight(
                 width, outside ? width : VoxelLayout::cellWidth(neighbour.tile.second));
-            const auto free_shares =
-                outside ? freeShares(in_tile, face) : std::array<double, kTileSize>();
+            const auto free_shares = outside && m_domain.sides[face] == ePoissonDirichlet
+                                         ? freeShares(in_tile, face)
+                                         : std::array<double, kTileSize>();
             for (int cell = 0; cell < kTileSize; ++cell) {
                 if (!isAtFace(cell, face) || !is(ePoissonUnknown, in_tile, cell)) {
                     continue;
                 }
                 if (outside) {
-                    io_diagonal[cell] += m_domain.sides[face] == ePoissonDirichlet
-                                             ? weight * free_shares[cell]
-                                             : 0.0;
+                    io_diagonal[cell] += weight * free_shares[cell];
                 } else {
                     const int across = cell - (kTileWidth - 1) * stepThrough(face);
                     couple(cell, weight, neighbour.tile,
