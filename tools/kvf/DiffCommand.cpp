@@ -188,8 +188,9 @@ bool tellUnpaired(const DiffArguments& in_arguments, std::vector<FrameTask>& io_
         return tellIfAlone(*in_task.frame, in_b, in_arguments.file_a);
     });
     const std::string& frames = in_arguments.frames.frames;
+    const FrameRange range = frames.empty() ? FrameRange() : parseFrameRange(frames);
     for (const int frame : in_b) {
-        if (frames.empty() || parseFrameRange(frames).holds(frame)) {
+        if (frames.empty() || range.holds(frame)) {
             tellIfAlone(frame, in_a, in_arguments.file_b);
         }
     }
