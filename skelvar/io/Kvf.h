@@ -52,8 +52,9 @@ struct KvfChannelSize {
 };
 
 /// The sizes of each channel of a file, in its order, without inflating any (a file of version 1
-/// has to be parsed). False on failure; `out_sizes` then holds the channels before it.
-SKELVAR_API bool kvfChannelSizes(const std::string& in_path,
-                                 std::vector<KvfChannelSize>& out_sizes);
+/// has to be parsed). False on failure; `out_sizes` then holds the channels before it. `out_end`,
+/// if it is not null, is how many bytes of the file all that it holds takes, from its start.
+SKELVAR_API bool kvfChannelSizes(const std::string& in_path, std::vector<KvfChannelSize>& out_sizes,
+                                 unsigned long long* out_end = nullptr);
 
 }  // namespace Skelvar

@@ -33,7 +33,8 @@ bool measure(KvfReader& io_reader, KvfLoader& io_loader, const KVFInfo::ChannelI
 
 }  // namespace
 
-bool kvfChannelSizes(const std::string& in_path, std::vector<KvfChannelSize>& out_sizes)
+bool kvfChannelSizes(const std::string& in_path, std::vector<KvfChannelSize>& out_sizes,
+                     unsigned long long* out_end)
 {
     KvfError::clear();
     out_sizes.clear();
@@ -63,6 +64,9 @@ bool kvfChannelSizes(const std::string& in_path, std::vector<KvfChannelSize>& ou
                 return false;
             }
             out_sizes.push_back(size);
+        }
+        if (out_end != nullptr) {
+            *out_end = reader.position();
         }
         return true;
     } catch (const std::exception& error) {

@@ -1,3 +1,8 @@
+#include <skelvar/state/VoxelState.h>
+#include <skelvar/voxel/TreeShape3DBase.h>
+
+#include <tools/kvf/ShapeFile.h>
+
 #include <tests/tools/KvfFolder.h>
 #include <tests/tools/TestMeshes.h>
 
@@ -132,6 +137,24 @@ TEST_F(KvfProgram, CheckNamesTheDamagedFilesAndThePlace)
     expectFailures({
         {3, "stats bad.kvf", "bad.kvf"},
     });
+}
+
+TEST_F(KvfProgram, CheckSeesWhatIsBehindAFileWithoutChannels)
+{
+    {
+        const ShapeFile file = loadShapeFile(folder.path("cube.kvf"));
+        saveShapeFile(*file.state, folder.path("bare.kvf"), file.shape->name(), {}, 0, 0);
+    }
+    const std::string bare = folder.read("bare.kvf");
+    folder.write("long.kvf", bare + "x");
+
+    EXPECT_EQ("bare.kvf: ok\n", done("check bare.kvf"));
+    const Outcome outcome = kvf("check long.kvf");
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_EQ("long.kvf: damaged: at byte " + std::to_string(bare.size()) +
+                  ": all that the file holds ends here, and it has " +
+                  std::to_string(bare.size() + 1) + " bytes\n",
+              outcome.output);
 }
 
 TEST_F(KvfProgram, ConvertKeepsEveryValueAndOverwritesOnlyWhenTold)

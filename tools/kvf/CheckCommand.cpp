@@ -82,15 +82,15 @@ void checkContents(const ShapeFile& in_file)
         }
     }
     std::vector<KvfChannelSize> sizes;
+    unsigned long long end = 0;
     const QuietOutput quiet;
-    if (!kvfChannelSizes(in_file.path, sizes)) {
+    if (!kvfChannelSizes(in_file.path, sizes, &end)) {
         complain(kvfLastError());
     }
     const unsigned long long length = std::filesystem::file_size(in_file.path);
-    if (!sizes.empty() && sizes.back().offset + sizes.back().diskBytes != length) {
-        complain("at byte " + std::to_string(sizes.back().offset + sizes.back().diskBytes) +
-                 ": the last channel ends here, and the file has " + std::to_string(length) +
-                 " bytes");
+    if (end != length) {
+        complain("at byte " + std::to_string(end) + ": all that the file holds ends here, and it " +
+                 "has " + std::to_string(length) + " bytes");
     }
 }
 
