@@ -101,6 +101,20 @@ TEST_F(SamplingCommands, SampleReadsPointsFromLinesAndFiles)
         EXPECT_NEAR(0.9 + 0.05 * n, line[std::size_t(n)][0], 1e-6);
         EXPECT_NEAR(-0.1 + 0.05 * n, line[std::size_t(n)][3], 1e-5);
     }
+    // Many points are shared out among threads, and stay what they are alone.
+    for (const std::string kind : {"linear", "weno"}) {
+        const std::string many =
+            "distance --line 0.9,0.4,0.3,1.1,0,1.2 --count 9000 --kind " + kind;
+        const auto rows = sample(many);
+        ASSERT_EQ(9000u, rows.size());
+        for (const std::size_t n : {4095u, 4096u, 8999u}) {
+            std::ostringstream alone;
+            alone.precision(9);
+            alone << "distance --kind " << kind << " --at " << rows[n][0] << ',' << rows[n][1]
+                  << ',' << rows[n][2];
+            EXPECT_EQ(rows[n], sample(alone.str())[0]) << n;
+        }
+    }
     folder.write("points.csv", "x,y,z\n# a remark\n1.05, 0, 0\n\n -1.05,0,0,extra\r\n");
     const auto rows = sample("distance --points points.csv");
     ASSERT_EQ(2u, rows.size());

@@ -1,5 +1,6 @@
-#include <skelvar/voxel/TreeChannel3DBase.h>
+#include <skelvar/sampling/Sampler3D.h>
 #include <skelvar/voxel/TreeShape3DBase.h>
+#include <skelvar/voxel/VoxelChannel.h>
 
 #include <tools/kvf/ChannelValues.h>
 #include <tools/kvf/CommandLine.h>
@@ -9,6 +10,9 @@
 #include <tools/kvf/SamplerKind.h>
 #include <tools/kvf/ShapeFile.h>
 
+#include <tbb/parallel_for.h>
+
+#include <algorithm>
 #include <charconv>
 #include <memory>
 #include <optional>
@@ -81,6 +85,106 @@ private:
     std::string m_text;
 };
 
+constexpr std::size_t kPointsOfBlock = 4096;    ///< sampled and written by one thread
+constexpr std::size_t kPointsOfBatch = 262144;  ///< whose values are held at a time
+
+/// Calls `in_body(begin, end)` for blocks of [0, in_count), side by side if that is allowed, else
+/// in order.
+template <typename Body>
+void forBlocks(std::size_t in_count, bool in_parallel, const Body& in_body)
+{
+    const std::size_t blocks = (in_count + kPointsOfBlock - 1) / kPointsOfBlock;
+    const auto block = [&](std::size_t in_block) {
+        in_body(in_block * kPointsOfBlock, std::min(in_count, (in_block + 1) * kPointsOfBlock));
+    };
+    if (in_parallel) {
+        tbb::parallel_for(std::size_t(0), blocks, block);
+    } else {
+        for (std::size_t n = 0; n < blocks; ++n) {
+            block(n);
+        }
+    }
+}
+
+/// Samples a channel at points and writes their rows, a batch after the other.
+template <typename T>
+class RowSampler {
+public:
+    RowSampler(const VoxelChannel<T>& in_channel, const std::optional<int>& in_frame,
+               const SampleArguments& in_arguments)
+        : m_channel(in_channel), m_frame(in_frame), m_arguments(in_arguments), m_series(sampler())
+    {
+    }
+
+    std::string rowsOf(const std::vector<vec3f>& in_points)
+    {
+        const std::size_t most = std::min(in_points.size(), kPointsOfBatch);
+        m_values = std::make_unique<T[]>(most);
+        m_gradients = std::make_unique<Gradient[]>(m_arguments.gradient ? most : 0);
+        std::string text;
+        for (std::size_t begin = 0; begin < in_points.size(); begin += kPointsOfBatch) {
+            const std::size_t count = std::min(in_points.size() - begin, kPointsOfBatch);
+            samplePoints(&in_points[begin], count);
+            writeRows(&in_points[begin], count, text);
+        }
+        return text;
+    }
+
+private:
+    using Gradient = orvel::Math::vec<3, T>;
+
+    std::shared_ptr<Sampler3D<T>> sampler() const
+    {
+        return std::static_pointer_cast<Sampler3D<T>>(makeSampler(
+            m_channel, m_arguments.kind, m_arguments.space == "world" ? eWorldSpace : eTreeSpace));
+    }
+
+    void samplePoints(const vec3f* in_points, std::size_t in_count)
+    {
+        // What qbspline gives may depend on what it gave before: it has one series of points.
+        const bool in_parallel = m_arguments.kind != "qbspline";
+        forBlocks(in_count, in_parallel, [&](std::size_t in_begin, std::size_t in_end) {
+            const auto reader = in_parallel ? sampler() : m_series;
+            const long long count = static_cast<long long>(in_end - in_begin);
+            if (m_arguments.gradient) {
+                reader->sampleGradient(in_points + in_begin, count, &m_values[in_begin],
+                                       &m_gradients[in_begin]);
+            } else {
+                reader->sample(in_points + in_begin, count, &m_values[in_begin]);
+            }
+        });
+    }
+
+    void writeRows(const vec3f* in_points, std::size_t in_count, std::string& io_text) const
+    {
+        std::vector<Rows> blocks((in_count + kPointsOfBlock - 1) / kPointsOfBlock);
+        forBlocks(in_count, true, [&](std::size_t in_begin, std::size_t in_end) {
+            Rows& rows = blocks[in_begin / kPointsOfBlock];
+            for (std::size_t n = in_begin; n < in_end; ++n) {
+                if (m_frame) {
+                    rows.add(*m_frame);
+                }
+                rows.add(in_points[n]);
+                rows.add(m_values[n]);
+                for (int axis = 0; m_arguments.gradient && axis < 3; ++axis) {
+                    rows.add(m_gradients[n][axis]);
+                }
+                rows.endRow();
+            }
+        });
+        for (const Rows& rows : blocks) {
+            io_text += rows.text();
+        }
+    }
+
+    const VoxelChannel<T>& m_channel;
+    const std::optional<int>& m_frame;
+    const SampleArguments& m_arguments;
+    std::shared_ptr<Sampler3D<T>> m_series;  ///< for points in order
+    std::unique_ptr<T[]> m_values;           ///< of a batch, as is the next
+    std::unique_ptr<Gradient[]> m_gradients;
+};
+
 /// The rows of one file, each headed by the frame if there is one.
 std::string sampleFile(const std::string& in_path, const std::optional<int>& in_frame,
                        const std::vector<vec3f>& in_points, const SampleArguments& in_arguments)
@@ -88,31 +192,11 @@ std::string sampleFile(const std::string& in_path, const std::optional<int>& in_
     const ShapeFile file = loadShapeFile(in_path);
     file.voxelShape();
     const auto channel = file.channel(in_arguments.channel);
-    const auto sampler = makeSampler(*channel, in_arguments.kind,
-                                     in_arguments.space == "world" ? eWorldSpace : eTreeSpace);
-    Rows rows;
-    visitVoxelChannel(*channel, [&]<typename T>(const VoxelChannel<T>&) {
-        for (const vec3f& point : in_points) {
-            if (in_frame) {
-                rows.add(*in_frame);
-            }
-            rows.add(point);
-            T value;
-            if (in_arguments.gradient) {
-                orvel::Math::vec<3, T> gradient;
-                sampler->sampleGradient(point, &value, &gradient);
-                rows.add(value);
-                for (int axis = 0; axis < 3; ++axis) {
-                    rows.add(gradient[axis]);
-                }
-            } else {
-                sampler->sample(point, &value);
-                rows.add(value);
-            }
-            rows.endRow();
-        }
+    std::string rows;
+    visitVoxelChannel(*channel, [&]<typename T>(const VoxelChannel<T>& in_channel) {
+        rows = RowSampler<T>(in_channel, in_frame, in_arguments).rowsOf(in_points);
     });
-    return rows.text();
+    return rows;
 }
 
 ExitStatus run(const SampleArguments& in_arguments)
