@@ -53,7 +53,8 @@ configure() {
     }
 }
 
-# Each file of the library, the tools and the examples, read by clang alone; warnings are errors.
+# Each file of the library, the tools, the examples, the benchmarks (with the peers that are
+# installed) and the fuzz targets, read by clang alone; warnings are errors.
 files_alone() {
     local log=build/lint-files.log
     configure || return 1
@@ -77,11 +78,12 @@ headers() {
     }
 }
 
-# The library, the tools and the examples; tests and benchmarks are left to the compilers. Files are
-# read a few at a time, which takes a quarter of the time.
+# The library, the tools and the examples; the rest is left to the compilers. Files are read a few
+# at a time, which takes a quarter of the time.
 patterns() {
     local log=build/clang-tidy.log
-    configure -B build/tidy -DCMAKE_UNITY_BUILD=ON || return 1
+    configure -B build/tidy -DCMAKE_UNITY_BUILD=ON -DSKELVAR_BUILD_BENCH=OFF \
+        -DSKELVAR_BUILD_FUZZ=OFF || return 1
     run-clang-tidy-14 -quiet -p build/tidy -j "$jobs" > "$log" 2>&1 || {
         sed 's/\x1b\[[0-9;]*m//g' "$log" | grep -E '(error|warning):' -A 3 | head -n 200
         echo "   the whole log: $log"
