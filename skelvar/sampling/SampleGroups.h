@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <cstring>
 
 namespace Skelvar {
 
@@ -59,9 +60,7 @@ inline void VoxelSampler<T>::sampleGroups(const Kind& in_kind, const vec3f* in_p
                     reading.take(values[n]);
                 }
                 in_kind.noteFine(places[n]);
-                for (int a = 0; a < 3; ++a) {
-                    reading.fraction[a] = places[n].fraction[a];
-                }
+                std::memcpy(&reading.fraction, &places[n].fraction, sizeof(reading.fraction));
             } else {
                 m_last.slot[0] = nullptr;
                 is_inside = in_kind.readAny(in_positions[begin + n], in_depth, reading);

@@ -1,8 +1,8 @@
 #include <skelvar/sampling/VoxelSamplerQBSpline.h>
 
+#include <skelvar/sampling/QBSplineBlock.h>
 #include <skelvar/sampling/SampleGroups.h>
 #include <skelvar/sampling/VoxelSamplerQBSplineHalo.h>
-#include <skelvar/sampling/VoxelSamplerQBSplineTile.h>
 #include <skelvar/voxel/VoxelChannel.h>
 
 #include <algorithm>
@@ -13,30 +13,33 @@ namespace Skelvar {
 template <typename T>
 struct VoxelSamplerQBSpline<T>::Reading {
     Detail::QBSplineBlock<T> block;  ///< the 27 values around the cell
-    float fraction[3];
+    Detail::AxisFloats fraction;
 
     void take(const Detail::StencilAcross<T, 3>& in_values)
     {
-        for (int i = 0; i < 3; ++i) {
-            for (int j = 0; j < 3; ++j) {
+        for (int j = 0; j < 3; ++j) {
+            for (int i = 0; i < 3; ++i) {
                 block.setLine(i, j, in_values(i, j, 0), in_values(i, j, 1), in_values(i, j, 2));
             }
         }
     }
-    T value() const { return block.alongX(weights(0)).alongY(weights(1)).alongZ(weights(2)); }
+    T value() const
+    {
+        const auto weights = Detail::qbSplineWeights(fraction);
+        return block.alongX(weightsOf(weights, 0))
+            .alongY(weightsOf(weights, 1))
+            .alongZ(weightsOf(weights, 2));
+    }
     Gradient gradient() const
     {
-        const auto slopes = [&](int in_axis) {
-            return Detail::qbSplineDerivative(fraction[in_axis]);
-        };
-        const auto rows = block.alongX(weights(0));
-        return {block.alongX(slopes(0)).alongY(weights(1)).alongZ(weights(2)),
-                rows.alongY(slopes(1)).alongZ(weights(2)),
-                rows.alongY(weights(1)).alongZ(slopes(2))};
-    }
-    Detail::QBSplineWeights weights(int in_axis) const
-    {
-        return Detail::qbSplineWeights(fraction[in_axis]);
+        const auto weights = Detail::qbSplineWeights(fraction);
+        const auto slopes = Detail::qbSplineDerivative(fraction);
+        const auto plane = block.alongX(weightsOf(weights, 0));
+        return {block.alongX(weightsOf(slopes, 0))
+                    .alongY(weightsOf(weights, 1))
+                    .alongZ(weightsOf(weights, 2)),
+                plane.alongY(weightsOf(slopes, 1)).alongZ(weightsOf(weights, 2)),
+                plane.alongY(weightsOf(weights, 1)).alongZ(weightsOf(slopes, 2))};
     }
 };
 
@@ -159,7 +162,9 @@ bool VoxelSamplerQBSpline<T>::readAny(const vec3f& in_position, int in_depth,
     if (!findStencil(in_position, in_depth, stencil)) {
         return false;
     }
-    std::copy_n(stencil.fraction, 3, out_reading.fraction);
+    for (int a = 0; a < 3; ++a) {
+        out_reading.fraction[a] = stencil.fraction[a];
+    }
     Detail::TileNeighbours& around = *stencil.tile;
     const VoxelTile<T, 0, 5>* const tiles = this->m_channel->tilePtr(0, around.depth());
     const VoxelTile<T, 0, 5>& tile = tiles[around.index()];

@@ -6,7 +6,6 @@
 #include <skelvar/sampling/ValueArithmetic.h>
 #include <skelvar/voxel/VoxelTile.h>
 
-#include <algorithm>
 #include <type_traits>
 
 namespace Skelvar {
@@ -43,76 +42,37 @@ SKELVAR_FOR_VOXEL_TYPES(SKELVAR_EXTERN)
 
 namespace Detail {
 
-/// Weights of the spline on the values before, at and after a cell, or of its derivative.
+/// Weights of the spline on the values before, at and after a cell, or of its derivative: of one
+/// axis, or of all.
+template <typename F>
 struct QBSplineWeights {
-    float before;
-    float at;
-    float after;
+    F before;
+    F at;
+    F after;
 };
 
 /// At a fraction 0 to 1 from the cell's low side.
-constexpr QBSplineWeights qbSplineWeights(float in_f)
+template <typename F>
+constexpr QBSplineWeights<F> qbSplineWeights(F in_f)
 {
     return {(in_f - 1.0f) * (in_f - 1.0f) * 0.5f, 0.75f - (in_f - 0.5f) * (in_f - 0.5f),
             in_f * in_f * 0.5f};
 }
 
 /// Of the derivative, per cell.
-constexpr QBSplineWeights qbSplineDerivative(float in_f)
+template <typename F>
+constexpr QBSplineWeights<F> qbSplineDerivative(F in_f)
 {
     return {in_f - 1.0f, 1.0f - 2.0f * in_f, in_f};
 }
 
 /// One stage of the spline: three values along an axis, `in_stride` apart.
 template <typename T>
-inline T weighAlong(const QBSplineWeights& in_weights, const T* in_values, int in_stride)
+inline T weighAlong(const QBSplineWeights<float>& in_weights, const T* in_values, int in_stride)
 {
     return weighted(in_weights.before, in_values[0], in_weights.at, in_values[in_stride],
                     in_weights.after, in_values[2 * in_stride]);
 }
-
-/// The values of a stencil, laid out for one pass over an axis at a time: by y, four places each of
-/// which the fourth counts for nothing, then by z.
-template <typename T>
-struct QBSplinePlanes {
-    T values[4];
-
-    T alongZ(const QBSplineWeights& in_weights) const { return weighAlong(in_weights, values, 1); }
-};
-
-template <typename T>
-struct QBSplineRows {
-    T values[12];
-
-    QBSplinePlanes<T> alongY(const QBSplineWeights& in_weights) const
-    {
-        QBSplinePlanes<T> planes;
-        for (int k = 0; k < 4; ++k) {
-            planes.values[k] = weighAlong(in_weights, values + k, 4);
-        }
-        return planes;
-    }
-};
-
-template <typename T>
-struct QBSplineBlock {
-    T values[36];  ///< by x, then as in the rows
-
-    /// The three values along z at a place of x and y.
-    void setLine(int in_i, int in_j, const T& in_0, const T& in_1, const T& in_2)
-    {
-        const T line[4] = {in_0, in_1, in_2, T{}};  // of four, to be written at once
-        std::copy_n(line, 4, values + 12 * in_i + 4 * in_j);
-    }
-    QBSplineRows<T> alongX(const QBSplineWeights& in_weights) const
-    {
-        QBSplineRows<T> rows;
-        for (int n = 0; n < 12; ++n) {
-            rows.values[n] = weighAlong(in_weights, values + n, 12);
-        }
-        return rows;
-    }
-};
 
 /// What members are averaged in: integers as C++ adds them, with wrapping instead of overflow.
 template <typename M>
