@@ -37,6 +37,7 @@ bool FineTiles::enter(const vec3f& in_position)
 
 void FineTiles::findNothing(StencilPlace& out_place)
 {
+    forget();
     out_place = StencilPlace{};
     out_place.reaches_below = AxisInts{1, 1, 1, 0};  // a stencil about cell 0 does, of any kind
     std::fill_n(out_place.slot, 8, kNoSlots.data());

@@ -16,7 +16,6 @@ inline void VoxelSampler<T>::sampleGroups(const Kind& in_kind, const vec3f* in_p
                                           long long in_count, int in_depth, T* out_values,
                                           typename Sampler3D<T>::Gradient* out_gradients) const
 {
-    using Values = Detail::StencilAcross<T, Kind::kReach>;
     using Gradient = typename Sampler3D<T>::Gradient;
     assert(m_finder.layout() && "a channel without a live shape cannot be sampled");
     if (m_finder.layout() == nullptr) {
@@ -29,41 +28,59 @@ inline void VoxelSampler<T>::sampleGroups(const Kind& in_kind, const vec3f* in_p
     const auto& fine_tiles = m_channel->tiles(kMaxTileDepth);
     const bool is_fine = in_depth >= kMaxTileDepth && fine_tiles.size() > 0;
     const VoxelTile<T, 0, 5>* const tiles = is_fine ? &fine_tiles[0] : nullptr;
+    if (!is_fine) {
+        m_fine.forget();
+        m_holds_last = false;
+    }
+    const Detail::StencilReach reach = in_kind.reach();
     typename Kind::Reading& reading = in_kind.reading();
     Detail::StencilPlace places[Group];
-    Values values[Group];
+    Detail::StencilAcross<T, Kind::kReach> values[Group];
+    Detail::AxisFloats fractions[Group] = {};
+    int num_found[Group];  // of each position, the places up to its own
     for (long long begin = 0; begin < in_count; begin += Group) {
         const int count = static_cast<int>(std::min<long long>(Group, in_count - begin));
-        for (int n = 0; is_fine && n < count; ++n) {
-            in_kind.findFine(in_positions[begin + n], places[n]);
-            if (Group > 1) {
-                places[n].fetch();
-            }
-        }
-        for (int n = 0; Group > 1 && is_fine && n < count; ++n) {
-            if (n == 0 || !places[n].readsAs(places[n - 1])) {
-                values[n].enter(places[n], Kind::kBefore, tiles);
-                values[n].fetch();
-                if (!places[n].exists()) {
-                    Detail::fetchTile(tiles[std::max(places[n].tile(), 0)]);
-                }
-            }
-        }
+        const vec3f* const positions = in_positions + begin;
+        int num_places = 0;
         for (int n = 0; n < count; ++n) {
-            bool is_inside = true;
-            if (is_fine && places[n].exists()) {
-                if (!places[n].readsAs(m_last)) {
-                    m_last = places[n];
-                    if (Group == 1) {
-                        values[n].enter(places[n], Kind::kBefore, tiles);
+            if (is_fine) {
+                const vec3f p = in_kind.toTree(positions[n]);
+                if (!m_fine.stays(p, reach, fractions[n])) {
+                    m_fine.find(p, reach, places[num_places], fractions[n]);
+                    if (Group > 1) {
+                        places[num_places].fetch();
                     }
-                    reading.take(values[n]);
+                    ++num_places;
                 }
-                in_kind.noteFine(places[n]);
-                std::memcpy(&reading.fraction, &places[n].fraction, sizeof(reading.fraction));
+            }
+            num_found[n] = num_places;
+        }
+        for (int n = 0; Group > 1 && n < num_places; ++n) {
+            values[n].enter(places[n], Kind::kBefore, tiles);
+            values[n].fetch();
+            if (!places[n].exists()) {
+                Detail::fetchTile(tiles[std::max(places[n].tile(), 0)]);
+            }
+        }
+        int num_read = 0;
+        for (int n = 0; n < count; ++n) {
+            if (num_read != num_found[n]) {
+                const Detail::StencilPlace& place = places[num_read];
+                m_holds_last = place.exists();
+                if (m_holds_last) {
+                    if (Group == 1) {
+                        values[num_read].enter(place, Kind::kBefore, tiles);
+                    }
+                    reading.take(values[num_read]);
+                    in_kind.noteFine(place);
+                }
+                ++num_read;
+            }
+            bool is_inside = true;
+            if (m_holds_last) {
+                std::memcpy(&reading.fraction, &fractions[n], sizeof(reading.fraction));
             } else {
-                m_last.slot[0] = nullptr;
-                is_inside = in_kind.readAny(in_positions[begin + n], in_depth, reading);
+                is_inside = in_kind.readAny(positions[n], in_depth, reading);
             }
             out_values[begin + n] = is_inside ? reading.value() : outside();
             if constexpr (requires { reading.gradient(); }) {

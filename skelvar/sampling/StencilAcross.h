@@ -45,8 +45,9 @@ public:
     /// Has the values on their way. Inline, or the compiler drops the call as one without effect.
     [[gnu::always_inline]] void fetch() const
     {
-        for (int n = 0; n < N * N * N; ++n) {
-            __builtin_prefetch(&(*this)(n % N, n / N % N, n / (N * N)));
+        for (int n = 0; n < N * N; ++n) {
+            __builtin_prefetch(&(*this)(0, n % N, n / N));
+            __builtin_prefetch(&(*this)(N - 1, n % N, n / N));
         }
     }
 

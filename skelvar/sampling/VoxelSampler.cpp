@@ -42,7 +42,7 @@ T VoxelSampler<T>::outside() const
 }
 
 template <typename T>
-vec3f VoxelSampler<T>::toTree(const vec3f& in_position) const
+vec3f VoxelSampler<T>::fromWorld(const vec3f& in_position) const
 {
     const vec3f p = orvel::Math::transformPoint(in_position, m_shape->toWorld().fromWorld);
     return p * (1.0f / m_finder.layout()->MVS());

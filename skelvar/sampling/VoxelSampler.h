@@ -48,19 +48,23 @@ protected:
     /// Goes to the tile at a position of the sampler's space; false likewise.
     virtual bool findStencil(const vec3f& in_position, int in_depth,
                              Stencil& out_stencil) const = 0;
-    /// A position of the world in coordinate units of the tree, by the shape's map as it stands
-    /// now.
-    vec3f toTree(const vec3f& in_position) const;
+    /// A position of the sampler's space in coordinate units of the tree, by the shape's map as it
+    /// stands now.
+    vec3f toTree(const vec3f& in_position) const
+    {
+        return m_shape == nullptr ? in_position : fromWorld(in_position);
+    }
     /// What stands for values outside the tree.
     T outside() const;
     /// Samples positions of a kind, `Group` of them at a time: their slots and then their values
-    /// are on their way before any of them is waited for. Of the kind are used:
+    /// are on their way before any of them is waited for. Positions one after another with one
+    /// stencil read it once. Of the kind are used:
     /// - `Reading`, what is read for a value, with `take(values)`, `value()` and, if it has
     ///   any, `gradient()`; `reading()` gives the sampler's own;
     /// - `kReach`, the values of a stencil on an axis, and `kBefore`, how far its first lies below
     ///   its cell;
-    /// - `findFine(position, out)`, the `Detail::StencilPlace`;
-    /// - `noteFine(place)`, called for each place that exists, in order;
+    /// - `toTree(position)` and `reach()`, the `Detail::StencilReach`;
+    /// - `noteFine(place)`, called for each `Detail::StencilPlace` that is read, in order;
     /// - `readAny(position, depth, out)`, which reads tiles of all depths and gives false outside.
     /// No gradients are stored at null.
     template <int Group, typename Kind>
@@ -72,7 +76,11 @@ protected:
     const VoxelShape* m_shape = nullptr;  ///< gives the way from the world; null for the tree
     mutable Detail::TileFinder m_finder;
     mutable Detail::FineTiles m_fine;
-    mutable Detail::StencilPlace m_last{};  ///< whose values the kind's reading holds
+    /// True if the kind's reading holds the values of the stencil that `m_fine` found last.
+    mutable bool m_holds_last = false;
+
+private:
+    vec3f fromWorld(const vec3f& in_position) const;
 };
 
 #define SKELVAR_EXTERN(T) extern template class VoxelSampler<T>;

@@ -79,15 +79,14 @@ bool VoxelSamplerLinear<T, HALO>::findStencil(const vec3f& in_position, int in_d
 }
 
 template <typename T, int HALO>
-inline void VoxelSamplerLinear<T, HALO>::findFine(const vec3f& in_position,
-                                                  Detail::StencilPlace& out_stencil) const
+inline Detail::StencilReach VoxelSamplerLinear<T, HALO>::reach() const
 {
     // The haloed form has another first plane where a staggered axis has no low neighbour.
     const VoxelChannel<T>& channel = *this->m_channel;
     const int offset = channel.VoxelChannel<T>::offsetType();
-    this->m_fine.find(toTree(in_position), Detail::axisFloats(channel.VoxelChannel<T>::offset()),
-                      Detail::AxisInts{offset & 1, offset >> 1 & 1, offset >> 2 & 1, 0},
-                      Detail::AxisInts{1, 1, 1, 0}, out_stencil);
+    return {Detail::axisFloats(channel.VoxelChannel<T>::offset()),
+            Detail::AxisInts{offset & 1, offset >> 1 & 1, offset >> 2 & 1, 0},
+            Detail::AxisInts{1, 1, 1, 0}};
 }
 
 template <typename T, int HALO>

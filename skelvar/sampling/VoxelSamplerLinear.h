@@ -65,7 +65,7 @@ private:
                                   : orvel::Math::transformPoint(in_position, m_to_tree);
     }
     bool findStencil(const vec3f& in_position, int in_depth, Stencil& out_stencil) const override;
-    void findFine(const vec3f& in_position, Detail::StencilPlace& out_stencil) const;
+    Detail::StencilReach reach() const;
     void noteFine(const Detail::StencilPlace&) const {}
     Reading& reading() const { return m_reading; }
     bool readAny(const vec3f& in_position, int in_depth, Reading& out_reading) const;

@@ -76,7 +76,7 @@ bool VoxelSamplerQBSpline<T>::findStencil(const vec3f& in_position, int in_depth
                                           Stencil& out_stencil) const
 {
     assert(m_cache && "a channel without a live shape cannot be sampled");
-    const vec3f p = this->m_shape == nullptr ? in_position : this->toTree(in_position);
+    const vec3f p = this->toTree(in_position);
     if (!this->enterTile(p, in_depth, out_stencil)) {
         return false;
     }
@@ -95,20 +95,27 @@ inline void VoxelSamplerQBSpline<T>::hold(const TileIndex& in_tile, int in_paren
 {
     int* const held = m_cache->held + in_tile.second;
     if (*held != in_tile.first && in_parent >= 0 && held[-1] != in_parent) {
-        updateCache(in_parent, in_tile.second - 1);
+        holdWithAncestors({in_parent, in_tile.second - 1});
     }
     *held = in_tile.first;
 }
 
 template <typename T>
-int VoxelSamplerQBSpline<T>::updateCache(int in_tile_index, int in_depth) const
+void VoxelSamplerQBSpline<T>::holdWithAncestors(const TileIndex& in_tile) const
 {
     const VoxelLayout& layout = *this->m_finder.layout();
-    int index = in_tile_index;
-    for (int depth = in_depth; depth >= 0 && index >= 0 && m_cache->held[depth] != index; --depth) {
+    auto [index, depth] = in_tile;
+    for (; depth >= 0 && index >= 0 && m_cache->held[depth] != index; --depth) {
         m_cache->held[depth] = index;
         index = layout.node(index, depth).parent();
     }
+}
+
+template <typename T>
+int VoxelSamplerQBSpline<T>::updateCache(int in_tile_index, int in_depth) const
+{
+    this->m_fine.forget();  // that stencil's tile may be held no longer
+    holdWithAncestors({in_tile_index, in_depth});
     return in_depth;
 }
 
@@ -130,12 +137,9 @@ void readBlock(const T* in_at, Detail::QBSplineBlock<T>& out_block)
 }  // namespace
 
 template <typename T>
-inline void VoxelSamplerQBSpline<T>::findFine(const vec3f& in_position,
-                                              Detail::StencilPlace& out_stencil) const
+inline Detail::StencilReach VoxelSamplerQBSpline<T>::reach() const
 {
-    const vec3f p = this->m_shape == nullptr ? in_position : this->toTree(in_position);
-    this->m_fine.find(p, Detail::AxisFloats{}, Detail::AxisInts{2, 2, 2, 0},
-                      Detail::AxisInts{2, 2, 2, 0}, out_stencil);
+    return {Detail::AxisFloats{}, Detail::AxisInts{2, 2, 2, 0}, Detail::AxisInts{2, 2, 2, 0}};
 }
 
 template <typename T>

@@ -54,8 +54,9 @@ private:
     struct Reading;
 
     bool findStencil(const vec3f& in_position, int in_depth, Stencil& out_stencil) const override;
-    void findFine(const vec3f& in_position, Detail::StencilPlace& out_stencil) const;
-    /// As `updateCache`, without a look at the tile's node, which lies far from all else.
+    Detail::StencilReach reach() const;
+    void holdWithAncestors(const TileIndex& in_tile) const;
+    /// The same without a look at the tile's node, which lies far from all else.
     void hold(const TileIndex& in_tile, int in_parent) const;
     void noteFine(const Detail::StencilPlace& in_place) const;
     Reading& reading() const;

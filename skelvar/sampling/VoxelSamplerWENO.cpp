@@ -53,7 +53,7 @@ bool VoxelSamplerWENO<T>::findStencil(const vec3f& in_position, int in_depth,
                                       Stencil& out_stencil) const
 {
     assert(m_cache && "a channel without a live shape cannot be sampled");
-    const vec3f p = this->m_shape == nullptr ? in_position : this->toTree(in_position);
+    const vec3f p = this->toTree(in_position);
     if (!this->enterTile(p, in_depth, out_stencil)) {
         return false;
     }
@@ -76,16 +76,13 @@ int VoxelSamplerWENO<T>::updateCache(int in_tile_index, int in_depth) const
 }
 
 template <typename T>
-inline void VoxelSamplerWENO<T>::findFine(const vec3f& in_position,
-                                          Detail::StencilPlace& out_stencil) const
+inline Detail::StencilReach VoxelSamplerWENO<T>::reach() const
 {
-    const vec3f p = this->m_shape == nullptr ? in_position : this->toTree(in_position);
     const VoxelChannel<T>& channel = *this->m_channel;
     const int offset = channel.VoxelChannel<T>::offsetType();
-    this->m_fine.find(
-        p, Detail::axisFloats(channel.VoxelChannel<T>::offset()),
-        Detail::AxisInts{1 + (offset & 1), 1 + (offset >> 1 & 1), 1 + (offset >> 2 & 1), 0},
-        Detail::AxisInts{2, 2, 2, 0}, out_stencil);
+    return {Detail::axisFloats(channel.VoxelChannel<T>::offset()),
+            Detail::AxisInts{1 + (offset & 1), 1 + (offset >> 1 & 1), 1 + (offset >> 2 & 1), 0},
+            Detail::AxisInts{2, 2, 2, 0}};
 }
 
 template <typename T>

@@ -44,7 +44,7 @@ private:
     struct Reading;
 
     bool findStencil(const vec3f& in_position, int in_depth, Stencil& out_stencil) const override;
-    void findFine(const vec3f& in_position, Detail::StencilPlace& out_stencil) const;
+    Detail::StencilReach reach() const;
     void noteFine(const Detail::StencilPlace&) const {}
     Reading& reading() const;
     bool readAny(const vec3f& in_position, int in_depth, Reading& out_reading) const;
