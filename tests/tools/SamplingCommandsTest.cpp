@@ -1,4 +1,4 @@
-#include <tools/kvf/Points.h>
+#include <tools/kvf/SamplerKind.h>
 #include <tools/kvf/ToolError.h>
 #include <tools/kvf/picture/SurfaceTracer.h>
 
@@ -230,6 +230,7 @@ TEST(SurfaceTracer, MeetsABallAndItsNormalByEveryKind)
 
     for (const std::string kind : {"linear", "qbspline", "weno"}) {
         SurfaceTracer tracer(*field.shape, *field.channel, kind, 1.0f);
+        const auto sampler = makeSampler(*field.channel, kind, eTreeSpace);
         for (int n = 0; n < 200; ++n) {
             const auto any = [&] { return float(random.real(-1.0, 1.0)); };
             const vec3f to_eye = vec3f{any(), any(), any()};
@@ -246,6 +247,13 @@ TEST(SurfaceTracer, MeetsABallAndItsNormalByEveryKind)
                 ASSERT_NEAR(0.0f, distance(hit), 0.06f) << kind;
                 const vec3f normal = (hit - centre) / std::sqrt(dot(hit - centre, hit - centre));
                 ASSERT_GT(dot(tracer.normal(hit), normal), 0.99f) << kind;
+                if (kind != "weno") {
+                    float value;
+                    vec3f gradient;
+                    sampler->sampleGradient(hit, &value, &gradient);
+                    gradient = gradient / std::sqrt(dot(gradient, gradient));
+                    ASSERT_GT(dot(tracer.normal(hit), gradient), 0.9999f) << kind;
+                }
                 ASSERT_GT(tracer.openness(hit, normal), 0.6f) << kind;
             }
         }

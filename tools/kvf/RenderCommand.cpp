@@ -66,10 +66,13 @@ void addRenderCommand(Command& io_tool, ExitStatus& out_status)
     const auto arguments = std::make_shared<RenderArguments>();
     RenderRequest& request = arguments->request;
     Command command = io_tool.command(
-        "render", "Draws the surface where a signed distance is zero, shaded by its gradient");
+        "render",
+        "Draws the surface where a signed distance is zero, shaded by the sampler's gradient");
     command.option("FILE", arguments->file, "file to read").required();
     command.option("--channel", request.channel, "channel of distances, in world units").required();
-    addKindOption(command, request.kind).showDefault();
+    addKindOption(command, request.kind,
+                  "; weno has no gradient and is shaded by differences over a cell (qbspline for a "
+                  "tree of one root, else linear, whose gradient jumps from cell to cell)");
     command.option("--size", arguments->size, "pixels, as WxH (960x720)");
     command.option("--camera", arguments->camera,
                    "from where to look, as AZIMUTH,ELEVATION,ZOOM: degrees about the upright "

@@ -28,11 +28,15 @@ void writeRender(const ShapeFile& in_file, const RenderRequest& in_request)
     const SurfaceView view =
         chooseSurfaceView(*shape, in_request.azimuth, in_request.elevation, in_request.zoom,
                           float(in_request.width) / float(in_request.height));
+    // Where roots meet, qbspline reads the background.
+    const std::string kind = !in_request.kind.empty()          ? in_request.kind
+                             : shape->layout().numRoots() == 1 ? "qbspline"
+                                                               : "linear";
     bool found = false;
     Progress progress("Tracing", 2LL * in_request.height);
     const Canvas canvas = drawSurface(
-        *shape, static_cast<const VoxelChannel<float>&>(*channel), in_request.kind, view,
-        in_request.width, in_request.height, [&] { progress.advance(1); }, found);
+        *shape, static_cast<const VoxelChannel<float>&>(*channel), kind, view, in_request.width,
+        in_request.height, [&] { progress.advance(1); }, found);
     if (!found) {
         throw ToolError(eDataSaysNo, "channel " + channel->name() +
                                          " has no surface in sight: nowhere on the way does its "

@@ -9,8 +9,8 @@ struct ShapeFile;
 /// Which surface to draw, from where, and where to.
 struct RenderRequest {
     std::string channel;  ///< in full, or the part behind the last "/"
-    std::string kind = "linear";
-    int width = 960;  ///< of the picture in pixels
+    std::string kind;     ///< of sampler; empty: qbspline for a tree of one root, else linear
+    int width = 960;      ///< of the picture in pixels
     int height = 720;
     float azimuth = 35.0f;    ///< of the eye about the axis y, degrees from z toward x
     float elevation = 20.0f;  ///< of the eye above the plane of x and z, degrees

@@ -7,12 +7,13 @@
 
 namespace Skelvar::Tool {
 
-Option addKindOption(Command& io_command, std::string& io_kind)
+Option addKindOption(Command& io_command, std::string& io_kind, const std::string& in_more)
 {
     return io_command
         .option("--kind", io_kind,
                 "how to read between the values: linear, qbspline (smooth, but of the background "
-                "value in the outermost cells of a root) or weno (sharp, for float)")
+                "value in the outermost cells of a root) or weno (sharp, for float)" +
+                    in_more)
         .oneOf({"linear", "qbspline", "weno"});
 }
 

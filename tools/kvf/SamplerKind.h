@@ -10,9 +10,9 @@
 
 namespace Skelvar::Tool {
 
-/// Adds --kind, one of linear, qbspline and weno, to a command. The text must live until the
-/// command has run; it is the default.
-Option addKindOption(Command& io_command, std::string& io_kind);
+/// Adds --kind, one of linear, qbspline and weno, to a command, with more words for its help. The
+/// kind must live until the command has run; it is the default.
+Option addKindOption(Command& io_command, std::string& io_kind, const std::string& in_more = {});
 
 /// A sampler of a kind. Throws `ToolError` with `eDataSaysNo` if the channel has none of it, or no
 /// layout.

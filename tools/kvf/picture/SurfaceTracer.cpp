@@ -25,7 +25,7 @@ SurfaceTracer::SurfaceTracer(const VoxelShape& in_shape, const VoxelChannel<floa
                              const std::string& in_kind, float in_world_per_cell)
     : m_accessor(in_shape.layout()),
       m_sampler(makeSampler(in_channel, in_kind, eTreeSpace)),
-      m_is_smooth(in_kind == "qbspline"),
+      m_has_gradient(in_kind != "weno"),
       m_cells_per_world(1.0f / in_world_per_cell)
 {
     const VoxelLayout& layout = in_shape.layout();
@@ -117,12 +117,11 @@ bool SurfaceTracer::trace(const vec3f& in_origin, const vec3f& in_direction, vec
 vec3f SurfaceTracer::normal(const vec3f& in_position) const
 {
     vec3f gradient;
-    if (m_is_smooth) {
+    if (m_has_gradient) {
         float value;
         m_sampler->sampleGradient(in_position, &value, &gradient);
     } else {
-        // The mean of the gradient along each axis over the width of a cell, which is continuous
-        // where the gradient itself jumps from cell to cell, and would show.
+        // The mean of the gradient along each axis over the width of a cell.
         for (int axis = 0; axis < 3; ++axis) {
             vec3f step{};
             step[axis] = 0.5f;

@@ -24,7 +24,8 @@ public:
     /// The first point of the ray, from inside the box of the finest tiles on, where the distance
     /// falls to zero. `in_direction` is a unit vector.
     bool trace(const vec3f& in_origin, const vec3f& in_direction, vec3f& out_hit);
-    /// Unit vector in which the distance grows.
+    /// Unit vector in which the distance grows: the sampler's gradient, or differences over a cell
+    /// for a kind that has none.
     vec3f normal(const vec3f& in_position) const;
     /// How open the space is before a point of the surface: 1 in the open, toward 0 in a cleft.
     float openness(const vec3f& in_position, const vec3f& in_normal) const;
@@ -39,7 +40,7 @@ private:
 
     VoxelLayout::ConstAccessor m_accessor;
     std::shared_ptr<BaseSampler> m_sampler;
-    bool m_is_smooth;  ///< whether the sampler's gradient is continuous
+    bool m_has_gradient;  ///< the sampler
     float m_cells_per_world;
     vec3f m_lo;  ///< of the box of the finest tiles
     vec3f m_hi;
