@@ -62,11 +62,12 @@ struct StencilPlace {
         return (*slot[0] | *slot[1] | *slot[2] | *slot[3] | *slot[4] | *slot[5] | *slot[6] |
                 *slot[7]) >= 0;
     }
-    /// Index of the tile with the cell.
-    int tile() const
+    /// Holds the index of the tile with the cell.
+    const int* tileSlot() const
     {
-        return *slot[reaches_below[0] + 2 * reaches_below[1] + 4 * reaches_below[2]];
+        return slot[reaches_below[0] + 2 * reaches_below[1] + 4 * reaches_below[2]];
     }
+    int tile() const { return *tileSlot(); }
 };
 
 /// Finds the stencils of positions whose finest tile is of depth 7, in few steps which are the same

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <skelvar/sampling/FineTiles.h>
+#include <skelvar/sampling/StencilAcross.h>
 #include <skelvar/sampling/VoxelSamplerQBSplineTile.h>
 
 #include <array>
@@ -54,11 +54,36 @@ struct QBSplinePlane {
     }
 };
 
-/// The 27 values.
+/// The 27 values around a cell.
 template <typename T>
 struct QBSplineBlock {
     QBSplineLine<T> lines[3][3];  ///< by x and y
 
+    T operator()(int in_i, int in_j, int in_k) const { return lines[in_i][in_j][in_k]; }
+    void take(const StencilAcross<T, 3>& in_values)
+    {
+        for (int j = 0; j < 3; ++j) {
+            for (int i = 0; i < 3; ++i) {
+                setLine(i, j, in_values(i, j, 0), in_values(i, j, 1), in_values(i, j, 2));
+            }
+        }
+    }
+    /// From a tile that holds them all, `in_at` the cell's own.
+    template <int SJ, int SK>
+    void take(const T* in_at)
+    {
+        const T* const first = in_at - 1 - SJ - SK;
+        for (int j = 0; j < 3; ++j) {
+            for (int i = 0; i < 3; ++i) {
+                const T* const at = first + i + SJ * j;
+                setLine(i, j, at[0], at[SK], at[2 * SK]);
+            }
+        }
+    }
+    void set(int in_i, int in_j, int in_k, const T& in_value)
+    {
+        lines[in_i][in_j][in_k] = in_value;
+    }
     void setLine(int in_i, int in_j, const T& in_0, const T& in_1, const T& in_2)
     {
         lines[in_i][in_j] = QBSplineLine<T>{in_0, in_1, in_2};

@@ -37,6 +37,10 @@ inline void VoxelSampler<T>::sampleGroups(const Kind& in_kind, const vec3f* in_p
     Detail::StencilPlace places[Group];
     Detail::StencilAcross<T, Kind::kReach> values[Group];
     Detail::AxisFloats fractions[Group] = {};
+    constexpr bool kTakesParts = requires(Detail::StencilPlace place)
+    {
+        in_kind.takePart(place, values[0]);
+    };
     int num_found[Group];  // of each position, the places up to its own
     for (long long begin = 0; begin < in_count; begin += Group) {
         const int count = static_cast<int>(std::min<long long>(Group, in_count - begin));
@@ -58,7 +62,7 @@ inline void VoxelSampler<T>::sampleGroups(const Kind& in_kind, const vec3f* in_p
         for (int n = 0; Group > 1 && n < num_places; ++n) {
             values[n].enter(places[n], Kind::kBefore, tiles);
             values[n].fetch();
-            if (!places[n].exists()) {
+            if (!kTakesParts && !places[n].exists()) {
                 Detail::fetchTile(tiles[std::max(places[n].tile(), 0)]);
             }
         }
@@ -66,12 +70,17 @@ inline void VoxelSampler<T>::sampleGroups(const Kind& in_kind, const vec3f* in_p
         for (int n = 0; n < count; ++n) {
             if (num_read != num_found[n]) {
                 const Detail::StencilPlace& place = places[num_read];
-                m_holds_last = place.exists();
+                const bool exists = place.exists();
+                m_holds_last = exists || (kTakesParts && place.tile() >= 0);
                 if (m_holds_last) {
                     if (Group == 1) {
                         values[num_read].enter(place, Kind::kBefore, tiles);
                     }
-                    reading.take(values[num_read]);
+                    if (exists) {
+                        reading.take(values[num_read]);
+                    } else if constexpr (kTakesParts) {
+                        in_kind.takePart(place, values[num_read]);
+                    }
                     in_kind.noteFine(place);
                 }
                 ++num_read;

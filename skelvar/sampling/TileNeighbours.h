@@ -61,6 +61,7 @@ public:
     }
     bool hasParent() const { return m_parent >= 0; }
     int parentIndex() const { return m_parent; }
+    int slotInParent() const { return m_slot; }
     /// The tile's place in its parent, 0 to 4 on each axis.
     vec3i placeInParent() const { return {m_slot % 5, m_slot / 5 % 5, m_slot / 25}; }
 
@@ -79,18 +80,10 @@ public:
         }
         return (m_present & in_tiles) == in_tiles;
     }
+    /// Those that are known to exist.
+    TileSet present() const { return m_present; }
     /// Index of the tile at a place, valid where `hasAll` said so.
     const int& neighbour(int in_place) const { return m_neighbours[in_place]; }
-    /// Those that are known to exist, in an array of the tiles of this depth.
-    template <typename T>
-    TileBlock<T> block(const VoxelTile<T, 0, 5>* in_tiles) const
-    {
-        TileBlock<T> block;
-        for (int n = 0; n < 27; ++n) {
-            block[n] = (m_present >> n & 1) != 0 ? in_tiles + m_neighbours[n] : nullptr;
-        }
-        return block;
-    }
 
 private:
     void lookUp(TileSet in_tiles, const VoxelLayout& in_layout);

@@ -15,14 +15,7 @@ struct VoxelSamplerQBSpline<T>::Reading {
     Detail::QBSplineBlock<T> block;  ///< the 27 values around the cell
     Detail::AxisFloats fraction;
 
-    void take(const Detail::StencilAcross<T, 3>& in_values)
-    {
-        for (int j = 0; j < 3; ++j) {
-            for (int i = 0; i < 3; ++i) {
-                block.setLine(i, j, in_values(i, j, 0), in_values(i, j, 1), in_values(i, j, 2));
-            }
-        }
-    }
+    void take(const Detail::StencilAcross<T, 3>& in_values) { block.take(in_values); }
     T value() const
     {
         const auto weights = Detail::qbSplineWeights(fraction);
@@ -114,27 +107,10 @@ void VoxelSamplerQBSpline<T>::holdWithAncestors(const TileIndex& in_tile) const
 template <typename T>
 int VoxelSamplerQBSpline<T>::updateCache(int in_tile_index, int in_depth) const
 {
-    this->m_fine.forget();  // that stencil's tile may be held no longer
+    this->m_fine.forget();  // what is held may change what it reads
     holdWithAncestors({in_tile_index, in_depth});
     return in_depth;
 }
-
-namespace {
-
-/// The values around a cell from a tile that holds them all, `in_at` the cell's own.
-template <int SJ, int SK, typename T>
-void readBlock(const T* in_at, Detail::QBSplineBlock<T>& out_block)
-{
-    const T* const first = in_at - 1 - SJ - SK;
-    for (int i = 0; i < 3; ++i) {
-        for (int j = 0; j < 3; ++j) {
-            const T* const at = first + i + SJ * j;
-            out_block.setLine(i, j, at[0], at[SK], at[2 * SK]);
-        }
-    }
-}
-
-}  // namespace
 
 template <typename T>
 inline Detail::StencilReach VoxelSamplerQBSpline<T>::reach() const
@@ -142,14 +118,57 @@ inline Detail::StencilReach VoxelSamplerQBSpline<T>::reach() const
     return {Detail::AxisFloats{}, Detail::AxisInts{2, 2, 2, 0}, Detail::AxisInts{2, 2, 2, 0}};
 }
 
+namespace {
+
+/// True of the cells 1 to 3 on each axis.
+bool isInterior(const Detail::StencilPlace& in_place)
+{
+    const Detail::AxisInts is_inner = (in_place.cell >= 1) & (in_place.cell <= 3);
+    return (is_inner[0] & is_inner[1] & is_inner[2]) != 0;
+}
+
+/// The regions of the tile, one for each of the eight, that come from its parent.
+Detail::RegionSet regionsFromParent(const Detail::StencilPlace& in_place)
+{
+    constexpr Detail::AxisInts kStride = {1, 3, 9, 0};
+    const Detail::EightSums regions(-in_place.reaches_below * kStride,
+                                    -(in_place.cell >= 3) * kStride);
+    Detail::RegionSet touched = 0;
+    Detail::TileSet present = 0;
+    for (int n = 0; n < 8; ++n) {
+        const int region = Detail::tilePlace(0, 0, 0) + regions[n];
+        touched |= 1U << region;
+        present |= (*in_place.slot[n] >= 0 ? 1U : 0U) << region;
+    }
+    return Detail::regionsFromParent(touched, present);
+}
+
+}  // namespace
+
 template <typename T>
 inline void VoxelSamplerQBSpline<T>::noteFine(const Detail::StencilPlace& in_place) const
 {
-    const Detail::AxisInts is_inner = (in_place.cell >= 1) & (in_place.cell <= 3);
-    const bool is_interior = (is_inner[0] & is_inner[1] & is_inner[2]) != 0;
-    if (!is_interior) {
+    if (!isInterior(in_place)) {
         hold({in_place.tile(), kMaxTileDepth}, in_place.above);
     }
+}
+
+template <typename T>
+void VoxelSamplerQBSpline<T>::takePart(const Detail::StencilPlace& in_place,
+                                       const Detail::StencilAcross<T, 3>& in_values) const
+{
+    Detail::QBSplineBlock<T>& block = m_cache->reading.block;
+    const int tile = in_place.tile();
+    block.take(in_values);
+    if (isInterior(in_place) && m_cache->held[kMaxTileDepth] != tile) {
+        return;
+    }
+    const int* const slots =
+        this->m_finder.layout()->nodes(kMaxTileDepth - 1).childSlots(in_place.above);
+    const int slot = static_cast<int>(in_place.tileSlot() - slots);
+    const auto& cell = in_place.cell;
+    m_cache->halos.readFromParent({{tile, kMaxTileDepth}, in_place.above, slot},
+                                  {cell[0], cell[1], cell[2]}, regionsFromParent(in_place), block);
 }
 
 template <typename T>
@@ -170,25 +189,18 @@ bool VoxelSamplerQBSpline<T>::readAny(const vec3f& in_position, int in_depth,
         out_reading.fraction[a] = stencil.fraction[a];
     }
     Detail::TileNeighbours& around = *stencil.tile;
-    const VoxelTile<T, 0, 5>* const tiles = this->m_channel->tilePtr(0, around.depth());
-    const VoxelTile<T, 0, 5>& tile = tiles[around.index()];
     const auto [i, j, k] = stencil.cell;
     const bool is_interior =
         std::all_of(stencil.cell, stencil.cell + 3, [](int c) { return c >= 1 && c <= 3; });
     if (m_cache->held[around.depth()] != around.index()) {
         if (is_interior) {
-            readBlock<5, 25>(&tile(i, j, k), out_reading.block);
+            const VoxelTile<T, 0, 5>& tile = this->m_channel->tile(around.index(), around.depth());
+            out_reading.block.template take<5, 25>(&tile(i, j, k));
             return true;
         }
         hold({around.index(), around.depth()}, around.parentIndex());
     }
-    const Detail::RegionSet touched = Detail::kTilesToward[Detail::regionOfCell(i, j, k)];
-    if (!this->m_finder.hasAll(around, touched)) {
-        const VoxelTile<T, 1, 5>& haloed = m_cache->halos.fill(around, touched);
-        readBlock<7, 49>(&haloed(i, j, k), out_reading.block);
-    } else {
-        out_reading.take(Detail::valuesAround<T, 3>(around, stencil.cell, 1, tiles));
-    }
+    m_cache->halos.readAround(around, {i, j, k}, out_reading.block);
     return true;
 }
 

@@ -6,6 +6,11 @@
 
 namespace Skelvar {
 
+namespace Detail {
+template <typename T, int N>
+class StencilAcross;
+}
+
 /// Reads a voxel channel by a quadratic B-spline over 27 values: smooth, and not through the values
 /// themselves. As `BaseSampler`. The values count as standing at cell centres, whatever the
 /// channel's offset. The gradient is per cell of the tile that is read. `prepareToSample` gives the
@@ -59,6 +64,8 @@ private:
     /// The same without a look at the tile's node, which lies far from all else.
     void hold(const TileIndex& in_tile, int in_parent) const;
     void noteFine(const Detail::StencilPlace& in_place) const;
+    void takePart(const Detail::StencilPlace& in_place,
+                  const Detail::StencilAcross<T, 3>& in_values) const;
     Reading& reading() const;
     bool readAny(const vec3f& in_position, int in_depth, Reading& out_reading) const;
 

@@ -1,9 +1,10 @@
 #pragma once
 
+#include <skelvar/sampling/QBSplineBlock.h>
 #include <skelvar/sampling/TileFinder.h>
 #include <skelvar/voxel/VoxelChannel.h>
 
-#include <array>
+#include <bit>
 
 namespace Skelvar::Detail {
 
@@ -13,30 +14,33 @@ namespace Skelvar::Detail {
 /// comes from the parent, by the kernel of a face, an edge or a corner.
 using RegionSet = TileSet;
 
-/// The regions of which the 27 values around a cell are part.
+/// The region toward which the 27 values around a cell reach; they are of those of `kTilesToward`.
 constexpr int regionOfCell(int in_i, int in_j, int in_k)
 {
     constexpr int kSides[5] = {-1, -1, 0, 1, 1};
     return tilePlace(kSides[in_i], kSides[in_j], kSides[in_k]);
 }
 
-/// The 27 values around a cell of the parent's haloed form, x fastest.
-template <typename T>
-using ParentBlock = std::array<T, 27>;
+/// Which of these regions are no copies, where these tiles exist.
+inline RegionSet regionsFromParent(RegionSet in_regions, TileSet in_present)
+{
+    RegionSet from_parent = 0;
+    for (RegionSet left = in_regions; left != 0; left &= left - 1) {
+        const int region = std::countr_zero(left);
+        from_parent |= (kTilesToward[region] & ~in_present) != 0 ? 1U << region : 0U;
+    }
+    return from_parent;
+}
 
-/// Writes one region of a tile, with the parent's values around its cell there. `in_copies`:
-/// whether all tiles toward the region exist; then the parent is not read.
-template <typename T>
-void fillQBSplineRegion(int in_region, bool in_copies, const TileBlock<T>& in_block,
-                        const ParentBlock<T>& in_parent, VoxelTile<T, 1, 5>& io_tile);
-/// Writes one region of a tile without parent.
-template <typename T>
-void fillQBSplineRootRegion(int in_region, const T& in_background,
-                            const VoxelTile<T, 0, 5>& in_tile, VoxelTile<T, 1, 5>& io_tile);
+/// A tile by what its haloed form is made of.
+struct ChildTile {
+    TileIndex tile;
+    int parent;  ///< its index
+    int slot;    ///< there
+};
 
-/// The haloed tiles of a B-spline sampler, one a depth, each filled region by region as it is asked
-/// for: what a whole haloed tile would hold, without the cost of one where a stencil touches little
-/// of it. Belongs to one thread.
+/// Reads haloed tiles of a B-spline sampler, and makes of them only what is asked for: a region at
+/// a time, and kept for the last tile of each depth. Belongs to one thread.
 template <typename T>
 class QBSplineHalos {
 public:
@@ -46,17 +50,18 @@ public:
     {
     }
 
-    /// The haloed form of a tile of the finder's with these regions filled; the others hold
-    /// anything.
-    const VoxelTile<T, 1, 5>& fill(TileNeighbours& io_around, RegionSet in_regions);
+    /// The values around a cell, 0 to 4 on each axis, of the haloed form of one of the finder's
+    /// tiles.
+    void readAround(TileNeighbours& io_around, const vec3i& in_cell, QBSplineBlock<T>& out_block);
+    /// Writes those that are of these regions, which come from the parent.
+    void readFromParent(const ChildTile& in_child, const vec3i& in_cell, RegionSet in_regions,
+                        QBSplineBlock<T>& io_block);
 
 private:
-    /// The haloed form of one of the finder's tiles around a cell, 0 to 4 on each axis.
-    ParentBlock<T> readAround(TileNeighbours& io_around, const vec3i& in_cell);
-
     struct Entry {
         int tile = -1;  ///< whose values stand there
         RegionSet filled = 0;
+        QBSplineBlock<T> parent;  ///< around the tile, if any region is filled
         VoxelTile<T, 1, 5> values;
     };
 

@@ -1,8 +1,8 @@
 #include <skelvar/sampling/VoxelSamplerQBSplineTile.h>
 
-#include <skelvar/sampling/StencilAcross.h>
 #include <skelvar/sampling/VoxelSamplerQBSplineHalo.h>
 
+#include <algorithm>
 #include <bit>
 
 namespace Skelvar {
@@ -63,7 +63,7 @@ void copyRegion(const HaloBox& in_box, const TileBlock<T>& in_block, VoxelTile<T
 /// The parent's values that a region is made of: the two planes beside the tile's boundary on an
 /// axis with a side, and three around the tile's place on one without. x fastest, in `out_values`.
 template <typename T>
-void readParent(int in_region, const ParentBlock<T>& in_parent, T* out_values)
+void readParent(int in_region, const QBSplineBlock<T>& in_parent, T* out_values)
 {
     HaloBox box{};
     for (int axis = 0; axis < 3; ++axis) {
@@ -74,22 +74,10 @@ void readParent(int in_region, const ParentBlock<T>& in_parent, T* out_values)
     for (int z = box.begin[2]; z < box.end[2]; ++z) {
         for (int y = box.begin[1]; y < box.end[1]; ++y) {
             for (int x = box.begin[0]; x < box.end[0]; ++x) {
-                *out_values++ = in_parent[x + 3 * y + 9 * z];
+                *out_values++ = in_parent(x, y, z);
             }
         }
     }
-}
-
-/// The block of the parent around a place from its haloed form.
-template <typename T>
-ParentBlock<T> parentBlock(const VoxelTile<T, 1, 5>& in_parent, const vec3i& in_place)
-{
-    ParentBlock<T> block;
-    const int first = in_place[0] + 7 * in_place[1] + 49 * in_place[2];
-    for (int n = 0; n < 27; ++n) {
-        block[n] = in_parent(first + n % 3 + 7 * (n / 3 % 3) + 49 * (n / 9));
-    }
-    return block;
 }
 
 template <typename T>
@@ -148,17 +136,11 @@ void fillCorner(const HaloBox& in_box, const T (&in_values)[8], VoxelTile<T, 1, 
     }
 }
 
-}  // namespace
-
+/// Writes one region of a tile, with the parent's values around its cell there.
 template <typename T>
-void fillQBSplineRegion(int in_region, bool in_copies, const TileBlock<T>& in_block,
-                        const ParentBlock<T>& in_parent, VoxelTile<T, 1, 5>& io_tile)
+void fillRegion(int in_region, const QBSplineBlock<T>& in_parent, VoxelTile<T, 1, 5>& io_tile)
 {
     const HaloBox box = boxOf(in_region);
-    if (in_copies) {
-        copyRegion(box, in_block, io_tile);
-        return;
-    }
     int sided = 0;
     int sided_axes = 0;  // of a face, its axis; of an edge, the sum of its two
     for (int axis = 0; axis < 3; ++axis) {
@@ -182,63 +164,80 @@ void fillQBSplineRegion(int in_region, bool in_copies, const TileBlock<T>& in_bl
     }
 }
 
+/// A value of the haloed form of a tile without parent.
 template <typename T>
-void fillQBSplineRootRegion(int in_region, const T& in_background,
-                            const VoxelTile<T, 0, 5>& in_tile, VoxelTile<T, 1, 5>& io_tile)
+const T& rootValue(int in_x, int in_y, int in_z, const T& in_background,
+                   const VoxelTile<T, 0, 5>& in_tile)
 {
-    forEachValue(boxOf(in_region), io_tile, [&](int in_x, int in_y, int in_z, T& out_value) {
-        out_value = in_region == 13 ? in_tile(in_x - 1, in_y - 1, in_z - 1) : in_background;
-    });
+    const auto is_inner = [](int in_place) { return in_place >= 2 && in_place <= 4; };
+    return is_inner(in_x) && is_inner(in_y) && is_inner(in_z)
+               ? in_tile(in_x - 1, in_y - 1, in_z - 1)
+               : in_background;
+}
+
+}  // namespace
+
+template <typename T>
+void QBSplineHalos<T>::readAround(TileNeighbours& io_around, const vec3i& in_cell,
+                                  QBSplineBlock<T>& out_block)
+{
+    const VoxelTile<T, 0, 5>* const tiles = m_channel->tilePtr(0, io_around.depth());
+    const int i = in_cell[0];
+    const int j = in_cell[1];
+    const int k = in_cell[2];
+    if (!io_around.hasParent()) {
+        const T background = m_channel->backgroundValue();
+        const VoxelTile<T, 0, 5>& tile = tiles[io_around.index()];
+        for (int n = 0; n < 9; ++n) {
+            const auto value = [&](int in_z) {
+                return rootValue(i + n % 3, j + n / 3, k + in_z, background, tile);
+            };
+            out_block.setLine(n % 3, n / 3, value(0), value(1), value(2));
+        }
+        return;
+    }
+    const RegionSet touched = kTilesToward[regionOfCell(i, j, k)];
+    const bool has_all = m_finder->hasAll(io_around, touched);
+    out_block.take(valuesAround<T, 3>(io_around, {i, j, k}, 1, tiles));
+    if (!has_all) {
+        const ChildTile child = {{io_around.index(), io_around.depth()},
+                                 io_around.parentIndex(),
+                                 io_around.slotInParent()};
+        readFromParent(child, in_cell, regionsFromParent(touched, io_around.present()), out_block);
+    }
 }
 
 template <typename T>
-const VoxelTile<T, 1, 5>& QBSplineHalos<T>::fill(TileNeighbours& io_around, RegionSet in_regions)
+void QBSplineHalos<T>::readFromParent(const ChildTile& in_child, const vec3i& in_cell,
+                                      RegionSet in_regions, QBSplineBlock<T>& io_block)
 {
-    const int depth = io_around.depth();
-    const VoxelTile<T, 0, 5>* const tiles = m_channel->tilePtr(0, depth);
+    const auto [index, depth] = in_child.tile;
     Entry& entry = m_entries[depth];
-    if (entry.tile != io_around.index()) {
-        entry.tile = io_around.index();
+    if (entry.tile != index) {
+        entry.tile = index;
         entry.filled = 0;
     }
     const RegionSet wanted = in_regions & ~entry.filled;
-    m_finder->hasAll(io_around, in_regions);
-    const TileBlock<T> block = io_around.block(tiles);
-    ParentBlock<T> parent;
-    bool has_parent_values = false;
-    for (RegionSet left = wanted; left != 0; left &= left - 1) {
-        const int region = std::countr_zero(left);
-        if (!io_around.hasParent()) {
-            fillQBSplineRootRegion(region, m_channel->backgroundValue(), tiles[entry.tile],
-                                   entry.values);
-            continue;
-        }
-        const bool copies = m_finder->hasAll(io_around, kTilesToward[region]);
-        if (!copies && !has_parent_values) {
-            has_parent_values = true;
-            parent = readAround(m_finder->at({io_around.parentIndex(), depth - 1}),
-                                io_around.placeInParent());
-        }
-        fillQBSplineRegion(region, copies, block, parent, entry.values);
+    if (wanted != 0 && entry.filled == 0) {
+        const int slot = in_child.slot;
+        readAround(m_finder->at({in_child.parent, depth - 1}), {slot % 5, slot / 5 % 5, slot / 25},
+                   entry.parent);
     }
     entry.filled |= wanted;
-    return entry.values;
-}
-
-template <typename T>
-ParentBlock<T> QBSplineHalos<T>::readAround(TileNeighbours& io_around, const vec3i& in_cell)
-{
-    const RegionSet touched = kTilesToward[regionOfCell(in_cell[0], in_cell[1], in_cell[2])];
-    if (!m_finder->hasAll(io_around, touched)) {
-        return parentBlock(fill(io_around, touched), in_cell);
+    for (RegionSet left = in_regions; left != 0; left &= left - 1) {
+        const int region = std::countr_zero(left);
+        if ((wanted >> region & 1) != 0) {
+            fillRegion(region, entry.parent, entry.values);
+        }
+        HaloBox box = boxOf(region);
+        for (int axis = 0; axis < 3; ++axis) {
+            box.begin[axis] = std::max(box.begin[axis], in_cell[axis]);
+            box.end[axis] = std::min(box.end[axis], in_cell[axis] + 3);
+        }
+        forEachValue(box, entry.values, [&](int in_x, int in_y, int in_z, const T& in_value) {
+            io_block.set(in_x - in_cell[0], in_y - in_cell[1], in_z - in_cell[2], in_value);
+        });
     }
-    const auto values = valuesAround<T, 3>(io_around, {in_cell[0], in_cell[1], in_cell[2]}, 1,
-                                           m_channel->tilePtr(0, io_around.depth()));
-    ParentBlock<T> block;
-    for (int n = 0; n < 27; ++n) {
-        block[n] = values(n % 3, n / 3 % 3, n / 9);
-    }
-    return block;
 }
 
 #define SKELVAR_INSTANTIATE(T) template class QBSplineHalos<T>;
@@ -251,9 +250,10 @@ template <typename T, int WIDTH>
 void evalQBSplineHaloedRootTile(const T& in_background, const VoxelTile<T, 0, WIDTH>& in_tile,
                                 VoxelTile<T, 1, WIDTH>* out_tile)
 {
-    for (int region = 0; region < 27; ++region) {
-        Detail::fillQBSplineRootRegion(region, in_background, in_tile, *out_tile);
-    }
+    const Detail::HaloBox all = {{0, 0, 0}, {7, 7, 7}};
+    Detail::forEachValue(all, *out_tile, [&](int in_x, int in_y, int in_z, T& out_value) {
+        out_value = Detail::rootValue(in_x, in_y, in_z, in_background, in_tile);
+    });
 }
 
 template <typename T, int WIDTH>
@@ -265,11 +265,16 @@ void evalQBSplineHaloedTile(const VoxelTile<T, 1, WIDTH>& in_parent, int in_ci, 
     for (int n = 0; n < 27; ++n) {
         present |= in_block[n] != nullptr ? 1U << n : 0U;
     }
-    const Detail::ParentBlock<T> parent = Detail::parentBlock(in_parent, {in_ci, in_cj, in_ck});
+    constexpr Detail::RegionSet kAll = (1U << 27) - 1;
+    const Detail::RegionSet from_parent = Detail::regionsFromParent(kAll, present);
+    Detail::QBSplineBlock<T> parent;
+    parent.template take<7, 49>(&in_parent(in_ci, in_cj, in_ck));
     for (int region = 0; region < 27; ++region) {
-        const Detail::TileSet needed = Detail::kTilesToward[region];
-        Detail::fillQBSplineRegion(region, (present & needed) == needed, in_block, parent,
-                                   *out_tile);
+        if ((from_parent >> region & 1) != 0) {
+            Detail::fillRegion(region, parent, *out_tile);
+        } else {
+            Detail::copyRegion(Detail::boxOf(region), in_block, *out_tile);
+        }
     }
 }
 

@@ -165,6 +165,11 @@ TEST(VoxelSamplerQBSpline, DependsOnWhatWasSampledBefore)
     // Its parent is held with it: the same at the parent's depth, with 0 and 8.
     EXPECT_EQ(0.0f, fresh.sample({-4.5f, 0.5f, 0.5f}, 6));
     EXPECT_EQ(1.0f, used.sample({-4.5f, 0.5f, 0.5f}, 6));
+
+    // A tile may be held between two samples of one cell.
+    EXPECT_EQ(1.0f, fresh.sample(centre_of_cell_1));
+    fresh.updateCache(0, 7);
+    EXPECT_EQ(0.875f, fresh.sample(centre_of_cell_1));
 }
 
 TEST(VoxelSamplerQBSpline, FallsToTheBackgroundInTheOuterCellsOfARoot)
