@@ -106,28 +106,34 @@ inline int floorOf(float in_number)
     return whole - (in_number < static_cast<float>(whole));
 }
 
-/// The tiles of `Depth` that hold the ends of boxes. Plain loops without branches, for the vector
-/// unit: what lies beyond the domain, and what is not a number, counts as one cell beyond it on the
-/// side on which it meets nothing.
+/// The tiles of `Depth` that hold the ends of boxes. Loops for the vector unit, one for each test:
+/// of two tests in a row the compiler would make branches. What lies beyond the domain, and what is
+/// not a number, counts as one cell beyond it on the side on which it meets nothing.
 template <int Depth>
 void findSpans(const CellBoxes& in_boxes, long long in_count, TileSpans& out_spans)
 {
     constexpr unsigned side = kTileSideLUT[Depth];
     constexpr float first = -kTileOrigin;
     constexpr float last = kTileOrigin;
+    float lo[CellBoxes::kCapacity];
+    float hi[CellBoxes::kCapacity];
     for (int axis = 0; axis < 3; ++axis) {
-        const float* const lo = in_boxes.lo[axis];
-        const float* const hi = in_boxes.hi[axis];
+        for (long long n = 0; n < in_count; ++n) {
+            const float low_end = in_boxes.lo[axis][n];
+            const float high_end = in_boxes.hi[axis][n];
+            lo[n] = low_end < last + 1 ? low_end : last + 1;
+            hi[n] = high_end > first - 1 ? high_end : first - 1;
+        }
+        for (long long n = 0; n < in_count; ++n) {
+            lo[n] = lo[n] > first ? lo[n] : first;
+            hi[n] = hi[n] < last ? hi[n] : last;
+        }
         int* const low = out_spans.low[axis];
         int* const high = out_spans.high[axis];
         for (long long n = 0; n < in_count; ++n) {
-            float low_end = lo[n] < last + 1 ? lo[n] : last + 1;
-            low_end = low_end > first ? low_end : first;
-            low[n] = static_cast<int>(static_cast<unsigned>(floorOf(low_end) + kTileOrigin) / side);
-            float high_end = hi[n] > first - 1 ? hi[n] : first - 1;
-            high_end = high_end < last ? high_end : last;
+            low[n] = static_cast<int>(static_cast<unsigned>(floorOf(lo[n]) + kTileOrigin) / side);
             // A tile more below, so that the division does not meet a negative number.
-            high[n] = static_cast<int>((floorOf(high_end) + kTileOrigin + side) / side) - 1;
+            high[n] = static_cast<int>((floorOf(hi[n]) + kTileOrigin + side) / side) - 1;
         }
     }
 }
