@@ -122,6 +122,24 @@ void VoxelChannel<T>::setElemVoidPtr(const TileIndex& in_index, int in_i, int in
 }
 
 template <typename T>
+void VoxelChannel<T>::values(const CellIndex* in_cells, long long in_count, T* out_values) const
+{
+    constexpr long long kUnderWay = 256;
+    const T* places[kUnderWay];
+    for (long long begin = 0; begin < in_count; begin += kUnderWay) {
+        const long long count = std::min(kUnderWay, in_count - begin);
+        for (long long n = 0; n < count; ++n) {
+            const auto& [index, cell] = in_cells[begin + n];
+            places[n] = index.first < 0 ? &this->backgroundValue() : tile(index).data() + cell;
+            __builtin_prefetch(places[n]);
+        }
+        for (long long n = 0; n < count; ++n) {
+            out_values[begin + n] = *places[n];
+        }
+    }
+}
+
+template <typename T>
 int VoxelChannel<T>::numTiles(int in_depth) const
 {
     return m_blocks && Detail::isTileDepth(in_depth) ? static_cast<int>(tiles(in_depth).size()) : 0;

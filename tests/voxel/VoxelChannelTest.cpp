@@ -75,6 +75,28 @@ TYPED_TEST(VoxelChannelOf, SetFromAChannelTakesItsSizesAndValues)
     EXPECT_TRUE(holdsNumbers(*source));
 }
 
+TYPED_TEST(VoxelChannelOf, ValuesOfManyCellsAreThoseOfEachOrTheBackground)
+{
+    ShapeOnLayout on(3);
+    const auto channel = on.addChannel<TypeParam>("c");
+    std::vector<CellIndex> cells;
+    for (int n = 0; n < 600; ++n) {
+        cells.push_back({n % 7 == 0 ? kNoTileIndex : TileIndex{n * 101 % 375, 2}, n * 37 % 125});
+    }
+    const auto values = std::make_unique<TypeParam[]>(cells.size() + 1);
+    values[cells.size()] = valueOf<TypeParam>(9);
+
+    channel->values(cells.data(), static_cast<long long>(cells.size()), values.get());
+
+    for (std::size_t n = 0; n < cells.size(); ++n) {
+        ASSERT_EQ(n % 7 == 0 ? channel->backgroundValue()
+                             : cellValue<TypeParam>(cells[n].tile, cells[n].cell),
+                  values[n])
+            << n;
+    }
+    EXPECT_EQ(valueOf<TypeParam>(9), values[cells.size()]);
+}
+
 TEST(VoxelChannel, TileArrayPtrAnswersAnyIndex)
 {
     ShapeOnLayout on(1);
