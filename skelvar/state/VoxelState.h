@@ -46,8 +46,10 @@ public:
     enum VoxelStateHint : int {
         eHintDefault = 0,    ///< the stored item, unless the global hint says more
         eHintDoNotCopy = 1,  ///< the stored item itself
-        eHintCopy = 2,       ///< a new item that shares the heavy data with the stored one
-        eHintCopyData = 3,   ///< a new item with data of its own
+        /// A new item that shares the heavy data with the stored one. All items that were fetched
+        /// so, and the stored one, have the same arrays: what is written into one shows in all.
+        eHintCopy = 2,
+        eHintCopyData = 3,  ///< a new item with data of its own
     };
 
     class OffloadManager;

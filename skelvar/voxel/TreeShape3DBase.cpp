@@ -74,15 +74,18 @@ void TreeShape3DBase::setLayout(const std::shared_ptr<TreeLayout3DBase>& in_layo
     m_layout_name = in_layout ? in_layout->name() : std::string();
     if (in_layout) {
         in_layout->addObserver(this);
+        m_is_observing = true;
         TreeShape3DBase::dxChanged(in_layout->MVS());
     }
 }
 
 void TreeShape3DBase::unsubscribe()
 {
-    if (const std::shared_ptr<TreeLayout3DBase> layout = layoutPtr()) {
+    // A copy that never observed the layout leaves its list, which is for one thread, alone.
+    if (const std::shared_ptr<TreeLayout3DBase> layout = layoutPtr(); layout && m_is_observing) {
         layout->removeObserver(this);
     }
+    m_is_observing = false;
 }
 
 template <typename Body>

@@ -121,7 +121,8 @@ public:
     void sync(const std::set<std::string>& in_except);
 
     /// A copy of the shape without a subscription to the layout. Its channels are copies by the
-    /// flags of `TreeChannel3DBase::copy`; with both flags false only their names are kept.
+    /// flags of `TreeChannel3DBase::copy`; with both flags false only their names are kept. Copies
+    /// that share, and the shape itself, have the same arrays: what one writes all read.
     virtual std::shared_ptr<TreeShape3DBase> copy(bool in_copy_data, bool in_share) const = 0;
     /// As `copy`, into a shape of the same class, whose table is replaced; it keeps its state
     /// server id if it has one. Throws `std::runtime_error` on another class.
@@ -191,6 +192,7 @@ private:
     std::string m_layout_name;
     std::string m_object_name;
     std::weak_ptr<TreeLayout3DBase> m_layout;
+    bool m_is_observing = false;  ///< the layout
     std::weak_ptr<BObject> m_object;
     ChannelMap m_channels;
     float m_voxel_size = 1.0f;

@@ -52,6 +52,27 @@ TEST(ShapeLayout, IsObservedOnceAndLeftBehind)
     EXPECT_TRUE(second->observers().empty());
 }
 
+TEST(ShapeLayout, IsLeftAloneByACopyThatNeverObservedIt)
+{
+    struct Layout : VoxelLayout {
+        void removeObserver(TreeLayout3DObserver* in_observer) override
+        {
+            ++removals;
+            VoxelLayout::removeObserver(in_observer);
+        }
+        int removals = 0;
+    };
+    const auto layout = std::make_shared<Layout>();
+    const auto shape = std::make_shared<VoxelShape>("s");
+    shape->setLayout(layout);
+
+    shape->copy(true, false).reset();
+    EXPECT_EQ(0, layout->removals);
+    shape->copy(true, false)->setLayout(layout);
+    EXPECT_EQ(1, layout->removals);
+    EXPECT_EQ(1u, layout->observers().size());
+}
+
 TEST(ShapeSync, ReachesAllChannelsButTheNamed)
 {
     struct Synced : VoxelChannel<float> {
