@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 
 namespace Skelvar::Tool::Test {
@@ -222,6 +223,26 @@ TEST_F(KvfProgram, SolveAddsTheResultAndDrawsTheResiduals)
     EXPECT_EQ(0, kvf("solve poisson u.kvf --rhs u --out u --sides neumann").status);
     EXPECT_EQ(3u, jsonOf("info u.kvf")[0]["channels"].size());
     EXPECT_FALSE(before == folder.read("u.kvf"));
+}
+
+TEST_F(KvfProgram, SolveRefusesChannelsThatItCannotReadOrWrite)
+{
+    {
+        const ShapeFile file = loadShapeFile(folder.path("cube.kvf"));
+        const std::string shape = file.shape->name();
+        file.state->newVoxelChannel<float>("faces", shape, eOffsetFaceX, 0.0f);
+        file.state->newVoxelChannel<float>("holes", shape, eOffsetCentre, std::nanf(""));
+        file.state->newVoxelChannel<int>("count", shape, eOffsetCentre, 1);
+        saveShapeFile(*file.state, folder.path("odd.kvf"), shape, file.channelNames(), 0, 0);
+    }
+    expectFailures({
+        {1, "solve poisson odd.kvf --rhs faces --out u", "centres"},
+        {1, "solve poisson odd.kvf --rhs distance --out faces", "centres"},
+        {1, "solve poisson odd.kvf --rhs holes --out u", "nan"},
+        {1, "solve poisson odd.kvf --rhs distance --out count", "int32"},
+        {2, "solve poisson odd.kvf --rhs distance --out u --plot odd.kvf", "is a KVF file"},
+        {2, "solve poisson odd.kvf --rhs distance --out u --tolerance inf", "--tolerance"},
+    });
 }
 
 TEST_F(KvfProgram, DumpWritesAText)

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <cmath>
 #include <optional>
 #include <utility>
 
@@ -30,8 +31,9 @@ Option Option::notNegative()
     m_option->check(
         [](const std::string& in_text) {
             double number = 0.0;
-            const bool fits = CLI::detail::lexical_cast(in_text, number) && number >= 0.0;
-            return fits ? std::string() : in_text + " is not a number of 0 or more";
+            const bool fits = CLI::detail::lexical_cast(in_text, number) && number >= 0.0 &&
+                              std::isfinite(number);
+            return fits ? std::string() : in_text + " is not a finite number of 0 or more";
         },
         "FLOAT");
     return *this;

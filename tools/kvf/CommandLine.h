@@ -24,6 +24,7 @@ public:
     Option showDefault();
     /// Both ends included.
     Option inRange(long long in_least, long long in_greatest);
+    /// Nor infinite.
     Option notNegative();
     Option oneOf(std::vector<std::string> in_values);
     /// Not together with the option of that name, which must have been declared.

@@ -39,7 +39,7 @@ struct SolveArguments {
     bool force = false;
 };
 
-/// The channel as one of float. Throws `ToolError` if it is another.
+/// The channel as one of float at the centres of cells. Throws `ToolError` if it is another.
 std::shared_ptr<FloatChannel> floatChannel(const std::shared_ptr<TreeChannel3DBase>& in_channel)
 {
     if (!in_channel->isCastableTo(FloatChannel::typeName())) {
@@ -47,12 +47,19 @@ std::shared_ptr<FloatChannel> floatChannel(const std::shared_ptr<TreeChannel3DBa
                                          in_channel->typeMeta()->typeName() + ", not a " +
                                          FloatChannel::typeName());
     }
+    if (in_channel->offsetType() != eOffsetCentre) {
+        throw ToolError(eDataSaysNo, in_channel->name() + " has its values on faces, edges or " +
+                                         "corners, not at the centres of cells");
+    }
     return std::static_pointer_cast<FloatChannel>(in_channel);
 }
 
 /// The channel for the result: a new one, or the one of that name.
 std::shared_ptr<FloatChannel> resultChannel(const ShapeFile& in_file, const std::string& in_name)
 {
+    if (in_file.shape->hasChannel(in_name)) {
+        return floatChannel(in_file.shape->channelBasePtr(in_name));
+    }
     const std::string name =
         in_name.find('/') == std::string::npos ? in_file.shape->name() + "/" + in_name : in_name;
     if (NS::substitueBadChars(name, '_') != name) {
@@ -118,9 +125,17 @@ Solution solvePoisson(const VoxelLayout& in_layout, const FloatChannel& in_sourc
     forTiles(in_layout, [&](int in_depth, int in_tile) {
         const double width = VoxelLayout::cellWidth(in_depth);
         const double scale = width * width * width * double(in_layout.MVS() * in_layout.MVS());
+        const VoxelLayoutNode& node = in_layout.node(in_tile, in_depth);
         const float* const source = in_source.tile(in_tile, in_depth).data();
-        std::transform(source, source + kTileSize, b.tileData(in_tile, in_depth),
-                       [&](float in_value) { return float(scale * double(in_value)); });
+        float* const values = b.tileData(in_tile, in_depth);
+        for (int cell = 0; cell < kTileSize; ++cell) {
+            values[cell] = float(scale * double(source[cell]));
+            if (!std::isfinite(values[cell]) && !node.childExists(cell)) {
+                throw ToolError(eDataSaysNo, "channel " + in_source.name() +
+                                                 " cannot be solved for: it holds " +
+                                                 shortNumber(double(source[cell])));
+            }
+        }
     });
     GenericDenseVector<int> ids(in_layout, -1);
     array1<std::pair<int, int>> pairs;
