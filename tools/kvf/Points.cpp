@@ -13,6 +13,8 @@ namespace Skelvar::Tool {
 
 namespace {
 
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";  // spreadsheets begin with it
+
 std::string_view trimmed(std::string_view in_text)
 {
     constexpr std::string_view kBlanks = " \t\r";
@@ -87,7 +89,9 @@ std::vector<vec3f> readPoints(const std::string& in_path)
     long long number = 0;
     while (std::getline(file, line)) {
         ++number;
-        const std::string_view text = trimmed(line);
+        const bool has_mark = number == 1 && line.starts_with(kByteOrderMark);
+        const std::string_view text =
+            trimmed(std::string_view(line).substr(has_mark ? kByteOrderMark.size() : 0));
         if (text.empty() || text.front() == '#') {
             continue;
         }
