@@ -115,7 +115,7 @@ TEST_F(SamplingCommands, SampleReadsPointsFromLinesAndFiles)
             EXPECT_EQ(rows[n], sample(alone.str())[0]) << n;
         }
     }
-    folder.write("points.csv", "x,y,z\n# a remark\n1.05, 0, 0\n\n -1.05,0,0,extra\r\n");
+    folder.write("points.csv", "\xEF\xBB\xBFx,y,z\n# a remark\n1.05, 0, 0\n\n -1.05,0,0,extra\r\n");
     const auto rows = sample("distance --points points.csv");
     ASSERT_EQ(2u, rows.size());
     EXPECT_NEAR(0.05, rows[1][3], 1e-5);
@@ -129,7 +129,9 @@ TEST_F(SamplingCommands, SampleTellsWhatIsWrong)
     expectFailures({
         {3, sample + "distance --points broken.csv", "broken.csv, line 3"},
     });
-    folder.write("broken.csv", "a,b,c\n");
+    folder.write("broken.csv", "\x1b[2J\x07,b,c\n");
+    EXPECT_EQ("kvf: broken.csv, line 1: no three numbers with commas between them:  [2J ,b,c\n",
+              kvf(sample + "distance --points broken.csv").error);
     expectFailures({
         {3, sample + "distance --points broken.csv", "line 1"},
         {3, sample + "distance --points absent.csv", "absent.csv"},
@@ -200,6 +202,9 @@ TEST_F(SamplingCommands, RenderTellsWhatIsWrong)
         {2, render + "distance --size 4x90", "--size"},
         {2, render + "distance --camera 1,2", "--camera"},
         {2, render + "distance --camera 1,2,0", "zoom"},
+        {2, render + "distance --camera nan,2,1", "finite"},
+        {2, render + "distance --camera 1,2,inf", "finite"},
+        {2, render + "distance --size 32x32 -o cube.kvf", "is a KVF file"},
         {1, render + "normal", "distances"},
         {3, render + "distance --size 32x32 -o absent/a.png", "absent/a.png"},
     });

@@ -31,16 +31,10 @@ void checkReadable(const std::string& in_path)
     if (std::filesystem::is_directory(in_path, error)) {
         throw ToolError(eFileUnreadable, in_path + " is a folder");
     }
-    std::ifstream stream(in_path, std::ios::binary);
-    unsigned char bytes[4] = {};
-    if (!stream) {
+    if (!std::ifstream(in_path)) {
         throw ToolError(eFileUnreadable, in_path + " cannot be opened");
     }
-    stream.read(reinterpret_cast<char*>(bytes), 4);
-    const unsigned int magic = static_cast<unsigned int>(bytes[0]) << 24 |
-                               static_cast<unsigned int>(bytes[1]) << 16 |
-                               static_cast<unsigned int>(bytes[2]) << 8 | bytes[3];
-    if (!stream || magic != kKvfMagic) {
+    if (!isKvfFile(in_path)) {
         throw ToolError(eFileUnreadable, in_path + " is not a KVF file");
     }
 }

@@ -22,9 +22,6 @@ struct DumpArguments {
 FrameResult dumpFile(const FrameTask& in_task, bool in_verbose)
 {
     const QuietOutput quiet;  // the error's text says it all
-    if (KVFInfo info; kvfInfo(in_task.output, info)) {
-        throw ToolError(eMisuse, in_task.output + " is a KVF file; give OUT another name");
-    }
     OutputFile output(withFolder(in_task.output));
     const bool is_written = kvfDump(in_task.input, output.path(), in_verbose);
     const std::string& error = kvfLastError();

@@ -1,13 +1,17 @@
 #include <tools/kvf/Output.h>
 
+#include <skelvar/io/KvfFormat.h>
+
 #include <tools/kvf/ToolError.h>
 #include <tools/kvf/picture/Canvas.h>
 
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <mutex>
 #include <random>
@@ -88,6 +92,26 @@ void printOutput(const std::string& in_text)
     }
 }
 
+void printFailure(std::string in_message)
+{
+    // What a file is made of may be part of it, and must not speak to the terminal.
+    std::replace_if(
+        in_message.begin(), in_message.end(),
+        [](char in_char) { return static_cast<unsigned char>(in_char) < 0x20 || in_char == 0x7f; },
+        ' ');
+    std::fprintf(stderr, "kvf: %s\n", in_message.c_str());
+}
+
+bool isKvfFile(const std::string& in_path)
+{
+    std::ifstream stream(in_path, std::ios::binary);
+    unsigned int magic = 0;
+    for (int n = 0; n < 4; ++n) {
+        magic = magic << 8 | static_cast<unsigned char>(stream.get());
+    }
+    return stream && magic == kKvfMagic;
+}
+
 void checkMayWrite(const std::string& in_path, bool in_force)
 {
     std::error_code error;
@@ -102,6 +126,9 @@ OutputFile::OutputFile(const std::string& in_name) : m_name(in_name)
     if (std::error_code error; std::filesystem::exists(in_name, error)) {
         if (!std::filesystem::is_regular_file(in_name, error)) {
             throw ToolError(eFileUnreadable, in_name + " cannot be written: it is no plain file");
+        }
+        if (isKvfFile(in_name)) {
+            throw ToolError(eMisuse, in_name + " is a KVF file; give the output another name");
         }
         m_name = std::filesystem::canonical(in_name).string();
     }

@@ -22,6 +22,12 @@ public:
 /// Writes to standard output, whole, also while another thread keeps it quiet. Any thread.
 void printOutput(const std::string& in_text);
 
+/// Writes a failure to standard error as one line, whatever the message holds.
+void printFailure(std::string in_message);
+
+/// Whether a file can be read and starts as a KVF file does.
+bool isKvfFile(const std::string& in_path);
+
 /// Throws `ToolError` with `eMisuse` if the file is there and may not be overwritten.
 void checkMayWrite(const std::string& in_path, bool in_force);
 
@@ -30,6 +36,8 @@ void checkMayWrite(const std::string& in_path, bool in_force);
 /// long as it lives.
 class OutputFile {
 public:
+    /// Throws `ToolError`: `eMisuse` if a KVF file has the name, which nothing of another kind may
+    /// replace, `eFileUnreadable` if no plain file has it.
     explicit OutputFile(const std::string& in_name);
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;

@@ -9,6 +9,8 @@
 #include <tools/kvf/ToolError.h>
 #include <tools/kvf/picture/SurfacePicture.h>
 
+#include <cmath>
+
 namespace Skelvar::Tool {
 
 void writeRender(const ShapeFile& in_file, const RenderRequest& in_request)
@@ -22,8 +24,9 @@ void writeRender(const ShapeFile& in_file, const RenderRequest& in_request)
     if (shape->layout().empty() || !channel->blockDataPtr()) {
         throw ToolError(eDataSaysNo, in_file.path + ": the layout has no tiles");
     }
-    if (!(in_request.zoom > 0.0f)) {
-        throw ToolError(eMisuse, "the zoom of the camera must be above 0");
+    if (!std::isfinite(in_request.azimuth + in_request.elevation + in_request.zoom) ||
+        !(in_request.zoom > 0.0f)) {
+        throw ToolError(eMisuse, "the camera wants finite numbers, and a zoom above 0");
     }
     const SurfaceView view =
         chooseSurfaceView(*shape, in_request.azimuth, in_request.elevation, in_request.zoom,

@@ -91,11 +91,9 @@ private:
         m_progress.wipe();
         printOutput(in_result.text);
         if (!in_result.error.empty()) {
-            std::string line = in_result.error;
-            std::replace(line.begin(), line.end(), '\n', ' ');
             const std::string frame =
                 in_task.frame ? "frame " + std::to_string(*in_task.frame) + ": " : std::string();
-            std::fprintf(stderr, "kvf: %s%s\n", frame.c_str(), line.c_str());
+            printFailure(frame + in_result.error);
         }
     }
 

@@ -2,10 +2,10 @@
 
 #include <tools/kvf/CommandLine.h>
 #include <tools/kvf/Commands.h>
+#include <tools/kvf/Output.h>
 
 #include <CLI/CLI.hpp>
 
-#include <cstdio>
 #include <iostream>
 #include <new>
 #include <string>
@@ -14,16 +14,10 @@ namespace Skelvar::Tool {
 
 namespace {
 
-/// The one line of a failure, whatever line ends the text may hold.
-int fail(ExitStatus in_status, std::string in_message)
+int fail(ExitStatus in_status, const std::string& in_message)
 {
-    for (char& c : in_message) {
-        if (c == '\n' || c == '\r') {
-            c = ' ';
-        }
-    }
     std::cout.flush();
-    std::fprintf(stderr, "kvf: %s\n", in_message.c_str());
+    printFailure(in_message);
     return in_status;
 }
 
