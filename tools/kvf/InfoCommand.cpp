@@ -1,6 +1,5 @@
 #include <skelvar/io/Kvf.h>
 
-#include <tools/kvf/CommandLine.h>
 #include <tools/kvf/Commands.h>
 #include <tools/kvf/Format.h>
 #include <tools/kvf/Reports.h>
@@ -8,19 +7,11 @@
 
 #include <nlohmann/json.hpp>
 
-#include <memory>
-
 namespace Skelvar::Tool {
 
 namespace {
 
 using nlohmann::json;
-
-struct InfoArguments {
-    std::vector<std::string> files;
-    FrameOptions frames;
-    bool as_json = false;
-};
 
 std::vector<KvfChannelSize> readSizes(const std::string& in_path)
 {
@@ -102,17 +93,9 @@ std::string infoText(const std::string& in_path)
 
 void addInfoCommand(Command& io_tool, ExitStatus& out_status)
 {
-    const auto arguments = std::make_shared<InfoArguments>();
-    Command command =
-        io_tool.command("info", "Tells what files hold and how large it is, without loading them");
-    command.option("FILE", arguments->files, "files to read").required();
-    arguments->frames.may_mix = true;
-    addFrameOptions(command, false, arguments->frames);
-    command.flag("--json", arguments->as_json, "print a JSON array, one entry a file");
-    command.onRun([arguments, &out_status] {
-        out_status = runReports(arguments->files, arguments->frames, arguments->as_json,
-                                {"reading headers", infoText, infoJson});
-    });
+    addReportCommand(io_tool, "info",
+                     "Tells what files hold and how large it is, without loading them", true,
+                     {"reading headers", infoText, infoJson}, out_status);
 }
 
 }  // namespace Skelvar::Tool

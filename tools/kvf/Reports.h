@@ -13,10 +13,11 @@ struct Reporter {
     std::function<nlohmann::json(const std::string& in_path)> json;
 };
 
-/// Tells of each file in text, headed by its path, or of all that can be read in one JSON array.
-/// The paths may be of sequences. Gives the greatest status; throws `ToolError` as `selectFrames`
-/// does, and if there is but one file and it fails.
-ExitStatus runReports(const std::vector<std::string>& in_paths, const FrameOptions& in_options,
-                      bool in_as_json, const Reporter& in_reporter);
+/// Adds a command that tells of each file in text, headed by its path, or with --json of all that
+/// can be read in one JSON array. The paths may be of sequences, and those be of several shapes if
+/// they may mix. The status is the greatest of all files; the command throws `ToolError` as
+/// `selectFrames` does, and if there is but one file and it fails.
+void addReportCommand(Command& io_tool, const std::string& in_name, const std::string& in_help,
+                      bool in_may_mix, const Reporter& in_reporter, ExitStatus& out_status);
 
 }  // namespace Skelvar::Tool

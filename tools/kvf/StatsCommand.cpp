@@ -1,7 +1,6 @@
 #include <skelvar/voxel/VoxelShape.h>
 
 #include <tools/kvf/ChannelValues.h>
-#include <tools/kvf/CommandLine.h>
 #include <tools/kvf/Commands.h>
 #include <tools/kvf/Format.h>
 #include <tools/kvf/Reports.h>
@@ -9,7 +8,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include <memory>
 #include <sstream>
 
 namespace Skelvar::Tool {
@@ -17,12 +15,6 @@ namespace Skelvar::Tool {
 namespace {
 
 using nlohmann::json;
-
-struct StatsArguments {
-    std::vector<std::string> files;
-    FrameOptions frames;
-    bool as_json = false;
-};
 
 json toJson(const ComponentStats& in_stats)
 {
@@ -105,17 +97,10 @@ json statsJson(const std::string& in_path)
 
 void addStatsCommand(Command& io_tool, ExitStatus& out_status)
 {
-    const auto arguments = std::make_shared<StatsArguments>();
-    Command command = io_tool.command("stats",
-                                      "Tells least, greatest and mean finite value, and "
-                                      "NaN and Inf counts, by channel and depth");
-    command.option("FILE", arguments->files, "files to read").required();
-    addFrameOptions(command, false, arguments->frames);
-    command.flag("--json", arguments->as_json, "print a JSON array, one entry a file");
-    command.onRun([arguments, &out_status] {
-        out_status = runReports(arguments->files, arguments->frames, arguments->as_json,
-                                {"reading", statsText, statsJson});
-    });
+    addReportCommand(
+        io_tool, "stats",
+        "Tells least, greatest and mean finite value, and NaN and Inf counts, by channel and depth",
+        false, {"reading", statsText, statsJson}, out_status);
 }
 
 }  // namespace Skelvar::Tool

@@ -5,7 +5,6 @@
 #include <skelvar/voxel/TreeShape3DBase.h>
 
 #include <tools/kvf/ChannelValues.h>
-#include <tools/kvf/CommandLine.h>
 #include <tools/kvf/Commands.h>
 #include <tools/kvf/Format.h>
 #include <tools/kvf/Reports.h>
@@ -13,19 +12,11 @@
 
 #include <nlohmann/json.hpp>
 
-#include <memory>
-
 namespace Skelvar::Tool {
 
 namespace {
 
 using nlohmann::json;
-
-struct TreeArguments {
-    std::vector<std::string> files;
-    FrameOptions frames;
-    bool as_json = false;
-};
 
 /// What one depth of a tree holds.
 struct DepthReport {
@@ -139,17 +130,10 @@ std::string treeText(const std::string& in_path)
 
 void addTreeCommand(Command& io_tool, ExitStatus& out_status)
 {
-    const auto arguments = std::make_shared<TreeArguments>();
-    Command command = io_tool.command(
-        "tree", "Tells what the tree of a file is like: its depths, roots, grading and soundness");
-    command.option("FILE", arguments->files, "files to read").required();
-    arguments->frames.may_mix = true;
-    addFrameOptions(command, false, arguments->frames);
-    command.flag("--json", arguments->as_json, "print a JSON array, one entry a file");
-    command.onRun([arguments, &out_status] {
-        out_status = runReports(arguments->files, arguments->frames, arguments->as_json,
-                                {"reading", treeText, treeJson});
-    });
+    addReportCommand(
+        io_tool, "tree",
+        "Tells what the tree of a file is like: its depths, roots, grading and soundness", true,
+        {"reading", treeText, treeJson}, out_status);
 }
 
 }  // namespace Skelvar::Tool
