@@ -136,9 +136,9 @@ Detail::RegionSet regionsFromParent(const Detail::StencilPlace& in_place)
     Detail::RegionSet touched = 0;
     Detail::TileSet present = 0;
     for (int n = 0; n < 8; ++n) {
-        const int region = Detail::tilePlace(0, 0, 0) + regions[n];
-        touched |= 1U << region;
-        present |= (*in_place.slot[n] >= 0 ? 1U : 0U) << region;
+        const Detail::RegionSet region = 1U << (Detail::tilePlace(0, 0, 0) + regions[n]);
+        touched |= region;
+        present |= *in_place.slot[n] >= 0 ? region : 0U;
     }
     return Detail::regionsFromParent(touched, present);
 }
