@@ -163,10 +163,13 @@ VoxelStateResult VoxelStateSMP::copyShape(const std::string& in_source_shape,
 
 namespace {
 
-/// Whether the channels of one shape fit the other, tile by tile: data that did not would leave
-/// the other's channels out of step.
-bool fitsTileByTile(const TreeShape3DBase& in_source, const TreeShape3DBase& in_target)
+/// Whether the channels of one shape fit the other, in kind and tile by tile: data that did not
+/// would leave the other's channels out of step.
+bool fits(const TreeShape3DBase& in_source, const TreeShape3DBase& in_target)
 {
+    if (!in_target.isCastableTo(in_source.typeMeta()->typeName())) {
+        return false;
+    }
     const auto source = in_source.layoutPtr();
     const auto target = in_target.layoutPtr();
     for (int depth = 0; source && target && depth < kNumDepths; ++depth) {
@@ -195,7 +198,7 @@ VoxelStateResult VoxelStateSMP::copyChannel(const std::string& in_source_shape,
     ensureData(in_source_shape);
     const auto source = m_maps->findShape(in_source_shape);
     const auto target = m_maps->findShape(in_destination_shape);
-    if (!source || !target || (source != target && !fitsTileByTile(*source, *target)) ||
+    if (!source || !target || (source != target && !fits(*source, *target)) ||
         !canCopyChannels(*source, in_destination_shape, target.get(), in_channels)) {
         return kVoxelStateFailed;
     }
@@ -223,6 +226,7 @@ std::shared_ptr<BObject> copyObjectTo(VoxelState& io_destination, const std::str
         }
     }
     in_source->copyInto(target);
+    target->setName(in_name);  // the source may have another by now
     for (const auto& shape : held) {
         target->updateShape(shape);
     }

@@ -2,6 +2,7 @@
 
 #include <skelvar/base/UniqueName.h>
 #include <skelvar/mesh/Mesh.h>
+#include <skelvar/particles/ParticleShape.h>
 #include <skelvar/state/BObject.h>
 #include <skelvar/state/VoxelStateSMPMaps.h>
 
@@ -51,6 +52,7 @@ struct Model {
         int object_id;            ///< 0 for none
         std::string layout = {};  ///< the name, which lasts too
         bool has_layout = false;
+        bool is_particles = false;
     };
 
     struct Object {
@@ -76,6 +78,11 @@ struct Model {
         return all;
     }
     bool free(const std::string& in_name) const { return !keys().contains(in_name); }
+    bool isParticles(const std::string& in_shape) const
+    {
+        const auto shape = shapes.find(in_shape);
+        return shape != shapes.end() && shape->second.is_particles;
+    }
     NS::NameSet channelsOn(const std::string& in_shape) const
     {
         NS::NameSet names;
@@ -123,7 +130,7 @@ struct Model {
         return nullptr;
     }
     bool addShape(const std::string& in_name, const std::string& in_layout,
-                  const std::string* in_object)
+                  const std::string* in_object, bool in_is_particles)
     {
         const auto object = in_object ? objects.find(*in_object) : objects.end();
         if (!layouts.contains(in_layout) || (in_object && object == objects.end())) {
@@ -137,7 +144,7 @@ struct Model {
             return false;  // the object keeps the shape all the same
         }
         shapes[in_name] = {in_object ? *in_object : "", in_object ? object->second.id : 0,
-                           in_layout, true};
+                           in_layout, true, in_is_particles};
         return true;
     }
     bool addChannel(const std::string& in_key, const std::string& in_name,
@@ -225,7 +232,8 @@ bool Model::copyShape(const std::string& in_from, const std::string& in_to,
         !copyChannels(in_from, in_to, in_layout, in_pairs)) {
         return false;
     }
-    shapes[in_to] = {shapes[in_from].object, shapes[in_from].object_id, in_layout, true};
+    shapes[in_to] = shapes[in_from];
+    shapes[in_to].layout = in_layout;
     layouts.insert(in_layout);
     return true;
 }
@@ -356,6 +364,8 @@ private:
     void removeChannel();
     VoxelState::NamePairs anyPairs(const std::string& in_shape);
     void copyItems();
+    void copyToAnotherServer();
+    void mergeFromAnotherServer();
     void moveNames();
     void bringBackCopies();
 
@@ -371,7 +381,7 @@ void expectSame(bool in_expected, VoxelStateResult in_result)
 
 void StoreAndModel::step()
 {
-    const int dice = below(90);
+    const int dice = below(100);
     if (dice == 0) {
         m_model = Model();
         m_server->clear();
@@ -387,8 +397,12 @@ void StoreAndModel::step()
         copyItems();
     } else if (dice < 80) {
         moveNames();
-    } else {
+    } else if (dice < 90) {
         bringBackCopies();
+    } else if (dice < 95) {
+        copyToAnotherServer();
+    } else {
+        mergeFromAnotherServer();
     }
 }
 
@@ -397,8 +411,14 @@ void StoreAndModel::makeItem()
     const std::string name = anyName();
     std::string object = anyName();
     const std::string layout = anyName();
-    std::shared_ptr<VoxelShape> shape;
-    std::shared_ptr<TreeShape3DBase> shape_base;
+    const bool is_particles = below(3) == 0;
+    const auto new_shape = [&](std::string* in_object) {
+        std::shared_ptr<VoxelShape> voxels;
+        std::shared_ptr<ParticleShape> particles;
+        return is_particles ? m_server->newParticleShape(name, layout, in_object, particles)
+                            : m_server->newVoxelShape(name, layout, in_object, voxels);
+    };
+    std::shared_ptr<TreeShape3DBase> shape;
     switch (below(6)) {
         case 0:
             return expectSame(m_model.addObject(name), m_server->newObject(name));
@@ -413,19 +433,20 @@ void StoreAndModel::makeItem()
         case 3: {
             const bool expected = m_model.free(name);
             if (expected) {
-                m_model.shapes[name] = {"", 0};
+                m_model.shapes[name] = {"", 0, "", false, is_particles};
             }
-            return expectSame(expected, m_server->newShape("VoxelShape", name, shape_base));
+            const char* const type = is_particles ? "ParticleShape" : "VoxelShape";
+            return expectSame(expected, m_server->newShape(type, name, shape));
         }
         case 4:
-            return expectSame(m_model.addShape(name, layout, nullptr),
-                              m_server->newVoxelShape(name, layout, nullptr, shape));
+            return expectSame(m_model.addShape(name, layout, nullptr, is_particles),
+                              new_shape(nullptr));
         default:
             if (!m_model.free(name) && below(20) > 0) {
                 return;  // the object would keep a shape that the store does not have
             }
-            return expectSame(m_model.addShape(name, layout, &object),
-                              m_server->newVoxelShape(name, layout, &object, shape));
+            return expectSame(m_model.addShape(name, layout, &object, is_particles),
+                              new_shape(&object));
     }
 }
 
@@ -434,20 +455,23 @@ void StoreAndModel::makeChannel()
     const std::string shape = anyName();
     const std::string name = anyName();
     std::shared_ptr<TreeChannel3DBase> channel;
+    const bool is_particles = m_model.isParticles(shape);
+    const char* const type = is_particles ? "ParticleChannel<float>" : "VoxelChannel<float>";
     switch (below(3)) {
         case 0: {
             const std::string unique = freeName(m_model.channelsOn(shape), name);
             return expectSame(m_model.addChannel(shape + "." + unique, unique, shape),
-                              m_server->newChannel("VoxelChannel<float>", name, shape, channel));
+                              m_server->newChannel(type, name, shape, channel));
         }
         case 1:
             return expectSame(m_model.addChannel(name, name, shape),
-                              m_server->newVoxelChannel<int>(name, shape, eOffsetCentre, 1));
+                              is_particles
+                                  ? m_server->newParticleChannel<int>(name, shape, 1)
+                                  : m_server->newVoxelChannel<int>(name, shape, eOffsetCentre, 1));
         default: {
             const std::string path = shape + "." + name;
-            return expectSame(
-                m_model.addChannel(path, path, shape),
-                m_server->deprecated_newChannel("VoxelChannel<float>", path, shape, channel));
+            return expectSame(m_model.addChannel(path, path, shape),
+                              m_server->deprecated_newChannel(type, path, shape, channel));
         }
     }
 }
@@ -504,9 +528,68 @@ void StoreAndModel::copyItems()
     const std::string to = anyShape();
     SCOPED_TRACE(testing::Message() << "copy channels of " << from << " to " << to << ": "
                                     << testing::PrintToString(pairs));
-    const bool can_copy = m_model.shapes.contains(from) && m_model.shapes.contains(to);
+    const bool can_copy = m_model.shapes.contains(from) && m_model.shapes.contains(to) &&
+                          m_model.isParticles(from) == m_model.isParticles(to);
     expectSame(pairs.empty() || (can_copy && m_model.copyChannels(from, to, to, pairs)),
                m_server->copyChannel(from, to, pairs));
+}
+
+/// What another server gets is what the model has; the store itself stays as it is.
+void StoreAndModel::copyToAnotherServer()
+{
+    const std::string from = anyShape();
+    const auto entry = m_model.shapes.find(from);
+    NS::NameSet keys = {from};
+    Names channels;
+    bool expected = entry != m_model.shapes.end() && entry->second.has_layout;
+    if (expected) {
+        // The object of that name may be gone, and the name another item's.
+        expected =
+            keys.insert(entry->second.object).second && keys.insert(entry->second.layout).second;
+        for (const std::string& name : m_model.channelsOn(from)) {
+            if (below(2) == 0) {
+                channels.push_back(name);
+                expected = keys.insert(m_model.isMarked(name) ? name : from + "." + name).second &&
+                           expected;
+            }
+        }
+    }
+    const ScopedStateServer other;
+    SCOPED_TRACE("copy shape " + from + " with " + testing::PrintToString(channels));
+    expectSame(expected, m_server->copyShapeTo(*other, from, channels));
+    if (expected) {
+        const Names names = other->maps().names();
+        EXPECT_EQ(keys, NS::NameSet(names.begin(), names.end()));
+        EXPECT_EQ(channels.size(), other->maps().findShape(from)->channels().size());
+    }
+}
+
+/// A shape with a channel, each of a name that is free here, of an object that may be here already.
+void StoreAndModel::mergeFromAnotherServer()
+{
+    std::string object = anyName();
+    const std::string shape = freshName();
+    const std::string layout = freshName();
+    const std::string channel = shape + "/c";
+    // "a1" and "a01" are one name.
+    if (m_model.has_refused || NS::NameSet{object, shape, layout, channel}.size() < 4 ||
+        !m_model.free(shape) || !m_model.free(layout) || !m_model.free(channel) ||
+        (!m_model.objects.contains(object) && !m_model.addObject(object)) ||
+        m_model.objects[object].shapes.contains(shape)) {
+        return;
+    }
+    m_model.layouts.insert(layout);
+    ASSERT_TRUE(m_model.addShape(shape, layout, &object, true));
+    ASSERT_TRUE(m_model.addChannel(channel, channel, shape));
+    SCOPED_TRACE("merge shape " + shape + " on " + layout + " of " + object);
+    const ScopedStateServer other;
+    std::shared_ptr<ParticleShape> made;
+    other->newObject(object);
+    other->newVoxelLayout(layout, 1.0f);
+    other->newParticleShape(shape, layout, &object, made);
+    other->newParticleChannel<float>(channel, shape, 1.0f);
+
+    expectSame(true, m_server->mergeIn(*other, {shape}));
 }
 
 void StoreAndModel::moveNames()
@@ -551,12 +634,17 @@ void StoreAndModel::bringBackCopies()
         if (below(3) == 0) {
             continue;
         }
-        std::shared_ptr<VoxelShape> shape;
-        ASSERT_EQ(kVoxelStateOk, m_server->voxelShape(shape_name, shape, object, hint));
+        std::shared_ptr<VoxelShape> voxels;
+        std::shared_ptr<ParticleShape> particles;
+        ASSERT_EQ(kVoxelStateOk, m_model.isParticles(shape_name)
+                                     ? m_server->particleShape(shape_name, particles, object, hint)
+                                     : m_server->voxelShape(shape_name, voxels, object, hint));
         if (m_model.shapes[shape_name].has_layout && below(2) == 0) {
             layouts.emplace_back();
-            ASSERT_EQ(kVoxelStateOk, m_server->voxelLayout(m_model.shapes[shape_name].layout, shape,
-                                                           layouts.back(), hint));
+            const std::string& layout = m_model.shapes[shape_name].layout;
+            ASSERT_EQ(kVoxelStateOk,
+                      particles ? m_server->voxelLayout(layout, particles, layouts.back(), hint)
+                                : m_server->voxelLayout(layout, voxels, layouts.back(), hint));
         }
         m_model.updateChannels(shape_name);
     }
