@@ -230,8 +230,9 @@ void run(const std::string& in_mesh_path, const std::string& in_folder)
               << " s\n";
     std::cout << "all " << 2 * kFrames
               << " files came back with every bit of layout and channels\n";
-    std::cout << "graded    " << pictures.added_tiles << " tiles more, so that tiles that touch "
-              << "differ by one depth at most\n";
+    std::cout << "graded    tiles that touch differ by one depth at most, with "
+              << (pictures.added_tiles == 0 ? "none" : std::to_string(pictures.added_tiles))
+              << " added\n";
     for (const std::string& picture : pictures.paths) {
         std::cout << "picture   " << picture << "\n";
     }
