@@ -48,11 +48,13 @@ bool VoxelLayout::save(OutputStream& io_stream) const
 
 bool VoxelLayout::load(InputStream& io_stream)
 {
+    const bool compact_on_delete = m_compact_on_delete;
     reset();
     m_dictionary->clear();
     if (loadContent(io_stream)) {
         return true;
     }
+    m_compact_on_delete = compact_on_delete;
     reset();
     m_dictionary->clear();
     return false;

@@ -200,7 +200,9 @@ TEST(VoxelLayoutPersistence, EditsNodesThatCameWithoutChildSlots)
 
 TEST(VoxelLayoutPersistence, RefusesBytesCutAnywhere)
 {
-    const std::string bytes = bytesOf(*twoTiles());
+    const auto saved = twoTiles();
+    saved->setCompactOnDelete(false);
+    const std::string bytes = bytesOf(*saved);
     for (std::size_t size = 0; size < bytes.size(); ++size) {
         VoxelLayout layout;
         layout.addNode(0, 0, 0, 7);
@@ -208,6 +210,7 @@ TEST(VoxelLayoutPersistence, RefusesBytesCutAnywhere)
         ASSERT_EQ(0, layout.numNodes());
         ASSERT_EQ(0, layout.numRoots());
         ASSERT_EQ(0, layout.numNodes(6));
+        ASSERT_TRUE(layout.compactOnDelete());
     }
 }
 
