@@ -127,8 +127,7 @@ public:
     void nodeAdded(const TileIndex& in_index) override;
     void nodesAdded(const std::vector<int>* in_indices) override;
     void nodesCleared() override;
-    void nodeDeleted(const TileIndex& in_index) override;
-    void nodesDeleted(const std::vector<int>* in_deleted) override;
+    using TreeChannel3DBase::nodesDeleted;
     void nodesDeleted(const std::vector<TileIndex>* in_moves) override;
 
     using TreeChannel3DBase::resize;

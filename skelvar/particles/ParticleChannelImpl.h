@@ -8,7 +8,6 @@
 #include <skelvar/particles/ParticleReblock.h>
 #include <skelvar/particles/ParticleShape.h>
 #include <skelvar/particles/TileBuffers.h>
-#include <skelvar/tree/CompactionMoves.h>
 #include <skelvar/tree/VoxelLayout.h>
 
 #include <algorithm>
@@ -255,31 +254,6 @@ void ParticleChannel<T>::nodesCleared()
     if (m_blocks) {
         *m_blocks = {};
     }
-}
-
-template <typename T>
-void ParticleChannel<T>::nodeDeleted(const TileIndex& in_index)
-{
-    if (Detail::isParticleDepth(in_index.second)) {
-        std::array<std::vector<int>, kNumDepths> deleted;
-        deleted[in_index.second].push_back(in_index.first);
-        nodesDeleted(deleted.data());
-    }
-}
-
-template <typename T>
-void ParticleChannel<T>::nodesDeleted(const std::vector<int>* in_deleted)
-{
-    const std::shared_ptr<VoxelLayout> layout = layoutPtr();
-    if (!m_blocks || !layout) {
-        return;
-    }
-    std::array<std::vector<TileIndex>, kNumDepths> moves;
-    for (int depth = 0; depth < kNumDepths; ++depth) {
-        const int old_count = layout->numNodes(depth) + static_cast<int>(in_deleted[depth].size());
-        moves[depth] = compactionMoves(in_deleted[depth], old_count);
-    }
-    nodesDeleted(moves.data());
 }
 
 template <typename T>

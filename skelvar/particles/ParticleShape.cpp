@@ -260,16 +260,9 @@ void ParticleShape::nodeDeleted(const TileIndex& in_index)
 
 void ParticleShape::nodesDeleted(const std::vector<int>* in_deleted)
 {
-    const std::shared_ptr<VoxelLayout> layout = layoutPtr();
-    if (!layout) {
-        return;
+    if (const std::shared_ptr<VoxelLayout> layout = layoutPtr()) {
+        nodesDeleted(compactionMoves(in_deleted, *layout).data());
     }
-    std::array<std::vector<TileIndex>, kNumDepths> moves;
-    for (int depth = 0; depth < kNumDepths; ++depth) {
-        const int old_count = layout->numNodes(depth) + static_cast<int>(in_deleted[depth].size());
-        moves[depth] = compactionMoves(in_deleted[depth], old_count);
-    }
-    nodesDeleted(moves.data());
 }
 
 void ParticleShape::nodesDeleted(const std::vector<TileIndex>* in_moves)

@@ -25,6 +25,17 @@ std::vector<TileIndex> compactionMoves(const std::vector<int>& in_deleted, int i
     return moves;
 }
 
+std::array<std::vector<TileIndex>, kNumDepths> compactionMoves(const std::vector<int>* in_deleted,
+                                                               const TreeLayout3DBase& in_layout)
+{
+    std::array<std::vector<TileIndex>, kNumDepths> moves;
+    for (int depth = 0; depth < kNumDepths; ++depth) {
+        const int deleted = static_cast<int>(in_deleted[depth].size());
+        moves[depth] = compactionMoves(in_deleted[depth], in_layout.numNodes(depth) + deleted);
+    }
+    return moves;
+}
+
 /// Moves one node and turns the links that lead to it. Depths are closed from 0 up: the parent
 /// stands at its final place, the children still at their old ones.
 void VoxelLayout::moveNode(int in_destination, int in_source, int in_depth)

@@ -4,6 +4,7 @@
 #include <skelvar/base/InputStream.h>
 #include <skelvar/base/OutputStream.h>
 #include <skelvar/base/SkelvarProfiler.h>
+#include <skelvar/tree/CompactionMoves.h>
 #include <skelvar/tree/TreeLayout3DBase.h>
 #include <skelvar/voxel/TreeShape3DBase.h>
 
@@ -140,6 +141,23 @@ void TreeChannel3DBase::resize(const TreeLayout3DBase& in_layout)
 }
 
 void TreeChannel3DBase::dxChanged(float) {}
+
+void TreeChannel3DBase::nodeDeleted(const TileIndex& in_index)
+{
+    if (in_index.second >= 0 && in_index.second < kNumDepths) {
+        std::array<std::vector<int>, kNumDepths> deleted;
+        deleted[in_index.second].push_back(in_index.first);
+        nodesDeleted(deleted.data());
+    }
+}
+
+void TreeChannel3DBase::nodesDeleted(const std::vector<int>* in_deleted)
+{
+    const std::shared_ptr<TreeShape3DBase> shape = shapePtr();
+    if (const auto layout = shape ? shape->layoutPtr() : nullptr) {
+        nodesDeleted(compactionMoves(in_deleted, *layout).data());
+    }
+}
 
 void TreeChannel3DBase::copyHeaderInto(TreeChannel3DBase& io_target) const
 {

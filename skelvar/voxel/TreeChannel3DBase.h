@@ -137,6 +137,10 @@ public:
     void resize(const TreeLayout3DBase& in_layout);
 
     void dxChanged(float in_dx) override;
+    // The two that tell what is gone come down to the one that tells the moves.
+    using TreeLayout3DObserver::nodesDeleted;
+    void nodeDeleted(const TileIndex& in_index) override;
+    void nodesDeleted(const std::vector<int>* in_deleted) override;
 
 protected:
     /// The header part of `copyInto`.

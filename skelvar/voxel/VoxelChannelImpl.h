@@ -4,7 +4,6 @@
 // instantiates it.
 
 #include <skelvar/base/SkelvarProfiler.h>
-#include <skelvar/tree/CompactionMoves.h>
 #include <skelvar/tree/VoxelLayout.h>
 #include <skelvar/voxel/ConstantInterpolationVoxelTileInitializer.h>
 #include <skelvar/voxel/LinearInterpolationVoxelTileInitializer.h>
@@ -388,31 +387,6 @@ void VoxelChannel<T>::nodesCleared()
             tiles.release();
         }
     }
-}
-
-template <typename T>
-void VoxelChannel<T>::nodeDeleted(const TileIndex& in_index)
-{
-    if (Detail::isTileDepth(in_index.second)) {
-        std::array<std::vector<int>, kNumDepths> deleted;
-        deleted[in_index.second].push_back(in_index.first);
-        nodesDeleted(deleted.data());
-    }
-}
-
-template <typename T>
-void VoxelChannel<T>::nodesDeleted(const std::vector<int>* in_deleted)
-{
-    const std::shared_ptr<VoxelLayout> layout = layoutPtr();
-    if (!m_blocks || !layout) {
-        return;
-    }
-    std::array<std::vector<TileIndex>, kNumDepths> moves;
-    for (int depth = 0; depth < kNumDepths; ++depth) {
-        const int old_count = layout->numNodes(depth) + static_cast<int>(in_deleted[depth].size());
-        moves[depth] = compactionMoves(in_deleted[depth], old_count);
-    }
-    nodesDeleted(moves.data());
 }
 
 template <typename T>
