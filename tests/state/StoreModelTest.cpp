@@ -549,8 +549,11 @@ void StoreAndModel::copyToAnotherServer()
         for (const std::string& name : m_model.channelsOn(from)) {
             if (below(2) == 0) {
                 channels.push_back(name);
-                expected = keys.insert(m_model.isMarked(name) ? name : from + "." + name).second &&
-                           expected;
+                expected =
+                    keys.insert(m_model.isMarked(m_model.keyOn(from, name)) ? name
+                                                                            : from + "." + name)
+                        .second &&
+                    expected;
             }
         }
     }
@@ -625,6 +628,15 @@ void StoreAndModel::bringBackCopies()
     const std::string name = anyName();
     if (!m_model.objects.contains(name) || m_model.has_refused) {
         return;
+    }
+    for (const std::string& shape : m_model.objects[name].shapes) {
+        for (const std::string& channel : m_model.channelsOn(shape)) {
+            const auto entry = m_model.channels.find(shape + "." + channel);
+            if (entry != m_model.channels.end() && entry->second.name != channel) {
+                return;  // a channel is named like the path of this one, whose copy would replace
+                         // it
+            }
+        }
     }
     const auto hint = below(2) == 0 ? VoxelState::eHintCopy : VoxelState::eHintCopyData;
     std::shared_ptr<BObject> object;
