@@ -38,9 +38,9 @@ TileIndex VoxelLayout::nodeIndex(TileId in_id) const
         return kNoTileIndex;
     }
     const TileId id = in_id & ~kTileIdLowBits;
-    const TileIndex& trunk = m_trunk.index;
+    const TileIndex& trunk = m_node_data->trunk.index;
     const bool is_below_trunk =
-        m_trunk.side > 0 && ancestorTile(id, trunk.second) == node(trunk).id();
+        m_node_data->trunk.side > 0 && ancestorTile(id, trunk.second) == node(trunk).id();
     const TileIndex start = is_below_trunk ? trunk : rootAbove(id);
     return start.first < 0 ? kNoTileIndex : Detail::descend<exact>(m_node_data->depths, start, id);
 }
@@ -48,8 +48,8 @@ TileIndex VoxelLayout::nodeIndex(TileId in_id) const
 template <bool exact>
 CellIndex VoxelLayout::cellIndexFromRoot(int in_i, int in_j, int in_k, int in_depth) const
 {
-    TileIndex start = m_trunk.index;
-    if (in_depth < start.second || !m_trunk.covers(in_i, in_j, in_k)) {
+    TileIndex start = m_node_data->trunk.index;
+    if (in_depth < start.second || !m_node_data->trunk.covers(in_i, in_j, in_k)) {
         const TileId id =
             tileCoordsToFinestId(in_i, in_j, in_k, std::min(m_finest_root_depth, in_depth));
         start = id == kNoTile ? kNoTileIndex : rootAbove(id);
@@ -88,7 +88,7 @@ template SKELVAR_API CellIndex VoxelLayout::cellIndexFromRoot<false>(int, int, i
 
 void VoxelLayout::findTrunk()
 {
-    m_trunk = {};
+    m_node_data->trunk = {};
     if (numRoots() != 1 || m_roots.begin()->second.second > Detail::PointPath::kHalfDepth) {
         return;
     }
@@ -99,9 +99,10 @@ void VoxelLayout::findTrunk()
     const VoxelLayoutNode& trunk = node(index);
     const unsigned side = kTileSideLUT[index.second];
     const bool is_half = index.second == Detail::PointPath::kHalfDepth && trunk.hasChildSlots();
-    m_trunk = {index, trunk.i(), trunk.j(), trunk.k(), side, is_half ? side : 0, nullptr};
+    m_node_data->trunk = {index, trunk.i(),          trunk.j(), trunk.k(),
+                          side,  is_half ? side : 0, nullptr};
     if (is_half) {
-        m_trunk.slots = trunk.children();
+        m_node_data->trunk.slots = trunk.children();
     }
 }
 

@@ -35,9 +35,50 @@ public:
     using NodeArray = Skelvar::NodeArray;
     using RootMap = std::map<TileId, TileIndex, RootMapLT>;
 
+    /// A node at which lookups of points in it may start.
+    struct Foothold {
+        TileIndex index;
+        int i = 0;  ///< corner
+        int j = 0;
+        int k = 0;
+        unsigned side = 0;           ///< 0 if there is no node
+        unsigned half_side = 0;      ///< of a node of depth 4 with child slots, else 0
+        const int* slots = nullptr;  ///< of that node
+
+        bool covers(int in_i, int in_j, int in_k) const { return isWithin(side, in_i, in_j, in_k); }
+        bool coversHalf(int in_i, int in_j, int in_k) const
+        {
+            return isWithin(half_side, in_i, in_j, in_k);
+        }
+        /// Of a point that `coversHalf`.
+        Detail::PointPath lowerPath(int in_i, int in_j, int in_k) const
+        {
+            return {static_cast<unsigned>(in_i - i), static_cast<unsigned>(in_j - j),
+                    static_cast<unsigned>(in_k - k)};
+        }
+        /// `cellIndex` of such a point, for a depth of more than 4.
+        template <bool exact>
+        CellIndex find(const VoxelLayout& in_layout, const Detail::PointPath& in_path,
+                       int in_depth) const
+        {
+            return Detail::descendInto<exact, Detail::PointPath::kHalfDepth>(
+                in_layout.m_node_data->depths, index.first, slots, in_path, in_depth);
+        }
+        bool isWithin(unsigned in_side, int in_i, int in_j, int in_k) const
+        {
+            return static_cast<unsigned>(in_i) - static_cast<unsigned>(i) < in_side &&
+                   static_cast<unsigned>(in_j) - static_cast<unsigned>(j) < in_side &&
+                   static_cast<unsigned>(in_k) - static_cast<unsigned>(k) < in_side;
+        }
+    };
+
     /// The nodes, one array for each depth. Shared between layouts by a shallow copy.
     struct NodeData {
         NodeArray depths[kNumDepths] = {{}, {}, {}, {}, {}, {}, {}, NodeArray::ofLeaves()};
+        /// Of a tree with one root the deepest node, down to depth 4, that holds all that lies
+        /// below: the way from the root to it would be the same each time. Any live node would be
+        /// right. It stands here so that no layout keeps one that a shallow copy has deleted.
+        Foothold trunk;
     };
 
     /// The walks over nodes. With the orders by depth and all nodes, nodes are met in array order.
@@ -107,9 +148,10 @@ public:
     template <bool exact>
     CellIndex cellIndex(int in_i, int in_j, int in_k, int in_depth) const
     {
-        if (in_depth > Detail::PointPath::kHalfDepth && m_trunk.coversHalf(in_i, in_j, in_k))
-            [[likely]] {
-            return m_trunk.find<exact>(*this, m_trunk.lowerPath(in_i, in_j, in_k), in_depth);
+        if (in_depth > Detail::PointPath::kHalfDepth &&
+            m_node_data->trunk.coversHalf(in_i, in_j, in_k)) [[likely]] {
+            return m_node_data->trunk.find<exact>(
+                *this, m_node_data->trunk.lowerPath(in_i, in_j, in_k), in_depth);
         }
         return cellIndexFromRoot<exact>(in_i, in_j, in_k, in_depth);
     }
@@ -336,49 +378,12 @@ private:
     struct BulkInsertion;
     friend class LayoutMerge;  // a private class that makes nodes in bulk
 
-    /// A node at which lookups of points in it may start.
-    struct Foothold {
-        TileIndex index;
-        int i = 0;  ///< corner
-        int j = 0;
-        int k = 0;
-        unsigned side = 0;           ///< 0 if there is no node
-        unsigned half_side = 0;      ///< of a node of depth 4 with child slots, else 0
-        const int* slots = nullptr;  ///< of that node
-
-        bool covers(int in_i, int in_j, int in_k) const { return isWithin(side, in_i, in_j, in_k); }
-        bool coversHalf(int in_i, int in_j, int in_k) const
-        {
-            return isWithin(half_side, in_i, in_j, in_k);
-        }
-        /// Of a point that `coversHalf`.
-        Detail::PointPath lowerPath(int in_i, int in_j, int in_k) const
-        {
-            return {static_cast<unsigned>(in_i - i), static_cast<unsigned>(in_j - j),
-                    static_cast<unsigned>(in_k - k)};
-        }
-        /// `cellIndex` of such a point, for a depth of more than 4.
-        template <bool exact>
-        CellIndex find(const VoxelLayout& in_layout, const Detail::PointPath& in_path,
-                       int in_depth) const
-        {
-            return Detail::descendInto<exact, Detail::PointPath::kHalfDepth>(
-                in_layout.m_node_data->depths, index.first, slots, in_path, in_depth);
-        }
-        bool isWithin(unsigned in_side, int in_i, int in_j, int in_k) const
-        {
-            return static_cast<unsigned>(in_i) - static_cast<unsigned>(i) < in_side &&
-                   static_cast<unsigned>(in_j) - static_cast<unsigned>(j) < in_side &&
-                   static_cast<unsigned>(in_k) - static_cast<unsigned>(k) < in_side;
-        }
-    };
-
     /// The root that is the tile or an ancestor of it.
     TileIndex rootAbove(TileId in_id) const;
     /// `cellIndex` for points and depths for which the trunk is of no use as a short cut.
     template <bool exact>
     CellIndex cellIndexFromRoot(int in_i, int in_j, int in_k, int in_depth) const;
-    /// Sets `m_trunk` anew.
+    /// Sets the trunk anew.
     void findTrunk();
     /// Appends a node that is not linked yet and raises `nodeAdded`.
     TileIndex appendNode(int in_parent, TileId in_id, int in_depth);
@@ -413,9 +418,6 @@ private:
     int m_finest_root_depth = 0;         ///< an upper bound
     int m_root_counts[kNumDepths] = {};  ///< upper bounds, but for the finest root depth
     bool m_compact_on_delete = true;
-    /// Of a tree with one root the deepest node, down to depth 4, that holds all that lies below:
-    /// the way from the root to it would be the same each time. Any live node would be right.
-    Foothold m_trunk;
 };
 
 extern template SKELVAR_API TileIndex VoxelLayout::nodeIndex<true>(TileId) const;

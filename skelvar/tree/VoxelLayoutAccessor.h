@@ -42,7 +42,7 @@ public:
             if (m_block.covers(in_i, in_j, in_k)) {
                 return m_block.find<exact>(in_i, in_j, in_k);
             }
-            const Foothold& trunk = m_layout->m_trunk;
+            const Foothold& trunk = m_layout->m_node_data->trunk;
             if (trunk.coversHalf(in_i, in_j, in_k)) [[likely]] {
                 const Detail::PointPath path = trunk.lowerPath(in_i, in_j, in_k);
                 const CellIndex above = trunk.find<true>(*m_layout, path, Block::kDepth);

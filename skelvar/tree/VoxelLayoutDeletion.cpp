@@ -128,7 +128,7 @@ void VoxelLayout::deleteNode(const TileIndex& in_index, std::vector<TileId>* out
     m_num_nodes -= static_cast<int>(deleted.size());
     if (m_compact_on_delete) {
         compactStorage(deleted);
-    } else if (!isLive(m_trunk.index)) {
+    } else if (!isLive(m_node_data->trunk.index)) {
         findTrunk();
     }
     if (out_deleted_indices != nullptr) {
@@ -221,7 +221,7 @@ void VoxelLayout::removeRoot(TileId in_id)
         }
     }
     m_roots.erase(root);
-    m_trunk = {};  // it may lie below that root
+    m_node_data->trunk = {};  // it may lie below that root
 }
 
 }  // namespace Skelvar

@@ -110,10 +110,10 @@ TileIndex VoxelLayout::insertBelow(const TileIndex& in_ancestor, TileId in_id,
         io_visitor->preVisit(&node(added), added);
     }
     const bool grows_trunk =
-        in_ancestor == m_trunk.index && node(in_ancestor).branchSize() == kTileSize;
+        in_ancestor == m_node_data->trunk.index && node(in_ancestor).branchSize() == kTileSize;
     link(in_ancestor, added, out_added, io_visitor);
     const VoxelLayoutNode& node_added = node(added);
-    if (grows_trunk || !m_trunk.covers(node_added.i(), node_added.j(), node_added.k())) {
+    if (grows_trunk || !m_node_data->trunk.covers(node_added.i(), node_added.j(), node_added.k())) {
         findTrunk();
     }
     return added;

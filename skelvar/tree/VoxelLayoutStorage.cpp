@@ -15,7 +15,7 @@ void VoxelLayout::reset()
     m_num_nodes = 0;
     m_roots.clear();
     m_finest_root_depth = 0;
-    m_trunk = {};
+    m_node_data->trunk = {};
     std::fill(std::begin(m_root_counts), std::end(m_root_counts), 0);
 }
 

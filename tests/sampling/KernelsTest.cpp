@@ -62,6 +62,17 @@ TEST(FineToCoarse, NeighboursThatExistCountToo)
     EXPECT_EQ((vec3f{9.0f, 5.0f, 6.0f}), vectors.channel->tile(0, 6)(2, 2, 2));
 }
 
+TEST(FineToCoarse, TheMaximumOfNegativeValuesIsNegative)
+{
+    TwoTiles<float> field;
+    field.channel->set(-2.0f, 0, 7);
+    VoxelChannelNeighborMaxFineToCoarseKernel<float> kernel(field.channel.get());
+
+    walkBottomUp(*field.layout, kernel);
+
+    EXPECT_EQ(-2.0f, field.channel->tile(0, 6)(2, 2, 2));
+}
+
 TEST(FineToCoarse, AFlagIsTrueIfAnyIs)
 {
     TwoTiles<bool> field;
@@ -79,13 +90,14 @@ TEST(FineToCoarse, AFlagIsTrueIfAnyIs)
 
 TEST(FineToCoarse, DeepTilesReachEveryTileAbove)
 {
-    Field<vec3f> field(LayoutBuilder().tile({0, 0, 0}, 4).tile({0, 0, 0}, 7).build());
+    Field<vec3f> field(LayoutBuilder().tile({0, 0, 0}, 0).tile({0, 0, 0}, 7).build());
     field.channel->tile(0, 7).set(vec3f{8.0f, 0.0f, -8.0f});
     VoxelChannelAverageFineToCoarseKernel<vec3f> kernel(field.channel.get());
 
     walkBottomUp(*field.layout, kernel);
 
     EXPECT_FLOAT_EQ(8.0f / 125.0f / 125.0f, field.channel->tile(0, 4)(2, 2, 2)[0]);
+    EXPECT_FLOAT_EQ(8.0f / std::pow(125.0f, 6.0f), field.channel->tile(0, 0)(2, 2, 2)[0]);
 }
 
 /// Calls `in_check(tile, i, j, k)` for some cells of every tile.
@@ -107,7 +119,7 @@ TEST(Resampling, StaggeredComponentsMeetInTheMiddle)
     SCOPED_TRACE(random.seed());
     Field<float> x = anyField<float>(random, eOffsetFaceX);
     const auto z = x.add("z", 2.0f, eOffsetFaceZ);
-    const auto centres = x.add<vec3f>("centres");
+    const auto centres = x.add<vec3f>("centres", {}, eOffsetCorner);
     for (int depth = 0; depth < kNumDepths; ++depth) {
         for (int index = 0; index < z->numTiles(depth); ++index) {
             z->tile(index, depth) = x.channel->tile(index, depth);
@@ -116,6 +128,7 @@ TEST(Resampling, StaggeredComponentsMeetInTheMiddle)
 
     averageToVec3f(*x.channel, *x.channel, *z, *centres);
 
+    EXPECT_EQ(eOffsetCentre, centres->offsetType());
     SlowMember<float> slow_x(*x.channel, *x.layout, 0);
     SlowMember<float> slow_z(*z, *x.layout, 0);
     forSomeCells(*x.layout, [&](const TileIndex& in_tile, int i, int j, int k) {
@@ -163,7 +176,7 @@ TEST(Resampling, CentresGoToFacesAndCorners)
 
 TEST(Resampling, SharpeningMovesAwayFromTheMeanOfTheFaces)
 {
-    Field<float> field(LayoutBuilder().tile({0, 0, 0}, 6).build(), 1.0f);
+    Field<float> field(LayoutBuilder().tile({0, 0, 0}, 6).build(), 1.0f, eOffsetFaceY);
     const auto sharp = field.add<float>("sharp");
     field.channel->tile(0, 6).set(1.0f);
     field.channel->tile(0, 6)(2, 2, 2) = 7.0f;
@@ -173,6 +186,7 @@ TEST(Resampling, SharpeningMovesAwayFromTheMeanOfTheFaces)
     EXPECT_EQ(10.0f, sharp->tile(0, 6)(2, 2, 2));  // 7 + 0.5 (7 - 1)
     EXPECT_EQ(0.5f, sharp->tile(0, 6)(2, 1, 2));   // 1 + 0.5 (1 - 12 / 6)
     EXPECT_EQ(1.0f, sharp->tile(0, 6)(0, 0, 0));
+    EXPECT_EQ(eOffsetFaceY, sharp->offsetType());
 }
 
 TEST(Resampling, RefusesChannelsOfAnotherLayout)

@@ -134,6 +134,45 @@ TEST(LinearInitializer, FillsBatchesOnManyThreadsAsTheSamplerReads)
     growUnderRandomEdits<vec3f>(79, eOffsetCorner);
 }
 
+TEST(LinearInitializer, ReadsTheTreeAsItIsAtEachSingleNode)
+{
+    Field<float> field(LayoutBuilder().tile({0, 0, 0}, 5).build(), 1.0f);
+    field.channel->setTileInitializer(eTileInitializerLinear);
+    for (int n = 0; n < 4; ++n) {
+        field.channel->tile(0, 5).set(10.0f * static_cast<float>(n + 1));
+
+        const TileId id = tileCoordsToId(-62 + 25 * n, -62, -62, 6);  // reads the parent's halo
+        field.layout->addNode(id);
+
+        ASSERT_NO_FATAL_FAILURE(expectFilledFromAbove(field, {id}));
+    }
+}
+
+/// Counts how often it is told that the tree has changed.
+class CountingInitializer : public VoxelTileInitializer<VoxelChannel<float>> {
+public:
+    void reset() override { ++m_resets; }
+    void initializeTile(const TileIndex&) override {}
+    std::shared_ptr<VoxelTileInitializer> copy(VoxelChannel<float>*) const override
+    {
+        return std::make_shared<CountingInitializer>();
+    }
+
+    int m_resets = 0;
+};
+
+TEST(TileInitializers, AreResetAheadOfEachBatch)
+{
+    Field<float> field(LayoutBuilder().tile({0, 0, 0}, 5).build());
+    const auto counting = std::make_shared<CountingInitializer>();
+    field.channel->setTileInitializer(counting);
+
+    field.layout->addNode(0, 0, 0, 6);
+    EXPECT_EQ(1, counting->m_resets);
+    field.layout->addNodes({{0, 0, 0}, {5, 0, 0}}, 7);
+    EXPECT_EQ(2, counting->m_resets);
+}
+
 TEST(TileInitializers, ChangeTheFillingOfTilesToCome)
 {
     const auto layout = LayoutBuilder().tile({0, 0, 0}, 5).build();

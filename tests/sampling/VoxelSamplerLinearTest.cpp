@@ -1,4 +1,6 @@
 #include <skelvar/sampling/VoxelSamplerLinear.h>
+#include <skelvar/sampling/VoxelSamplerQBSpline.h>
+#include <skelvar/sampling/VoxelSamplerWENO.h>
 
 #include <tests/sampling/Field.h>
 #include <tests/sampling/SlowSampler.h>
@@ -136,6 +138,66 @@ TEST(VoxelSamplerLinear, TheDomainEndsStrictlyAndNanIsOutside)
     EXPECT_EQ(5.0f, sampler.sample({0, 0, 0}, 8));
 }
 
+/// The samplers of a channel.
+struct AllKinds {
+    explicit AllKinds(const Field<float>& in_field)
+        : linear(eTreeSpace, in_field.channel.get()),
+          spline(eTreeSpace, in_field.channel.get()),
+          weno(eTreeSpace, in_field.channel.get())
+    {
+    }
+    void expectNear(float in_value, float in_tolerance, const vec3f& in_at) const
+    {
+        EXPECT_NEAR(in_value, linear.sample(in_at), in_tolerance) << in_at[0];
+        EXPECT_NEAR(in_value, spline.sample(in_at), in_tolerance) << in_at[0];
+        EXPECT_NEAR(in_value, weno.sample(in_at), in_tolerance) << in_at[0];
+    }
+
+    VoxelSamplerLinear<float, 1> linear;
+    VoxelSamplerQBSpline<float> spline;
+    VoxelSamplerWENO<float> weno;
+};
+
+TEST(VoxelSamplers, EndStrictlyBesideTheLastFinestTileToo)
+{
+    const vec3i last{195312, 195312, 195312};
+    Field<float> field(LayoutBuilder().tile(last, 6).tile(last, 7).build(), 9.0f);
+    field.channel->set(1.0f, 0, 7);
+    const AllKinds samplers(field);
+    for (const float x : {195312.0f, 195312.5f, 195313.0f, 1e9f, INFINITY, kNaN}) {
+        samplers.expectNear(1.0f, 1e-5f, {195310.5f, 195310.5f, 195310.5f});
+        samplers.expectNear(9.0f, 0.0f, {x, 195310.5f, 195310.5f});
+    }
+}
+
+TEST(VoxelSamplers, ReadARootBesideATileWithAParent)
+{
+    const auto layout =
+        LayoutBuilder().tile({0, 0, 0}, 5).tile({-62, 0, 0}, 6).tile({-63, 0, 0}, 6).build();
+    ASSERT_EQ(2, layout->numRoots());
+    Field<float> field(layout);
+    field.fill([](const vec3f& in_place) { return in_place[0]; });
+
+    AllKinds(field).expectNear(-61.0f, 1e-4f, {-61.0f, 0.5f, 0.5f});
+}
+
+TEST(VoxelSamplerLinear, TellsTheDepthOfTheTileThatItFinds)
+{
+    Field<float> field(LayoutBuilder().tile({0, 0, 0}, 5).build());
+    const VoxelSamplerLinear<float, 1> sampler(eTreeSpace, field.channel.get());
+    float scale;
+    int cell[3];
+    float fraction[3];
+    int index;
+    int depth;
+
+    ASSERT_TRUE(sampler.prepareToSample({0.5f, 0.5f, 0.5f}, 7, &scale, &cell[0], &cell[1], &cell[2],
+                                        &fraction[0], &fraction[1], &fraction[2], &index, &depth));
+
+    EXPECT_EQ((TileIndex{0, 5}), (TileIndex{index, depth}));
+    EXPECT_EQ(1.0f / 25.0f, scale);
+}
+
 TEST(VoxelSamplerLinear, WholeNegativeCoordinatesFallIntoTheTileBelow)
 {
     // Tiles of depth 7 begin at multiples of 5 from -195312: at -7 and -2.
@@ -210,7 +272,11 @@ TEST(VoxelSamplerLinear, GivesTheBackgroundWithoutALiveShape)
     const VoxelSamplerLinear<int, 1> alone(eWorldSpace, &channel);
     const VoxelSamplerLinear<int, 1> without(eTreeSpace, nullptr);
 
+    vec3i gradient{7, 7, 7};
+
     EXPECT_EQ(6, alone.sample({0, 0, 0}));
+    EXPECT_EQ(6, alone.sampleGradient({0, 0, 0}, &gradient));
+    EXPECT_EQ((vec3i{0, 0, 0}), gradient);
     EXPECT_EQ(0, without.sample({0, 0, 0}));
 }
 #endif
@@ -241,11 +307,13 @@ TEST(VoxelSamplerLinear, WorldPositionsGoThroughTheShape)
     similarity.fromWorld(3, 0) = -10.0f;
     field.shape->setToWorld(similarity);
     const VoxelSamplerLinear<float, 1> moved(eWorldSpace, field.channel.get());
+    const VoxelSamplerLinear<float, 1> in_object(eObjectSpace, field.channel.get());
     field.shape->setToWorld({});
     const VoxelSamplerLinear<float, 1> scaled(eWorldSpace, field.channel.get());
     vec3f gradient;
 
     EXPECT_FLOAT_EQ(4.0f, moved.sample({12.0f, 0.25f, 0.25f}));
+    EXPECT_FLOAT_EQ(12.0f, in_object.sample({12.0f, 0.5f, 0.5f}));  // units of the tree
     EXPECT_FLOAT_EQ(4.0f, scaled.sampleGradient({2.0f, 0.25f, 0.25f}, &gradient));
     EXPECT_FLOAT_EQ(1.0f, gradient[0]);  // for a unit of the tree, whatever the space
 }

@@ -276,6 +276,23 @@ TEST(WENO, StepDoesNotOvershootAFront)
     }
 }
 
+TEST(WENO, TheCellBeyondTheTileIsTheLastWithAHigherFraction)
+{
+    Testing::Random random(5);
+    VoxelTile<float, 2, 5> tile;
+    for (int n = 0; n < tile.size(); ++n) {
+        tile(n) = static_cast<float>(random.real(-1.0, 1.0));
+    }
+    float beyond = 0.0f;
+    float last = 0.0f;
+
+    interpolateWENO<float, 5>(tile, 5, 0.0f, 5, 0.0f, 5, 0.0f, &beyond);
+    EXPECT_NEAR(tile(5, 5, 5), beyond, 1e-6f);
+    interpolateWENO<float, 5>(tile, 5, 0.2f, 1, 0.3f, 2, 0.4f, &beyond);
+    interpolateWENO<float, 5>(tile, 4, 1.2f, 1, 0.3f, 2, 0.4f, &last);
+    EXPECT_EQ(last, beyond);
+}
+
 TEST(WENO, PlaneOfStepsIsTheStepAlongXThenAlongY)
 {
     VoxelTile<float, 0, 5> tile;

@@ -119,6 +119,20 @@ TEST(Grading, AnyEntryAboveTheEmptyOneDemandsNeighbours)
     EXPECT_EQ(1 + 7, layout->numNodes(6));
 }
 
+TEST(Grading, TellsNewRoots)
+{
+    const auto layout =
+        LayoutBuilder().tile({0, 0, 0}, 5).tile({-62, 0, 0}, 6).tile({-62, 0, 0}, 7).build();
+    std::vector<TileId> added;
+    std::vector<TileId> roots;
+
+    computeGradedTree(layout.get(), &added, &roots);
+
+    const std::vector<TileId> beyond = {tileCoordsToId(-63, 0, 0, 6), tileCoordsToId(-63, 0, 0, 5)};
+    EXPECT_EQ(beyond, added);
+    EXPECT_FALSE(roots.empty());
+}
+
 TEST(Grading, StopsAtTheFacesOfTheDomain)
 {
     const auto layout =

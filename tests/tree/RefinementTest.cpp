@@ -123,6 +123,50 @@ TEST(Refine, FewAndManyNodesMakeTheSameTree)
     }
 }
 
+TEST(Refine, TakesOverARootTwoDepthsBelowANode)
+{
+    const auto layout = LayoutBuilder().tile({0, 0, 0}, 4).build();
+
+    layout->refine(*LayoutBuilder().tile({0, 0, 0}, 6).build());
+
+    EXPECT_EQ(3, layout->numNodes());
+    EXPECT_EQ(1, layout->numNodes(6));
+    EXPECT_TRUE(isLayoutConsistent(*layout));
+}
+
+TEST(Refine, GivesChildSlotsToParentsWithoutAny)
+{
+    const auto layout = LayoutBuilder().tile({0, 0, 0}, 6).build();
+    VoxelLayoutNode& node = layout->node(0, 6);
+    node.initWithoutChildren(node.parent(), node.id(), node.i(), node.j(), node.k(), 6, 0);
+    layout->nodes(6).noteChildSlots(0, 1);
+
+    layout->refine(*LayoutBuilder().tile({0, 0, 0}, 6).tile({0, 0, 0}, 7).build());
+
+    EXPECT_EQ(2, layout->numNodes());
+    EXPECT_TRUE(isLayoutConsistent(*layout));
+}
+
+/// Notes the branch size of the first tile of depth 6 when nodes are told.
+class SizeAtEvent : public FollowingArrays {
+public:
+    explicit SizeAtEvent(VoxelLayout& io_layout) : FollowingArrays(io_layout), m_seen(io_layout) {}
+    void nodesAdded(const std::vector<int>*) override { m_size = m_seen.node(0, 6).branchSize(); }
+
+    VoxelLayout& m_seen;
+    long long m_size = 0;
+};
+
+TEST(Refine, SetsBranchSizesAheadOfTheEvent)
+{
+    const auto layout = LayoutBuilder().tile({0, 0, 0}, 6).build();
+    SizeAtEvent event(*layout);
+
+    layout->refine(*LayoutBuilder().tile({0, 0, 0}, 6).tile({0, 0, 0}, 7).build());
+
+    EXPECT_EQ(250, event.m_size);
+}
+
 TEST(Refine, LeavesTheEventToTheCallerWhoAsksForTheLists)
 {
     const auto layout = LayoutBuilder().tile({0, 0, 0}, 6).build();
@@ -201,6 +245,21 @@ TEST(RefineLayout, MakesTheTilesAroundPoints)
         arrays.expectInStep();
         EXPECT_EQ(added.size(), idsOf(layout).size());
     }
+}
+
+TEST(RefineLayout, KeepsAllOfManyPointsFarApart)
+{
+    std::vector<vec3f> points;
+    for (int n = 0; n < 40000; ++n) {
+        points.push_back(
+            {static_cast<float>(n % 200 * 125), static_cast<float>(n / 200 * 125), 0.0f});
+    }
+    VoxelLayout layout;
+
+    refineLayout(&layout, static_cast<VoxelShape*>(nullptr), points.begin(), points.end(), 0.0f,
+                 eOffsetCorner);
+
+    EXPECT_EQ(40000, layout.numNodes(7));
 }
 
 TEST(RefineLayout, ReachesIntoALayoutThatIsThere)
@@ -283,6 +342,12 @@ TEST(RefineLayout, CarriesTheTilesOfAnotherShapeOver)
 
     refineLayout(target.get(), std::as_const(source).get(), &to, &to, 1.0f);
     EXPECT_EQ(2 + 54, target->numNodes(7));
+
+    source->setCompactOnDelete(false);
+    source->deleteNode(TileIndex{1, 7});
+    target->clear();
+    refineLayout(target.get(), std::as_const(source).get(), &to, &to);
+    EXPECT_EQ(1, target->numNodes(7));
 }
 
 }  // namespace

@@ -217,6 +217,18 @@ TEST(VoxelLayout, SharesNodesInAShallowCopyAndOwnsThemInADeepOne)
     EXPECT_EQ(9u, other->stateServerID());
 }
 
+TEST(VoxelLayout, LookupsInAShallowCopySeeWhatTheOtherDeletes)
+{
+    const auto layout = LayoutBuilder().tile({0, 0, 0}, 0).tile({0, 0, 0}, 7).build();
+    const auto shallow = std::static_pointer_cast<VoxelLayout>(layout->copy(false));
+    ASSERT_EQ((TileIndex{0, 7}), shallow->nodeIndex<false>(0, 0, 0, 7));
+
+    layout->deleteNode(TileIndex{0, 3});
+
+    EXPECT_EQ((TileIndex{0, 2}), shallow->nodeIndex<false>(0, 0, 0, 7));
+    EXPECT_EQ((TileIndex{0, 2}), shallow->nodeIndex<false>(tileCoordsToId(0, 0, 0, 7)));
+}
+
 TEST(LayoutConsistency, CountsEachKindOfPlantedFault)
 {
     const auto make = [] {

@@ -248,6 +248,11 @@ TEST(Traversal, AStartMeansItsBranch)
                                [](TileIndex a, TileIndex b) { return a.second < b.second; }));
     EXPECT_TRUE(by_depth.m_left.empty());
     EXPECT_EQ(0, by_depth.m_slots);
+    for (const int order : {0, 2, 6}) {
+        Recorder recorder;
+        layout->accept(&recorder, static_cast<Order>(order), start, 7, 5, 125);
+        EXPECT_TRUE(recorder.m_entered.empty()) << "order " << order;
+    }
 
     for (const int order : {0, 2, 5, 6}) {
         for (const TileIndex no_node : {TileIndex{-2, -1}, TileIndex{0, -1}, TileIndex{0, 8},
@@ -258,6 +263,21 @@ TEST(Traversal, AStartMeansItsBranch)
             EXPECT_EQ(1, recorder.m_ended);
         }
     }
+}
+
+TEST(Traversal, AStartIsWalkedByDepthInTheOrderOfItsSlots)
+{
+    const auto layout = LayoutBuilder()
+                            .tile({0, 0, 0}, 5)
+                            .tile({0, 0, 0}, 7)
+                            .tile({50, 0, 0}, 7)
+                            .tile({5, 0, 0}, 7)
+                            .build();
+    Recorder recorder;
+
+    layout->accept(&recorder, VoxelLayout::BreadthFirstTopDown, {0, 5}, 0, 7, 125);
+
+    EXPECT_EQ((Indices{{0, 5}, {0, 6}, {1, 6}, {0, 7}, {2, 7}, {1, 7}}), recorder.m_entered);
 }
 
 TEST(Traversal, TasksLeaveANodeAfterItsBranchAndDropTheirCopies)
@@ -368,6 +388,10 @@ TEST(Traversal, MisuseThrowsBetweenBeginAndEnd)
         EXPECT_EQ(1, visitor.m_begun);
         EXPECT_EQ(0, visitor.m_ended);
     }
+    Bare without_depths;
+    EXPECT_EQ(no_copy, errorOf([&] {
+                  layout->accept(&without_depths, VoxelLayout::ReduceDepths, all, 5, 4, 125);
+              }));
     for (const int order : {0, 1, 2, 3, 4, 9}) {
         Bare visitor;
         VoxelLayout().accept(&visitor, static_cast<Order>(order));
@@ -474,12 +498,16 @@ TEST(NodeIterator, StepsPastABranchInDepthFirstOrderAlone)
     });
     EXPECT_EQ(expected, roots_and_below);
 
-    auto in_array_order = constant.beginNodes();
-    const auto before = in_array_order++;
-    const auto at_second = in_array_order;
-    in_array_order.stepToNextBranch();
-    EXPECT_TRUE(at_second == in_array_order);
-    EXPECT_FALSE(before == in_array_order);
+    for (int order = 0; order <= 10; ++order) {
+        if (order != VoxelLayout::DepthFirst) {
+            auto stays = constant.beginNodes(0, 7, static_cast<Order>(order));
+            const auto before = stays++;
+            const auto at_second = stays;
+            stays.stepToNextBranch();
+            EXPECT_TRUE(at_second == stays) << "order " << order;
+            EXPECT_FALSE(before == stays);
+        }
+    }
 }
 
 TEST(NodeIterator, FindsNeighboursOfItsOwnDepth)
