@@ -10,6 +10,26 @@
 
 namespace Skelvar {
 
+namespace Detail {
+
+/// A value of which the first half is computed, of a `Reading` that has two.
+template <typename Reading>
+struct HalfOf {
+    static constexpr bool kExists = false;
+    using type = char;
+};
+template <typename Reading>
+requires requires
+{
+    typename Reading::Half;
+}
+struct HalfOf<Reading> {
+    static constexpr bool kExists = true;
+    using type = typename Reading::Half;
+};
+
+}  // namespace Detail
+
 template <typename T>
 template <int Group, typename Kind>
 inline void VoxelSampler<T>::sampleGroups(const Kind& in_kind, const vec3f* in_positions,
@@ -33,7 +53,9 @@ inline void VoxelSampler<T>::sampleGroups(const Kind& in_kind, const vec3f* in_p
         m_holds_last = false;
     }
     const Detail::StencilReach reach = in_kind.reach();
-    typename Kind::Reading& reading = in_kind.reading();
+    using Reading = typename Kind::Reading;
+    using Half = Detail::HalfOf<Reading>;
+    Reading& reading = in_kind.reading();
     Detail::StencilPlace places[Group];
     Detail::StencilAcross<T, Kind::kReach> values[Group];
     Detail::AxisFloats fractions[Group] = {};
@@ -41,6 +63,8 @@ inline void VoxelSampler<T>::sampleGroups(const Kind& in_kind, const vec3f* in_p
     {
         in_kind.takePart(place, values[0]);
     };
+    typename Half::type halves[Group];
+    bool is_inside[Group];
     int num_found[Group];  // of each position, the places up to its own
     for (long long begin = 0; begin < in_count; begin += Group) {
         const int count = static_cast<int>(std::min<long long>(Group, in_count - begin));
@@ -85,17 +109,26 @@ inline void VoxelSampler<T>::sampleGroups(const Kind& in_kind, const vec3f* in_p
                 }
                 ++num_read;
             }
-            bool is_inside = true;
+            is_inside[n] = true;
             if (m_holds_last) {
                 std::memcpy(&reading.fraction, &fractions[n], sizeof(reading.fraction));
             } else {
-                is_inside = in_kind.readAny(positions[n], in_depth, reading);
+                is_inside[n] = in_kind.readAny(positions[n], in_depth, reading);
             }
-            out_values[begin + n] = is_inside ? reading.value() : outside();
+            if constexpr (Half::kExists) {
+                halves[n] = is_inside[n] ? reading.begin() : typename Half::type{};
+            } else {
+                out_values[begin + n] = is_inside[n] ? reading.value() : outside();
+            }
             if constexpr (requires { reading.gradient(); }) {
                 if (out_gradients != nullptr) {
-                    out_gradients[begin + n] = is_inside ? reading.gradient() : Gradient{};
+                    out_gradients[begin + n] = is_inside[n] ? reading.gradient() : Gradient{};
                 }
+            }
+        }
+        if constexpr (Half::kExists) {
+            for (int n = 0; n < count; ++n) {
+                out_values[begin + n] = is_inside[n] ? Reading::finish(halves[n]) : outside();
             }
         }
     }

@@ -25,7 +25,8 @@ inline const T* firstOf(const StencilPlace& in_place, int in_n, const VoxelTile<
 }
 
 /// The N^3 values of a stencil, 2 to 4 on each axis, in the tiles of its place. Where a tile does
-/// not exist any other stands in for it. Stale as soon as the tile is left.
+/// not exist any other stands in for it. Stale as soon as the tile is left. Holds of each place
+/// along x the addresses in the first rows of its four tiles, so that a value is two loads.
 template <typename T, int N>
 class StencilAcross {
 public:
@@ -34,15 +35,21 @@ public:
     [[gnu::always_inline]] void enter(const StencilPlace& in_place, int in_before,
                                       const VoxelTile<T, 0, 5>* in_tiles)
     {
-        for (int n = 0; n < N; ++n) {
-            tapsOf(in_place, n - in_before, m_tile[n], m_cell[n]);
-        }
+        const T* first[8];
         for (int n = 0; n < 8; ++n) {
-            m_tiles[n] = firstOf(in_place, n, in_tiles);
+            first[n] = firstOf(in_place, n, in_tiles);
+        }
+        for (int n = 0; n < N; ++n) {
+            AxisInts tile;
+            tapsOf(in_place, n - in_before, tile, m_cell[n]);
+            m_pair[n] = tile >> 1;
+            for (int pair = 0; pair < 4; ++pair) {
+                m_rows[n][pair] = first[tile[0] + 2 * pair] + m_cell[n][0];
+            }
         }
     }
-
-    /// Has the values on their way. Inline, or the compiler drops the call as one without effect.
+    /// Has the values on their way, but for the middle of a row, which hardly ever has a line of
+    /// its own. Inline, or the compiler drops the call as one without effect.
     [[gnu::always_inline]] void fetch() const
     {
         for (int n = 0; n < N * N; ++n) {
@@ -50,17 +57,15 @@ public:
             __builtin_prefetch(&(*this)(N - 1, n % N, n / N));
         }
     }
-
     const T& operator()(int in_i, int in_j, int in_k) const
     {
-        return m_tiles[m_tile[in_i][0] + m_tile[in_j][1] + m_tile[in_k][2]]
-                      [m_cell[in_i][0] + m_cell[in_j][1] + m_cell[in_k][2]];
+        return m_rows[in_i][m_pair[in_j][1] + m_pair[in_k][2]][m_cell[in_j][1] + m_cell[in_k][2]];
     }
 
 private:
-    const T* m_tiles[8];  ///< the lower of each axis first; x fastest
-    AxisInts m_tile[N];   ///< of each value and axis, its part of the number of the tile
-    AxisInts m_cell[N];   ///< and of the cell there
+    const T* m_rows[N][4];  ///< the tiles with y fastest
+    AxisInts m_pair[N];     ///< of each value and axis, its part of the number of the tile there
+    AxisInts m_cell[N];     ///< and of the cell there
 };
 
 /// The same of eight values: all of them by their address.
@@ -94,46 +99,6 @@ public:
 
 private:
     const T* m_values[8];  ///< x fastest
-};
-
-/// The same of 27 values: of each place along x the addresses in the first rows of its four tiles,
-/// so that a value is two loads.
-template <typename T>
-class StencilAcross<T, 3> {
-public:
-    [[gnu::always_inline]] void enter(const StencilPlace& in_place, int in_before,
-                                      const VoxelTile<T, 0, 5>* in_tiles)
-    {
-        const T* first[8];
-        for (int n = 0; n < 8; ++n) {
-            first[n] = firstOf(in_place, n, in_tiles);
-        }
-        for (int n = 0; n < 3; ++n) {
-            AxisInts tile;
-            tapsOf(in_place, n - in_before, tile, m_cell[n]);
-            m_pair[n] = tile >> 1;
-            for (int pair = 0; pair < 4; ++pair) {
-                m_rows[n][pair] = first[tile[0] + 2 * pair] + m_cell[n][0];
-            }
-        }
-    }
-    /// But for the middle of a row, which hardly ever has a line of its own.
-    [[gnu::always_inline]] void fetch() const
-    {
-        for (int n = 0; n < 9; ++n) {
-            __builtin_prefetch(&(*this)(0, n % 3, n / 3));
-            __builtin_prefetch(&(*this)(2, n % 3, n / 3));
-        }
-    }
-    const T& operator()(int in_i, int in_j, int in_k) const
-    {
-        return m_rows[in_i][m_pair[in_j][1] + m_pair[in_k][2]][m_cell[in_j][1] + m_cell[in_k][2]];
-    }
-
-private:
-    const T* m_rows[3][4];  ///< the tiles with y fastest
-    AxisInts m_pair[3];     ///< of each value and axis, its part of the number of the tile there
-    AxisInts m_cell[3];     ///< and of the cell there
 };
 
 /// The place of a stencil, from `in_before` below its cell to `in_after` above, among tiles that

@@ -60,7 +60,8 @@ protected:
     /// are on their way before any of them is waited for. Positions one after another with one
     /// stencil read it once. Of the kind are used:
     /// - `Reading`, what is read for a value, with `take(values)`, `value()` and, if it has
-    ///   any, `gradient()`; `reading()` gives the sampler's own;
+    ///   any, `gradient()`; `reading()` gives the sampler's own. Instead of `value()` it may have
+    ///   `begin()`, which gives a `Half`, and `finish(half)`, called for a group of positions;
     /// - `kReach`, the values of a stencil on an axis, and `kBefore`, how far its first lies below
     ///   its cell;
     /// - `toTree(position)` and `reach()`, the `Detail::StencilReach`;

@@ -19,10 +19,10 @@ struct VoxelSamplerWENO<T>::Reading {
     {
         Detail::readBlockWENO(in_values, block);
     }
-    T value() const
-    {
-        return Detail::interpolateBlockWENO3(block, fraction[0], fraction[1], fraction[2]);
-    }
+    /// By halves: the steps wait on one another, so those of many positions are worked off in turn.
+    using Half = Detail::LinesWENO;
+    Half begin() const { return Detail::stepAlongX(block, fraction[0], fraction[1], fraction[2]); }
+    static T finish(const Half& in_half) { return Detail::stepAlongYZ(in_half); }
 };
 
 template <typename T>

@@ -41,19 +41,18 @@ void HalosWENO<T>::readMixed(TileNeighbours& io_around, const int (&in_cell)[3],
 {
     const VoxelTile<T, 0, 5>* const tiles = tilesOf(io_around);
     Missing missing;
-    float* place_of_missing[64];
-    int row = 0;
-    for (int z = in_cell[2] - 1; z <= in_cell[2] + 2; ++z) {
-        for (int y = in_cell[1] - 1; y <= in_cell[1] + 2; ++y, ++row) {
+    for (int k = 0; k < 4; ++k) {
+        for (int j = 0; j < 4; ++j) {
             for (int i = 0; i < 4; ++i) {
                 const int x = in_cell[0] - 1 + i;
+                const int y = in_cell[1] - 1 + j;
+                const int z = in_cell[2] - 1 + k;
                 if (m_finder->hasAll(io_around, tilesForValueWENO(m_offset, x, y, z))) {
                     const AxisTap at[3] = {axisTap(x), axisTap(y), axisTap(z)};
                     const int holder = tilePlace(at[0].side, at[1].side, at[2].side);
-                    out_block[i][row] =
-                        tiles[io_around.neighbour(holder)](at[0].cell, at[1].cell, at[2].cell);
+                    const VoxelTile<T, 0, 5>& tile = tiles[io_around.neighbour(holder)];
+                    out_block.set(i, j, k, tile(at[0].cell, at[1].cell, at[2].cell));
                 } else {
-                    place_of_missing[missing.count] = &out_block[i][row];
                     missing.position[missing.count++] = {x, y, z};
                 }
             }
@@ -63,7 +62,8 @@ void HalosWENO<T>::readMixed(TileNeighbours& io_around, const int (&in_cell)[3],
     const Entry& entry = m_entries[io_around.depth()];
     for (int n = 0; n < missing.count; ++n) {
         const vec3i& at = missing.position[n];
-        *place_of_missing[n] = entry.values(at[0], at[1], at[2]);
+        out_block.set(at[0] - in_cell[0] + 1, at[1] - in_cell[1] + 1, at[2] - in_cell[2] + 1,
+                      entry.values(at[0], at[1], at[2]));
     }
 }
 

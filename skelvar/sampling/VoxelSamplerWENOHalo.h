@@ -26,12 +26,14 @@ TileSet tilesForValueWENO(VoxelOffsetType in_offset, int in_x, int in_y, int in_
 template <typename T>
 inline void readBlockWENO(const StencilAcross<T, 4>& in_values, BlockWENO& out_block)
 {
-    for (int k = 0; k < 4; ++k) {
-        for (int i = 0; i < 4; ++i) {
-            // Of four, to be written at once.
-            const T row[4] = {in_values(i, 0, k), in_values(i, 1, k), in_values(i, 2, k),
-                              in_values(i, 3, k)};
-            std::copy_n(row, 4, &out_block[i][4 * k]);
+    for (int i = 0; i < 4; ++i) {
+        const auto line = [&](int in_j) {
+            return AxisFloats{in_values(i, in_j, 0), in_values(i, in_j, 1), in_values(i, in_j, 2),
+                              in_values(i, in_j, 3)};
+        };
+        for (int half = 0; half < 2; ++half) {
+            out_block.rows[i][half] =
+                __builtin_shufflevector(line(2 * half), line(2 * half + 1), 0, 1, 2, 3, 4, 5, 6, 7);
         }
     }
 }

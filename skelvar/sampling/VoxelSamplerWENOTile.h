@@ -2,6 +2,7 @@
 
 #include <skelvar/base/Api.h>
 #include <skelvar/base/VoxelOffsetType.h>
+#include <skelvar/sampling/FineTiles.h>
 #include <skelvar/sampling/TileCache.h>
 #include <skelvar/voxel/VoxelTile.h>
 
@@ -9,63 +10,89 @@ namespace Skelvar {
 
 namespace Detail {
 
-/// One step on N sets of samples q0 to q3, at the fraction f between q1 and q2: the parabolas
-/// through q0, q1, q2 and q1, q2, q3, each weighted by 2 - f and 1 + f over its squared smoothness.
-/// `out_values` may be one of the samples' arrays.
+/// One step on samples q0 to q3, at the fraction f between q1 and q2: the parabolas through q0, q1,
+/// q2 and q1, q2, q3, each weighted by 2 - f and 1 + f over its squared smoothness. V is a float or
+/// some in lanes.
 /// Source: third-order interpolation by weighted, essentially non-oscillatory parabolas.
-template <int N>
-inline void stepWENO3(const float* in_q0, const float* in_q1, const float* in_q2,
-                      const float* in_q3, float in_f, float* out_values)
+template <typename V>
+[[gnu::always_inline]] inline void stepWENO3(const V& in_q0, const V& in_q1, const V& in_q2,
+                                             const V& in_q3, float in_f, V& out_value)
 {
     constexpr float kGuard = 1e-30f;  // where both parabolas are flat
     constexpr float kCurvature = 1.3333334f;
     const float g = 1.0f - in_f;
-    for (int n = 0; n < N; ++n) {
-        const float q0 = in_q0[n];
-        const float q1 = in_q1[n];
-        const float q2 = in_q2[n];
-        const float q3 = in_q3[n];
-        const float a = (q2 - q0) * 0.5f;
-        const float b = q0 - 2.0f * q1 + q2;
-        const float s = kCurvature * b * b + (a + b) * a;
-        const float w1 = (2.0f - in_f) / (s * s + kGuard);
-        const float p1 = (in_f * 0.5f * b + a) * in_f + q1;
-        const float c = (q1 - q3) * 0.5f;
-        const float d = q3 - 2.0f * q2 + q1;
-        const float t = kCurvature * d * d + (c + d) * c;
-        const float w2 = (2.0f - g) / (t * t + kGuard);
-        const float p2 = (0.5f * g * d + c) * g + q2;
-        out_values[n] = (p2 * w2 + p1 * w1) / (w2 + w1);
-    }
+    const V a = (in_q2 - in_q0) * 0.5f;
+    const V b = in_q0 - 2.0f * in_q1 + in_q2;
+    const V s = kCurvature * b * b + (a + b) * a;
+    const V w1 = (2.0f - in_f) / (s * s + kGuard);
+    const V p1 = (in_f * 0.5f * b + a) * in_f + in_q1;
+    const V c = (in_q1 - in_q3) * 0.5f;
+    const V d = in_q3 - 2.0f * in_q2 + in_q1;
+    const V t = kCurvature * d * d + (c + d) * c;
+    const V w2 = (2.0f - g) / (t * t + kGuard);
+    const V p2 = (0.5f * g * d + c) * g + in_q2;
+    out_value = (p2 * w2 + p1 * w1) / (w2 + w1);
 }
 
-/// The 64 values of a stencil: by x, then row by row with y fastest.
-using BlockWENO = float[4][16];
+using EightFloats = float __attribute__((vector_size(32)));
 
-/// The step along x on the 16 rows, then along y on four, then along z.
+/// The 64 values of a stencil: by x, then row by row with z fastest.
+struct BlockWENO {
+    EightFloats rows[4][2];
+
+    void set(int in_i, int in_j, int in_k, float in_value)
+    {
+        rows[in_i][in_j / 2][in_j % 2 * 4 + in_k] = in_value;
+    }
+};
+
+/// A stencil after the step along x.
+struct LinesWENO {
+    AxisFloats lines[4];  ///< by y, a lane for each z
+    float fy, fz;
+};
+
+/// The step along x on the 16 rows.
+inline LinesWENO stepAlongX(const BlockWENO& in_block, float in_fx, float in_fy, float in_fz)
+{
+    LinesWENO lines;
+    for (int n = 0; n < 2; ++n) {
+        const auto& rows = in_block.rows;
+        EightFloats stepped;
+        stepWENO3(rows[0][n], rows[1][n], rows[2][n], rows[3][n], in_fx, stepped);
+        lines.lines[2 * n] = __builtin_shufflevector(stepped, stepped, 0, 1, 2, 3);
+        lines.lines[2 * n + 1] = __builtin_shufflevector(stepped, stepped, 4, 5, 6, 7);
+    }
+    lines.fy = in_fy;
+    lines.fz = in_fz;
+    return lines;
+}
+
+/// The step along y on four lines, then along z.
+inline float stepAlongYZ(const LinesWENO& in_lines)
+{
+    const auto& lines = in_lines.lines;
+    AxisFloats planes;
+    stepWENO3(lines[0], lines[1], lines[2], lines[3], in_lines.fy, planes);
+    float value;
+    stepWENO3<float>(planes[0], planes[1], planes[2], planes[3], in_lines.fz, value);
+    return value;
+}
+
 inline float interpolateBlockWENO3(const BlockWENO& in_block, float in_fx, float in_fy, float in_fz)
 {
-    float rows[4][4];  // by y, then z
-    float lines[16];
-    stepWENO3<16>(in_block[0], in_block[1], in_block[2], in_block[3], in_fx, lines);
-    for (int n = 0; n < 16; ++n) {
-        rows[n % 4][n / 4] = lines[n];
-    }
-    float planes[4];
-    stepWENO3<4>(rows[0], rows[1], rows[2], rows[3], in_fy, planes);
-    float value;
-    stepWENO3<1>(planes, planes + 1, planes + 2, planes + 3, in_fz, &value);
-    return value;
+    return stepAlongYZ(stepAlongX(in_block, in_fx, in_fy, in_fz));
 }
 
 /// Takes the 64 values from a tile that holds them all, `in_first` the lowest.
 template <int SJ, int SK>
 inline void readBlockWENO(const float* in_first, BlockWENO& out_block)
 {
-    for (int row = 0; row < 16; ++row) {
-        const float* const at = in_first + SJ * (row % 4) + SK * (row / 4);
-        for (int i = 0; i < 4; ++i) {
-            out_block[i][row] = at[i];
+    for (int k = 0; k < 4; ++k) {
+        for (int j = 0; j < 4; ++j) {
+            for (int i = 0; i < 4; ++i) {
+                out_block.set(i, j, k, in_first[i + SJ * j + SK * k]);
+            }
         }
     }
 }
@@ -82,10 +109,10 @@ inline T interpBiWENO3(const T* in_first, T in_fx, T in_fy)
     T rows[4];
     for (int j = 0; j < 4; ++j) {
         const T* const row = in_first + j * SY;
-        Detail::stepWENO3<1>(row, row + SX, row + 2 * SX, row + 3 * SX, in_fx, rows + j);
+        Detail::stepWENO3(row[0], row[SX], row[2 * SX], row[3 * SX], in_fx, rows[j]);
     }
     T value;
-    Detail::stepWENO3<1>(rows, rows + 1, rows + 2, rows + 3, in_fy, &value);
+    Detail::stepWENO3(rows[0], rows[1], rows[2], rows[3], in_fy, value);
     return value;
 }
 

@@ -190,7 +190,7 @@ private:
 float stepBetween(float in_q0, float in_q1, float in_q2, float in_q3, float in_f)
 {
     float value;
-    Detail::stepWENO3<1>(&in_q0, &in_q1, &in_q2, &in_q3, in_f, &value);
+    Detail::stepWENO3(in_q0, in_q1, in_q2, in_q3, in_f, value);
     return value;
 }
 
