@@ -6,6 +6,7 @@
 #include <skelvar/numerics/SweepKernels.h>
 
 #include <algorithm>
+#include <cmath>
 #include <type_traits>
 
 namespace Skelvar::Detail {
@@ -205,8 +206,10 @@ void addBlockProduct(const SparseMatrixTile<float>& in_block, const DenseVector<
             return uniform != nullptr ? addUniformProducts<Sum>(in_block, x, in_kernels, io_y)
                                       : addCoreProducts<Sum>(values, x, io_y);
         case SparseMatrixStencil::ePartOfCore:
-            return uniform != nullptr ? addUniformProducts<Sum>(in_block, x, in_kernels, io_y)
-                                      : addAnyProducts<Sum>(in_block, x, io_y);
+            // cells that are no rows count 0 times a value, which must be 0
+            return uniform != nullptr && std::isfinite(uniform->other)
+                       ? addUniformProducts<Sum>(in_block, x, in_kernels, io_y)
+                       : addAnyProducts<Sum>(in_block, x, io_y);
         default:
             return uniform != nullptr
                        ? addSideProducts(

@@ -263,6 +263,7 @@ double PreparedMatrix::preconditionUniform(const Group& in_group, Kind in_kind, 
 {
     const bool is_part = in_kind == eUniformParts;
     alignas(32) float parts[kLanes][kTileSize + 3];
+    float short_r[kLanes][kTileSize];
     const float* r[kLanes];
     float* z[kLanes];
     UniformSweep sweep;
@@ -273,6 +274,11 @@ double PreparedMatrix::preconditionUniform(const Group& in_group, Kind in_kind, 
         sweep.diagonals.lane[lane] = values.diagonal;
         sweep.others.lane[lane] = values.other;
         r[lane] = in_r.tileData(in_group.tiles[used], in_depth);
+        const int size = in_r.tileDataSize(in_group.tiles[used], in_depth);
+        if (size < kTileSize) {  // a part of the core need not reach the tile's last cell
+            std::fill(std::copy_n(r[lane], size, short_r[lane]), short_r[lane] + kTileSize, 0.0f);
+            r[lane] = short_r[lane];
+        }
         z[lane] =
             is_part || used != lane ? parts[lane] : out_z.tileData(in_group.tiles[used], in_depth);
     }

@@ -181,7 +181,7 @@ int unsorted_sos_orient3d(int in_i0, vec3d in_p0, int in_i1, vec3d in_p1, int in
     order(1, 2);
 
     const double det = orient3d(q[0].e, q[1].e, q[2].e, q[3].e);
-    const int sign = det != 0 ? signOf(det) : signOfPerturbed(q);
+    const int sign = signOf(det) != 0 ? signOf(det) : signOfPerturbed(q);  // of NaN too
     return is_odd ? -sign : sign;
 }
 

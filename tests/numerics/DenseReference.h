@@ -81,6 +81,18 @@ void fillVector(DenseVector<T>& io_v, const Value& in_value)
     }
 }
 
+/// A matrix of one block, that of the first tile of the finest depth with itself, of what
+/// `in_gather` adds to it.
+template <typename Gather>
+SparseMatrix<float> oneBlock(const VoxelLayout& in_layout, const Gather& in_gather)
+{
+    SparseMatrix<float> A(in_layout);
+    DynamicSparseMatrixRow<float> row;
+    in_gather(row[TileIdentifier{in_layout.node(0, kMaxTileDepth).id(), 0, kMaxTileDepth}]);
+    A.setBlocks(0, kMaxTileDepth, row);
+    return A;
+}
+
 /// A few tiles of depths 5 to 7.
 inline std::shared_ptr<VoxelLayout> randomLayout(Random& io_random)
 {

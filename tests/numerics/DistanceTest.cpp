@@ -188,6 +188,17 @@ TEST(Distance, ASliverFallsBackOnItsEdges)
     EXPECT_EQ(1, (bc[0] == 0) + (bc[1] == 0) + (bc[2] == 0));
 }
 
+TEST(Distance, AThinTriangleIsStillOne)
+{
+    vec3f bc;
+    point_triangle_bc({2.0f / 3, 1e-4f, 0.5f}, {1, 0, 0}, {1, 3e-4f, 0}, {0, 0, 0}, bc);
+
+    for (int n = 0; n < 3; ++n) {
+        EXPECT_NEAR(1.0 / 3, bc[n], 1e-3);
+    }
+    EXPECT_EQ(0.0f, point_edge_distance(vec3f{1e-5f, 0, 0}, vec3f{1e-5f, 0, 0}, vec3f{}));
+}
+
 TEST(Distance, TriangleRegionsHaveTheirPoints)
 {
     const vec3f x1 = {0, 0, 0};
@@ -233,7 +244,11 @@ TEST(Distance, CrossingAndParallelEdges)
     distance = -1;
     EXPECT_FALSE(edge_edge_distance_interior({0, 0, 0}, {4, 0, 0}, {1, 2, 0}, {9, 2, 0}, distance));
     EXPECT_FALSE(edge_edge_distance_interior({0, 0, 0}, {4, 0, 0}, {0, 0, 0}, {0, 4, 0}, distance));
+    EXPECT_FALSE(
+        edge_edge_distance_interior({4, 0, 0}, {0, 0, 0}, {0, -1, 0}, {0, 3, 0}, distance));
     EXPECT_EQ(-1.0f, distance);
+    EXPECT_EQ(0.0f, edge_edge_distance(vec3f{0, 0, 0}, vec3f{3e6f, 0, 0}, vec3f{1e6f, -1, 0},
+                                       vec3f{1e6f, 1, 0}));  // by weights in double
     EXPECT_EQ(2.0f,
               edge_edge_distance(vec3f{0, 0, 0}, vec3f{4, 0, 0}, vec3f{1, 2, 0}, vec3f{9, 2, 0}));
     EXPECT_EQ(2.0f, edge_edge_bc({0, 0, 0}, {4, 0, 0}, {1, 2, 0}, {9, 2, 0}, a, b));
@@ -253,6 +268,7 @@ TEST(Distance, NanGoesThrough)
 
         EXPECT_TRUE(bad == 3 || std::isnan(point_edge_distance(x[0], x[1], x[2])));
         EXPECT_TRUE(bad == 3 || std::isnan(point_edge_bc(x[0], x[1], x[2], a)));
+        EXPECT_TRUE(bad == 3 || (std::isnan(a[0]) && std::isnan(a[1])));
         EXPECT_TRUE(std::isnan(point_triangle_distance(x[0], x[1], x[2], x[3])));
         EXPECT_TRUE(std::isnan(point_triangle_bc(x[0], x[1], x[2], x[3], c)));
         EXPECT_TRUE(std::isnan(edge_edge_distance(x[0], x[1], x[2], x[3])));

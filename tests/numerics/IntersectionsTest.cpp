@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <vector>
 
 namespace Skelvar {
@@ -66,6 +68,30 @@ TEST(PointInTriangle, WeightsGiveThePointBack)
 
     EXPECT_EQ((vec3d{0.625, 0.25, 0.125}), bc);
     EXPECT_FALSE(point_in_triangle(1, {5, 3}, 2, {0, 0}, 3, {0, 4}, 4, {8, 0}, bc));
+}
+
+TEST(PointInTriangle, WeightsAreEqualWhereItHasNoArea)
+{
+    std::array<int, 4> ids = {1, 2, 3, 4};
+    int hits = 0;
+    do {
+        vec3d bc{};
+        if (point_in_triangle(ids[0], {1, 0}, ids[1], {0, 0}, ids[2], {2, 0}, ids[3], {1, 0}, bc)) {
+            ++hits;
+            EXPECT_EQ((vec3d{1.0 / 3, 1.0 / 3, 1.0 / 3}), bc);
+        }
+    } while (std::next_permutation(ids.begin(), ids.end()));
+    EXPECT_GT(hits, 0);
+}
+
+TEST(PointInTetrahedron, WeightsGiveThePointBack)
+{
+    vec4d bc{};
+
+    ASSERT_TRUE(point_in_tetrahedron(0, {1, 1, 0.25}, 1, {0, 0, 0}, 2, {8, 0, 0}, 3, {0, 4, 0}, 4,
+                                     {0, 0, 2}, bc));
+
+    EXPECT_EQ((vec4d{0.5, 0.125, 0.25, 0.125}), bc);
 }
 
 TEST(PointInTetrahedron, EveryPointOfATetrahedronLiesInOneOfItsParts)
@@ -160,11 +186,11 @@ TEST(EdgeEdge3d, WeightsLieOnOneLineThroughTheEye)
     vec2d second{};
 
     // x axis from -1 to 3; an edge along y at twice the height; the eye below
-    ASSERT_TRUE(edge_edge_3d(0, {-1, 0, 1}, 1, {3, 0, 1}, 2, {0, -2, 2}, 3, {0, 6, 2}, 4, {0, 0, 0},
+    ASSERT_TRUE(edge_edge_3d(0, {-1, 0, 1}, 1, {3, 0, 1}, 2, {0, -2, 2}, 3, {0, 2, 2}, 4, {0, 0, 0},
                              first, second));
 
     EXPECT_EQ((vec2d{0.75, 0.25}), first);
-    EXPECT_EQ((vec2d{0.75, 0.25}), second);
+    EXPECT_EQ((vec2d{0.5, 0.5}), second);
 }
 
 }  // namespace

@@ -235,15 +235,35 @@ TEST(PoissonMatrix, IsThatOfTheCellsBoxes)
 
 TEST(PoissonMatrix, CountsAFaceThatABareFinerRootCoversOnce)
 {
-    const auto layout = LayoutBuilder().tile({0, 0, 0}, 6).tile({13, 0, 0}, 7).build();
-    ASSERT_EQ(0, layout->numNodes(5));
+    for (const int depth : {5, 6}) {
+        const int beside = depth == 5 ? 63 : 13;
+        const auto layout = LayoutBuilder().tile({0, 0, 0}, depth).tile({beside, 0, 0}, 7).build();
+        ASSERT_EQ(2, layout->numRoots());
+        PoissonDomain domain;
+        domain.min_depth = depth;
+        SparseMatrix<float> A;
+
+        makePoissonMatrix(*layout, domain, &A);
+
+        EXPECT_EQ(2, A.blocks(0, 7).size());
+        expectNear(matrixOfBoxes(*layout, domain), toDense(A));
+    }
+}
+
+TEST(PoissonMatrix, TakesThePlaceOfAnother)
+{
+    const auto layout = LayoutBuilder().tile({0, 0, 0}, 6).tile({0, 0, 0}, 7).build();
     PoissonDomain domain;
     domain.min_depth = 6;
     SparseMatrix<float> A;
-
     makePoissonMatrix(*layout, domain, &A);
+    SparseMatrix<float> other = A;
+    EXPECT_EQ(toDense(A), toDense(other));
+    domain.min_depth = 7;
 
-    expectNear(matrixOfBoxes(*layout, domain), toDense(A));
+    makePoissonMatrix(*layout, domain, &other);
+
+    EXPECT_TRUE(other.blocks(0, 6).empty());
 }
 
 TEST(PoissonMatrix, HasTheKnownStencilAndFewBytes)

@@ -198,8 +198,18 @@ TEST(Predicates, ConstantsAreThoseOfTheDoubleFormat)
 {
     EXPECT_EQ(0x1p-53, epsilon);
     EXPECT_EQ(134217729.0, splitter);
-    EXPECT_EQ(3.3306690738754716e-16, ccwerrboundA);
-    EXPECT_EQ(7.7715611723761027e-16, o3derrboundA);
+    const double e = epsilon;
+    const std::pair<double, double> bounds[] = {
+        {resulterrbound, (3 + 8 * e) * e},      {ccwerrboundA, (3 + 16 * e) * e},
+        {ccwerrboundB, (2 + 12 * e) * e},       {ccwerrboundC, (9 + 64 * e) * e * e},
+        {o3derrboundA, (7 + 56 * e) * e},       {o3derrboundB, (3 + 28 * e) * e},
+        {o3derrboundC, (26 + 288 * e) * e * e}, {iccerrboundA, (10 + 96 * e) * e},
+        {iccerrboundB, (4 + 48 * e) * e},       {iccerrboundC, (44 + 576 * e) * e * e},
+        {isperrboundA, (16 + 224 * e) * e},     {isperrboundB, (5 + 72 * e) * e},
+        {isperrboundC, (71 + 1408 * e) * e * e}};
+    for (const auto& [found, expected] : bounds) {
+        EXPECT_EQ(expected, found);
+    }
 }
 
 TEST(Expansions, SumsAndProductsAreExact)
@@ -301,6 +311,19 @@ TEST(SimulationOfSimplicity, IsTheSignOfPointsMovedByTheirIds)
                   unsorted_sos_orient3d(ids[0], p[0], ids[1], p[1], ids[2], p[2], ids[3], p[3]))
             << "trial " << trial;
     }
+}
+
+TEST(SimulationOfSimplicity, IsNeverZeroAndTrueOfSmallShapes)
+{
+    const double nan = std::nan("");
+    const vec3d large[3] = {{1e200, 0, 0}, {0, 1e200, 0}, {0, 0, 1e200}};
+    EXPECT_NE(0, unsorted_sos_orient3d(1, {0, 0, 0}, 2, {1, 0, 0}, 3, {0, 1, 0}, 4, {nan, 0, 0}));
+    EXPECT_NE(0, unsorted_sos_orient3d(1, large[0], 2, large[1], 3, large[2], 4, {0, 0, 0}));
+
+    const vec3d p[4] = {{0, 0, 0}, {1e-20, 0, 0}, {0, 1e-20, 0}, {0, 0, 1e-20}};
+    const int sign = orient3d(p[0].e, p[1].e, p[2].e, p[3].e) > 0 ? 1 : -1;
+    EXPECT_EQ(sign, unsorted_sos_orient3d(1, p[0], 2, p[1], 3, p[2], 4, p[3]));
+    EXPECT_EQ(sign, unsorted_sos_orient3d(4, p[0], 2, p[1], 3, p[2], 1, p[3]));
 }
 
 }  // namespace

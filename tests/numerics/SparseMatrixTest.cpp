@@ -58,6 +58,11 @@ TEST(SparseMatrixTile, KnowsItsTwoValuesUntilTheyMayBeWritten)
     SparseMatrixTile<float> copy = block;
     copy.values();
     EXPECT_EQ(nullptr, copy.uniformValues());
+    DynamicSparseMatrixTile<float> zeros;
+    zeros.add(1, 2, 0.0f);
+    zeros.add(2, 1, -0.0f);
+    zeros.convert(77, 5, 6, &copy);
+    EXPECT_EQ(nullptr, copy.uniformValues()) << "two zeros are two values";
     EXPECT_NE(nullptr, block.uniformValues());
     gathered.add(2, 1, -0.0f);
     gathered.convert(77, 5, 6, &block);
@@ -104,27 +109,35 @@ TEST(SparseMatrixTile, FreezesEntriesInOneAllocation)
 TEST(SparseMatrixTile, SumsDuplicatesInTheirOrder)
 {
     DynamicSparseMatrixTile<float> gathered;
-    for (const float value : {1e8f, 1.0f, -1e8f}) {
-        gathered.add(3, 3, value);
-        gathered.add(1, 1, 1.0f);
+    for (int column = 19; column >= 0; --column) {  // more than what is sorted by insertion
+        for (const float value : {1e8f, 1.0f, -1e8f}) {
+            gathered.add(3, column, value);
+            gathered.add(1, 1, 1.0f);
+        }
     }
     SparseMatrixTile<float> block;
 
     gathered.convert(0, 0, 0, &block);
 
-    ASSERT_EQ(2, block.numEntries());
-    EXPECT_EQ(3.0f, block.values()[0]);
-    EXPECT_EQ(0.0f, block.values()[1]);
+    ASSERT_EQ(21, block.numEntries());
+    EXPECT_EQ(60.0f, block.values()[0]);
+    for (int n = 1; n < 21; ++n) {
+        EXPECT_EQ(0.0f, block.values()[n]);
+    }
 }
 
 TEST(SparseMatrixTile, CopiesAreTheirOwn)
 {
     DynamicSparseMatrixTile<float> gathered;
     gathered.add(1, 2, 3.0f);
+    gathered.add(2, 1, 5.0f);
     SparseMatrixTile<float> block;
     gathered.convert(7, 8, 2, &block);
 
     SparseMatrixTile<float> copy = block;
+    EXPECT_EQ(8, copy.tileIndex());
+    EXPECT_EQ(2, copy.depth());
+    EXPECT_EQ(nullptr, copy.uniformValues());
     copy.values()[0] = 4.0f;
     const SparseMatrixTile<float> moved = std::move(copy);
     const SparseMatrixTile<float> empty = SparseMatrixTile<float>();
