@@ -226,6 +226,14 @@ TEST(CornerExtraTile, TakesNeighboursAndInterpolatesBetweenTheParentsCorners)
     evalCornerExtraTile(last.first, last.second, *layout, &fresh, *field.channel, &out);
     EXPECT_EQ(-1.0f, out(5, 0, 0));
     EXPECT_FLOAT_EQ(4.0f, out(4, 5, 0) + 4.0f);  // (1 * 4 + 4 * -1) / 5
+
+    // Now it is, and its first cells give the corners of the box.
+    layout->addNode(13, 0, 0, 6);
+    field.fill([](const vec3f& in_place) { return in_place[0]; });
+    auto beside = std::as_const(*layout).accessor();
+    evalCornerExtraTile(last.first, last.second, *layout, &beside, *field.channel, &out);
+    EXPECT_EQ(13.0f, out(5, 0, 0));
+    EXPECT_FLOAT_EQ(12.0f, out(4, 5, 0));
 }
 
 }  // namespace

@@ -167,9 +167,16 @@ TEST(VoxelSamplerQBSpline, DependsOnWhatWasSampledBefore)
     EXPECT_EQ(1.0f, used.sample({-4.5f, 0.5f, 0.5f}, 6));
 
     // A tile may be held between two samples of one cell.
+    const VoxelSamplerQBSpline<float> many(eTreeSpace, field.channel.get());
+    float value = 0.0f;
+    many.sample(&centre_of_cell_1, 1, &value);
+    EXPECT_EQ(1.0f, value);
     EXPECT_EQ(1.0f, fresh.sample(centre_of_cell_1));
     fresh.updateCache(0, 7);
+    many.updateCache(0, 7);
     EXPECT_EQ(0.875f, fresh.sample(centre_of_cell_1));
+    many.sample(&centre_of_cell_1, 1, &value);
+    EXPECT_EQ(0.875f, value);
 }
 
 TEST(VoxelSamplerQBSpline, FallsToTheBackgroundInTheOuterCellsOfARoot)

@@ -292,6 +292,12 @@ TEST(VoxelSamplerLinear, IntegersAreTruncatedInEachOfSevenSteps)
     // Half of 0 and 1 is 0 already on the first axis; of 1 and 0 it is 1 - 0.5, cut to 0 too.
     EXPECT_EQ(0, sampler.sample({0.5f, 0.0f, 0.0f}));
     EXPECT_EQ(1, sampler.sample({1.0f, 0.5f, 0.5f}));
+
+    // On the way they are floats, which know every other number here, and round the largest up.
+    field.channel->set(16777217, 0, 7);
+    EXPECT_EQ(16777216, sampler.sample({0.6f, 0.6f, 0.6f}));
+    field.channel->set(std::numeric_limits<int>::max(), 0, 7);
+    EXPECT_EQ(std::numeric_limits<int>::min(), sampler.sample({0.6f, 0.6f, 0.6f}));
 }
 
 TEST(VoxelSamplerLinear, WorldPositionsGoThroughTheShape)
