@@ -3,27 +3,15 @@
 #include <skelvar/base/Api.h>
 #include <skelvar/base/ValueTypes.h>
 
+#if defined(__AVX2__) && defined(__FMA__)
+#include <skelvar/numerics/Orient3dFilterAvx2.h>
+#else
+#include <skelvar/numerics/Orient3dFilter.h>
+#endif
+
 #include <cmath>
 
 namespace Skelvar {
-
-namespace Detail {
-
-/// Two doubles that one instruction handles.
-using Pair = double __attribute__((vector_size(16)));
-using PairBits = long long __attribute__((vector_size(16)));
-
-inline Pair magnitudes(Pair in_pair)
-{
-    constexpr long long kAllButSign = 0x7fffffffffffffff;
-    return reinterpret_cast<Pair>(reinterpret_cast<PairBits>(in_pair) &
-                                  PairBits{kAllButSign, kAllButSign});
-}
-
-/// Above `o3derrboundA` and the rounding of the product that it multiplies.
-constexpr double kLooseBound = 7.01 * 0x1p-53;
-
-}  // namespace Detail
 
 // Geometric predicates on double coordinates whose signs are always right. A filter answers where
 // the rounding errors cannot change the sign; the other cases go through ever more exact stages,
@@ -91,20 +79,13 @@ inline double orient2d(const double* in_pa, const double* in_pb, const double* i
 inline double orient3d(const double* in_pa, const double* in_pb, const double* in_pc,
                        const double* in_pd)
 {
-    // x and y side by side; the sums of magnitudes bound the permanent for fewer instructions
-    using Detail::Pair;
-    const Pair d = {in_pd[0], in_pd[1]};
-    const Pair a = Pair{in_pa[0], in_pa[1]} - d;
-    const Pair b = Pair{in_pb[0], in_pb[1]} - d;
-    const Pair c = Pair{in_pc[0], in_pc[1]} - d;
-    const double az = in_pa[2] - in_pd[2];
-    const double bz = in_pb[2] - in_pd[2];
-    const double cz = in_pc[2] - in_pd[2];
-    const double det = az * (b[0] * c[1] - c[0] * b[1]) + bz * (c[0] * a[1] - a[0] * c[1]) +
-                       cz * (a[0] * b[1] - b[0] * a[1]);
-    const Pair xy = Detail::magnitudes(a) + Detail::magnitudes(b) + Detail::magnitudes(c);
-    const double z = std::fabs(az) + std::fabs(bz) + std::fabs(cz);
-    if (std::fabs(det) > Detail::kLooseBound * (xy[0] * xy[1] * z)) [[likely]] {
+    double det = 0;
+#if defined(__AVX2__) && defined(__FMA__)
+    const bool is_sure = Detail::orient3dFilterAvx2(in_pa, in_pb, in_pc, in_pd, det);
+#else
+    const bool is_sure = Detail::orient3dFilter(in_pa, in_pb, in_pc, in_pd, det);
+#endif
+    if (is_sure) [[likely]] {
         return det;
     }
     return orient3dStaged(in_pa, in_pb, in_pc, in_pd);

@@ -1,5 +1,7 @@
 #include <skelvar/numerics/Predicates.h>
 
+#include <skelvar/numerics/Orient3dFilterAvx2.h>
+
 #include <tests/support/Random.h>
 
 #include <gtest/gtest.h>
@@ -178,6 +180,34 @@ TEST(Predicates, InsphereHasTheTrueSign)
         return insphere(in_p[0].data(), in_p[1].data(), in_p[2].data(), in_p[3].data(),
                         in_p[4].data());
     });
+}
+
+TEST(Predicates, FourWideFilterPassesOnlyWhatTheStagesPassUnchanged)
+{
+    if (!__builtin_cpu_supports("avx2") || !__builtin_cpu_supports("fma")) {
+        GTEST_SKIP() << "needs AVX2 and FMA";
+    }
+    Random random(4712);
+    SCOPED_TRACE(random.seed());
+    int passed[5] = {};
+    for (int trial = 0; trial < kPredicateTrials && !HasFailure(); ++trial) {
+        const int kind = trial % 5;
+        std::array<double, 3> p[4];
+        for (auto& point : p) {
+            point = nearDegenerate<3>(random, kind % 4);
+            for (double& x : point) {
+                x = kind == 4 ? std::ldexp(random.real(-1, 1), trial % 300 - 150) : x;
+            }
+        }
+        double det = 0;
+        if (Detail::orient3dFilterAvx2(p[0].data(), p[1].data(), p[2].data(), p[3].data(), det)) {
+            ++passed[kind];
+            EXPECT_EQ(orient3dStaged(p[0].data(), p[1].data(), p[2].data(), p[3].data()), det)
+                << "trial " << trial;
+        }
+    }
+    EXPECT_GT(passed[4], kPredicateTrials / 5 * 0.999) << "at random points of all sizes";
+    EXPECT_LT(passed[0], kPredicateTrials / 5 * 0.9) << "near a plane";
 }
 
 TEST(Predicates, GiveAreasAndVolumes)
