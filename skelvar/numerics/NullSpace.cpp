@@ -69,9 +69,12 @@ struct Connections {
 std::vector<int> rootsOf(int in_count, const array1<std::pair<int, int>>* in_pairs)
 {
     DisjointSet components(in_count);
+    const auto is_component = [&](int in_id) { return in_id >= 0 && in_id < in_count; };
     if (in_pairs != nullptr) {
-        for (const auto& [a, b] : *in_pairs) {
-            components.join(a, b);
+        for (const std::pair<int, int>& pair : *in_pairs) {
+            if (is_component(pair.first) && is_component(pair.second)) {
+                components.join(pair.first, pair.second);
+            }
         }
     }
     std::vector<int> roots(in_count);

@@ -18,8 +18,9 @@ SKELVAR_API int findUnitNullSpace(const SparseMatrix<float>& in_A, DenseVector<i
 /// Takes the constant on each component out of v: subtracts the mean, weighted by `in_weights` (1
 /// if null) and computed in `double`. An unknown with an id from 0 up to but not including
 /// `in_count` belongs to that component, or, with `in_pairs` (may be null), to all that its id is
-/// equal to by the pairs, which name ids of that range; with any other id to none. A component
-/// whose weights sum to 0 stays as it is. The three vectors have the same tile sizes.
+/// equal to by the pairs; with any other id to none. A pair with an id out of that range says
+/// nothing. A component whose weights sum to 0 stays as it is. The three vectors have the same tile
+/// sizes.
 SKELVAR_API void removeUnitNullSpace(int in_count, const DenseVector<int>* in_ids,
                                      const array1<std::pair<int, int>>* in_pairs,
                                      const DenseVector<float>* in_weights,

@@ -4,6 +4,7 @@
 #include <skelvar/base/array1.h>
 #include <skelvar/tree/TileId.h>
 
+#include <cassert>
 #include <compare>
 
 namespace Skelvar {
@@ -136,8 +137,10 @@ struct DynamicSparseMatrixEntry {
 template <typename T>
 class SKELVAR_API DynamicSparseMatrixTile : public array1<DynamicSparseMatrixEntry<T>> {
 public:
+    /// Local positions, 0 to 65535.
     void add(int in_row, int in_column, T in_value)
     {
+        assert(in_row >= 0 && in_row <= 0xffff && in_column >= 0 && in_column <= 0xffff);
         this->push_back({in_value, static_cast<unsigned short>(in_row),
                          static_cast<unsigned short>(in_column)});
     }

@@ -3,10 +3,14 @@
 #include <skelvar/numerics/SparseMatrixOperations.h>
 
 #include <tests/numerics/DenseReference.h>
+#include <tests/tools/TemporaryFolder.h>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <sstream>
 
 namespace Skelvar::Testing {
@@ -310,6 +314,35 @@ TEST(SparseMatrix, DumpsAsText)
     std::ostringstream all;
     matrixDump(all, "A", A, true);
     EXPECT_EQ(whole.str(), all.str());
+}
+
+TEST(SparseMatrix, DumpsAreReadByOctave)
+{
+    if (std::system("octave-cli --version > /dev/null 2>&1") != 0) {
+        GTEST_SKIP() << "octave-cli is not installed";
+    }
+    Random random(12);
+    SCOPED_TRACE(random.seed());
+    const auto layout = randomLayout(random);
+    Dense dense;
+    const SparseMatrix<float> A = randomMatrix(*layout, random, &dense);
+    GenericDenseVector<int> x(*layout, 0);
+    fillVector(x, [&](int, int, int) { return random.integer(-9, 9); });
+    const Tool::Test::TemporaryFolder folder;
+    {
+        std::ofstream script(folder.path("product.m"));
+        matrixDump(script, "A", A, true);
+        vectorDump(script, "x", x);
+        script << "\nprintf(\"%d\\n\", A * x);\n";
+    }
+
+    ASSERT_EQ(0, std::system(("octave-cli --norc --quiet '" + folder.path("product.m") + "' > '" +
+                              folder.path("product") + "'")
+                                 .c_str()));
+
+    std::ifstream numbers(folder.path("product"));
+    const std::vector<double> found{std::istream_iterator<double>(numbers), {}};
+    EXPECT_EQ(multiply(dense, toDense(x)), found);
 }
 
 }  // namespace Skelvar::Testing
