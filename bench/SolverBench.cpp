@@ -5,9 +5,9 @@
 #include <bench/support/Tiles.h>
 
 #include <skelvar/numerics/PoissonMatrix.h>
-#include <skelvar/numerics/PreparedMatrix.h>
 #include <skelvar/numerics/SolvePCG.h>
 #include <skelvar/numerics/SparseMatrixOperations.h>
+#include <skelvar/numerics/TilePreconditioner.h>
 #include <skelvar/tree/VoxelLayout.h>
 
 #include <tests/numerics/PlainPreconditioner.h>
@@ -49,7 +49,7 @@ struct Problem {
     SparseMatrix<float> A;
     std::unique_ptr<GenericDenseVector<unsigned char>> kinds;
     std::unique_ptr<GenericDenseVector<float>> b, x, y;
-    std::unique_ptr<Skelvar::Detail::PreparedMatrix> prepared;
+    std::unique_ptr<Skelvar::Detail::TilePreconditioner> preconditioner;
     long long unknowns = 0;
 
     Problem()
@@ -70,7 +70,7 @@ struct Problem {
             }
         });
         build(&A);
-        prepared = std::make_unique<Skelvar::Detail::PreparedMatrix>(A);
+        preconditioner = std::make_unique<Skelvar::Detail::TilePreconditioner>(A);
         for (int tile = 0; tile < layout.numNodes(kMaxTileDepth); ++tile) {
             unknowns += A.diagonalBlock(tile, kMaxTileDepth)->numRows();
         }
@@ -151,10 +151,12 @@ void addProductJobs(int in_threads)
                     }
                 },
                 prepare, 5});
-    Bench::add(
-        {"precond.rows/skelvar", in_threads, "Mrows/s", millionRows,
-         [] { Bench::keep(problem().prepared->preconditionAndDot(*problem().b, *problem().y)); },
-         prepare, 9});
+    Bench::add({"precond.rows/skelvar", in_threads, "Mrows/s", millionRows,
+                [] {
+                    Bench::keep(
+                        problem().preconditioner->preconditionAndDot(*problem().b, *problem().y));
+                },
+                prepare, 9});
     Bench::add(
         {"precond.rows/plain", in_threads, "Mrows/s", millionRows, plainPrecondition, prepare, 3});
 }

@@ -3,9 +3,9 @@
 #include <skelvar/base/SkelvarProfiler.h>
 #include <skelvar/numerics/MultiplyBlocks.h>
 #include <skelvar/numerics/NullSpace.h>
-#include <skelvar/numerics/PreparedMatrix.h>
 #include <skelvar/numerics/SumInLanes.h>
 #include <skelvar/numerics/TileLoop.h>
+#include <skelvar/numerics/TilePreconditioner.h>
 #include <skelvar/tree/VoxelLayout.h>
 
 #include <algorithm>
@@ -101,7 +101,7 @@ bool solve(const SparseMatrix<float>& in_A, const DenseVector<float>& in_b,
     }
     out_residual = 1.0f;
     GenericDenseVector<float> s(layout, in_b, 0.0f);
-    const Detail::PreparedMatrix preconditioner(in_A);
+    const Detail::TilePreconditioner preconditioner(in_A);
     double rho = preconditioner.preconditionAndDot(r, s);
     in_null_space.removeFrom(s);
     if (rho <= 0.0) {
@@ -143,7 +143,7 @@ bool solve(const SparseMatrix<float>& in_A, const DenseVector<float>& in_b,
 double preconditionAndDot(const SparseMatrix<float>& in_A, const DenseVector<float>& in_r,
                           DenseVector<float>* out_z)
 {
-    return Detail::PreparedMatrix(in_A).preconditionAndDot(in_r, *out_z);
+    return Detail::TilePreconditioner(in_A).preconditionAndDot(in_r, *out_z);
 }
 
 double multiplyAndDot(const SparseMatrix<float>& in_A, const DenseVector<float>& in_s,

@@ -1,4 +1,4 @@
-#include <skelvar/numerics/PreparedMatrix.h>
+#include <skelvar/numerics/TilePreconditioner.h>
 
 #include <skelvar/numerics/StencilPatterns.h>
 #include <skelvar/numerics/TileLoop.h>
@@ -187,7 +187,8 @@ double addUp(const double* in_dots, int in_count)
 
 }  // namespace
 
-PreparedMatrix::PreparedMatrix(const SparseMatrix<float>& in_A, const SweepKernels& in_kernels)
+TilePreconditioner::TilePreconditioner(const SparseMatrix<float>& in_A,
+                                       const SweepKernels& in_kernels)
     : m_kernels(in_kernels)
 {
     for (const CellStep& step : stepsInFronts()) {
@@ -206,7 +207,7 @@ PreparedMatrix::PreparedMatrix(const SparseMatrix<float>& in_A, const SweepKerne
     }
 }
 
-PreparedMatrix::Kind PreparedMatrix::kindOf(const SparseMatrixTile<float>& in_block)
+TilePreconditioner::Kind TilePreconditioner::kindOf(const SparseMatrixTile<float>& in_block)
 {
     const SparseMatrixUniformValues<float>* const uniform = in_block.uniformValues();
     const bool is_uniform =
@@ -221,7 +222,7 @@ PreparedMatrix::Kind PreparedMatrix::kindOf(const SparseMatrixTile<float>& in_bl
     }
 }
 
-void PreparedMatrix::sortTiles(const SparseMatrix<float>& in_A, int in_depth)
+void TilePreconditioner::sortTiles(const SparseMatrix<float>& in_A, int in_depth)
 {
     std::vector<int> tiles[eNumKinds];
     for (int tile = 0; tile < in_A.numTiles(in_depth); ++tile) {
@@ -242,9 +243,8 @@ void PreparedMatrix::sortTiles(const SparseMatrix<float>& in_A, int in_depth)
     }
 }
 
-std::vector<PreparedMatrix::Group> PreparedMatrix::groupsOf(const std::vector<int>& in_tiles,
-                                                            int in_depth,
-                                                            const SparseMatrix<float>& in_A)
+std::vector<TilePreconditioner::Group> TilePreconditioner::groupsOf(
+    const std::vector<int>& in_tiles, int in_depth, const SparseMatrix<float>& in_A)
 {
     const int tiles = static_cast<int>(in_tiles.size());
     std::vector<Group> groups((tiles + kLanes - 1) / kLanes);
@@ -257,9 +257,9 @@ std::vector<PreparedMatrix::Group> PreparedMatrix::groupsOf(const std::vector<in
     return groups;
 }
 
-double PreparedMatrix::preconditionUniform(const Group& in_group, Kind in_kind, int in_depth,
-                                           const DenseVector<float>& in_r,
-                                           DenseVector<float>& out_z) const
+double TilePreconditioner::preconditionUniform(const Group& in_group, Kind in_kind, int in_depth,
+                                               const DenseVector<float>& in_r,
+                                               DenseVector<float>& out_z) const
 {
     const bool is_part = in_kind == eUniformParts;
     alignas(32) float parts[kLanes][kTileSize + 3];
@@ -299,9 +299,9 @@ double PreparedMatrix::preconditionUniform(const Group& in_group, Kind in_kind, 
     return addUp(dots, in_group.count);
 }
 
-double PreparedMatrix::preconditionCores(const Group& in_group, int in_depth,
-                                         const DenseVector<float>& in_r,
-                                         DenseVector<float>& out_z) const
+double TilePreconditioner::preconditionCores(const Group& in_group, int in_depth,
+                                             const DenseVector<float>& in_r,
+                                             DenseVector<float>& out_z) const
 {
     // Lanes without a tile do the first one's over.
     alignas(32) float unused[kTileSize];
@@ -319,10 +319,10 @@ double PreparedMatrix::preconditionCores(const Group& in_group, int in_depth,
     return addUp(dots, in_group.count);
 }
 
-double PreparedMatrix::preconditionRows(const Group& in_group, int in_depth,
-                                        const DenseVector<float>& in_r,
-                                        std::vector<LaneFloats>& io_work,
-                                        DenseVector<float>& out_z) const
+double TilePreconditioner::preconditionRows(const Group& in_group, int in_depth,
+                                            const DenseVector<float>& in_r,
+                                            std::vector<LaneFloats>& io_work,
+                                            DenseVector<float>& out_z) const
 {
     const RowLanes& rows = in_group.rows;
     const int num_rows = static_cast<int>(rows.rows.size());
@@ -351,8 +351,8 @@ double PreparedMatrix::preconditionRows(const Group& in_group, int in_depth,
     return sum;
 }
 
-double PreparedMatrix::preconditionAndDot(const DenseVector<float>& in_r,
-                                          DenseVector<float>& out_z) const
+double TilePreconditioner::preconditionAndDot(const DenseVector<float>& in_r,
+                                              DenseVector<float>& out_z) const
 {
     double sum = 0.0;
     for (int depth = 0; depth < kNumDepths; ++depth) {

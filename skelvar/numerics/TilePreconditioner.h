@@ -25,10 +25,10 @@ struct CellLanes {
 /// The preconditioner of a matrix, made ready for the many passes of a solution: its tiles in
 /// groups of eight that go side by side, one in each lane of a vector register. Borrows the matrix,
 /// whose values must not change meanwhile. Several threads may read it.
-class SKELVAR_API PreparedMatrix {
+class SKELVAR_API TilePreconditioner {
 public:
-    explicit PreparedMatrix(const SparseMatrix<float>& in_A,
-                            const SweepKernels& in_kernels = sweepKernels());
+    explicit TilePreconditioner(const SparseMatrix<float>& in_A,
+                                const SweepKernels& in_kernels = sweepKernels());
 
     /// As the function of the same name with the matrix.
     double preconditionAndDot(const DenseVector<float>& in_r, DenseVector<float>& out_z) const;

@@ -1,9 +1,9 @@
 #include <skelvar/numerics/MultiplyBlocks.h>
 #include <skelvar/numerics/NullSpace.h>
 #include <skelvar/numerics/PoissonMatrix.h>
-#include <skelvar/numerics/PreparedMatrix.h>
 #include <skelvar/numerics/SolvePCG.h>
 #include <skelvar/numerics/SparseMatrixOperations.h>
+#include <skelvar/numerics/TilePreconditioner.h>
 
 #include <tests/numerics/DenseReference.h>
 #include <tests/numerics/PlainPreconditioner.h>
@@ -133,7 +133,7 @@ void expectSameBits(const SparseMatrix<float>& in_A, const DenseVector<float>& i
                     const Detail::SweepKernels& in_kernels)
 {
     GenericDenseVector<float> z(*in_A.layout(), 3.0f);
-    const double dot = Detail::PreparedMatrix(in_A, in_kernels).preconditionAndDot(in_r, z);
+    const double dot = Detail::TilePreconditioner(in_A, in_kernels).preconditionAndDot(in_r, z);
 
     double expected_dot = 0.0;
     for (int depth = 0; depth < kNumDepths; ++depth) {
@@ -181,7 +181,7 @@ void expectSameProducts(const SparseMatrix<float>& in_A, const DenseVector<float
 
 }  // namespace
 
-TEST(PreparedMatrix, HasTheBitsOfThePlainLoops)
+TEST(TilePreconditioner, HasTheBitsOfThePlainLoops)
 {
     for (unsigned seed = 1; seed <= 7; ++seed) {
         Random random(seed);
@@ -658,6 +658,8 @@ TEST(NullSpace, IsRemovedByWeightsAndEquivalences)
     array1<std::pair<int, int>> pairs;
     pairs.push_back({1, 0});
     pairs.push_back({2, 2});
+    pairs.push_back({3, 4});  // which is no component
+    pairs.push_back({-1, 0});
 
     removeUnitNullSpace(4, &ids, &pairs, &weights, &v);
 
