@@ -85,12 +85,12 @@ BEGIN {
     row("orient3d of points near a plane", "orient3d.flat/skelvar/1t", "orient3d.flat/cgal/1t", 1)
     row("Poisson, a million unknowns to 1e-5, Eigen's diagonal", "poisson.solve/skelvar/2t",
         "poisson.solve/eigen-diagonal/2t", 1.5)
-    row("the same, multigrid in one process", "poisson.solve/skelvar/2t",
-        "poisson.solve/hypre-boomeramg/1t", 1.4)
-    row("the same, multigrid in two processes", "poisson.solve/skelvar/2t",
-        "poisson.solve/hypre-boomeramg/2t", 1.4)
-    row("the same, making the multigrid counts", "poisson.solve/skelvar/2t",
+    row("the same, multigrid and its making", "poisson.solve/skelvar/2t",
         "poisson.once/hypre-boomeramg/2t", 1.4)
+    row("the same, multigrid made before, one process", "poisson.solve/skelvar/2t",
+        "poisson.solve/hypre-boomeramg/1t", 1.4)
+    row("the same, multigrid made before, two processes", "poisson.solve/skelvar/2t",
+        "poisson.solve/hypre-boomeramg/2t", 1.4)
     row("the same, two threads against one", "poisson.solve/skelvar/2t", "poisson.solve/skelvar/1t",
         1.8)
     row("matrix times vector, a row", "spmv.rows/skelvar/2t", "spmv.rows/eigen/2t", 1.2)
