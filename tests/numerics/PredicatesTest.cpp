@@ -249,6 +249,7 @@ TEST(Predicates, ConstantsAreThoseOfTheDoubleFormat)
     for (const auto& [found, expected] : bounds) {
         EXPECT_EQ(expected, found);
     }
+    EXPECT_GT(Detail::kLooseBound, o3derrboundA);
 }
 
 TEST(Expansions, SumsAndProductsAreExact)

@@ -294,6 +294,7 @@ TEST(SparseMatrix, DumpsAsText)
     GenericDenseVector<float> x(*layout, 0.0f);
     GenericDenseVector<unsigned char> marks(*layout, 0, 2);
     marks.tileData(1, depth)[0] = 200;
+    EXPECT_EQ(2, GenericDenseVector<unsigned char>(*layout, marks).tileDataSize(1, depth));
 
     std::ostringstream used;
     matrixDump(used, "A", A, false);
@@ -336,8 +337,8 @@ TEST(SparseMatrix, DumpsAreReadByOctave)
         script << "\nprintf(\"%d\\n\", A * x);\n";
     }
 
-    ASSERT_EQ(0, std::system(("octave-cli --norc --quiet '" + folder.path("product.m") + "' > '" +
-                              folder.path("product") + "'")
+    ASSERT_EQ(0, std::system(("octave-cli --norc --no-history --quiet '" +
+                              folder.path("product.m") + "' > '" + folder.path("product") + "'")
                                  .c_str()));
 
     std::ifstream numbers(folder.path("product"));

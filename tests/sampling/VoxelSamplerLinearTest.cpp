@@ -314,12 +314,14 @@ TEST(VoxelSamplerLinear, WorldPositionsGoThroughTheShape)
     field.shape->setToWorld(similarity);
     const VoxelSamplerLinear<float, 1> moved(eWorldSpace, field.channel.get());
     const VoxelSamplerLinear<float, 1> in_object(eObjectSpace, field.channel.get());
+    const VoxelSamplerWENO<float> weno_in_object(eObjectSpace, field.channel.get());
     field.shape->setToWorld({});
     const VoxelSamplerLinear<float, 1> scaled(eWorldSpace, field.channel.get());
     vec3f gradient;
 
     EXPECT_FLOAT_EQ(4.0f, moved.sample({12.0f, 0.25f, 0.25f}));
     EXPECT_FLOAT_EQ(12.0f, in_object.sample({12.0f, 0.5f, 0.5f}));  // units of the tree
+    EXPECT_FLOAT_EQ(10.5f, weno_in_object.sample({10.5f, 0.5f, 0.5f}));
     EXPECT_FLOAT_EQ(4.0f, scaled.sampleGradient({2.0f, 0.25f, 0.25f}, &gradient));
     EXPECT_FLOAT_EQ(1.0f, gradient[0]);  // for a unit of the tree, whatever the space
 }
