@@ -63,6 +63,25 @@ struct Field {
     }
 };
 
+/// What `prepareToSample` delivers.
+struct Prepared {
+    bool found = false;
+    float scale = 0.0f;
+    vec3i cell{};
+    vec3f fraction{};
+    TileIndex tile;
+};
+
+template <typename Sampler>
+Prepared prepared(const Sampler& in_sampler, const vec3f& in_position, int in_depth)
+{
+    Prepared p;
+    p.found = in_sampler.prepareToSample(in_position, in_depth, &p.scale, &p.cell[0], &p.cell[1],
+                                         &p.cell[2], &p.fraction[0], &p.fraction[1], &p.fraction[2],
+                                         &p.tile.first, &p.tile.second);
+    return p;
+}
+
 /// Any value of small numbers, whole ones for integers.
 template <typename T>
 T anyValue(Testing::Random& io_random)

@@ -203,10 +203,9 @@ TEST(VoxelSamplerQBSpline, IsExactOnARampAcrossDepths)
     for (int n = 0; n < 2000; ++n) {
         const auto any = [&] { return static_cast<float>(random.real(-12.0, 13.0)); };
         const vec3f at{any(), any(), any()};
-        float scale, f;
-        int cell, index, depth;
-        ASSERT_TRUE(sampler.prepareToSample(at, 7, &scale, &cell, &cell, &cell, &f, &f, &f, &index,
-                                            &depth));
+        const Prepared place = prepared(sampler, at, 7);
+        ASSERT_TRUE(place.found);
+        const float scale = place.scale;
         vec3f gradient;
         const float value = sampler.sampleGradient(at, &gradient);
         ASSERT_NEAR(2.0f * at[0] - at[1] + 0.5f * at[2], value, 2e-4f);
@@ -252,15 +251,13 @@ TEST(VoxelSamplerQBSpline, LooksUpWholeNegativePositionsInTheTileBelow)
 {
     const Field<float> field(LayoutBuilder().box({-7, -2, -2}, {3, 3, 3}).build());
     const VoxelSamplerQBSpline<float> sampler(eTreeSpace, field.channel.get());
-    float scale, fx, fy, fz;
-    int i, j, k, index, depth;
 
-    ASSERT_TRUE(sampler.prepareToSample({-2.0f, 1.0f, 0.25f}, 7, &scale, &i, &j, &k, &fx, &fy, &fz,
-                                        &index, &depth));
+    const Prepared at = prepared(sampler, {-2.0f, 1.0f, 0.25f}, 7);
 
-    EXPECT_EQ((vec3i{-7, -2, -2}), field.layout->node(index, depth).corner());
-    EXPECT_EQ((vec3i{4, 3, 2}), (vec3i{i, j, k}));
-    EXPECT_EQ((vec3f{1.0f, 0.0f, 0.25f}), (vec3f{fx, fy, fz}));
+    ASSERT_TRUE(at.found);
+    EXPECT_EQ((vec3i{-7, -2, -2}), field.layout->node(at.tile).corner());
+    EXPECT_EQ((vec3i{4, 3, 2}), at.cell);
+    EXPECT_EQ((vec3f{1.0f, 0.0f, 0.25f}), at.fraction);
 }
 
 TEST(VoxelSamplerQBSpline, TakesPositionsOfTheWorldThroughTheShape)

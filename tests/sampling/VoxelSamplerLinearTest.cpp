@@ -185,17 +185,12 @@ TEST(VoxelSamplerLinear, TellsTheDepthOfTheTileThatItFinds)
 {
     Field<float> field(LayoutBuilder().tile({0, 0, 0}, 5).build());
     const VoxelSamplerLinear<float, 1> sampler(eTreeSpace, field.channel.get());
-    float scale;
-    int cell[3];
-    float fraction[3];
-    int index;
-    int depth;
 
-    ASSERT_TRUE(sampler.prepareToSample({0.5f, 0.5f, 0.5f}, 7, &scale, &cell[0], &cell[1], &cell[2],
-                                        &fraction[0], &fraction[1], &fraction[2], &index, &depth));
+    const Prepared at = prepared(sampler, {0.5f, 0.5f, 0.5f}, 7);
 
-    EXPECT_EQ((TileIndex{0, 5}), (TileIndex{index, depth}));
-    EXPECT_EQ(1.0f / 25.0f, scale);
+    ASSERT_TRUE(at.found);
+    EXPECT_EQ((TileIndex{0, 5}), at.tile);
+    EXPECT_EQ(1.0f / 25.0f, at.scale);
 }
 
 TEST(VoxelSamplerLinear, WholeNegativeCoordinatesFallIntoTheTileBelow)
@@ -204,20 +199,14 @@ TEST(VoxelSamplerLinear, WholeNegativeCoordinatesFallIntoTheTileBelow)
     const auto layout = LayoutBuilder().tile({-5, 0, 0}, 7).tile({-1, 0, 0}, 7).build();
     Field<float> field(layout, 0.0f, eOffsetCorner);
     const VoxelSamplerLinear<float, 1> sampler(eTreeSpace, field.channel.get());
-    float scale;
-    int cell[3];
-    float fraction[3];
-    int index;
-    int depth;
 
-    ASSERT_TRUE(sampler.prepareToSample({-2.0f, 0.5f, 0.5f}, 7, &scale, &cell[0], &cell[1],
-                                        &cell[2], &fraction[0], &fraction[1], &fraction[2], &index,
-                                        &depth));
+    const Prepared at = prepared(sampler, {-2.0f, 0.5f, 0.5f}, 7);
 
-    EXPECT_EQ(layout->nodeIndex<true>(-3, 0, 0, 7), (TileIndex{index, depth}));
-    EXPECT_EQ(4, cell[0]);
-    EXPECT_EQ(1.0f, fraction[0]);
-    EXPECT_EQ(1.0f, scale);
+    ASSERT_TRUE(at.found);
+    EXPECT_EQ(layout->nodeIndex<true>(-3, 0, 0, 7), at.tile);
+    EXPECT_EQ(4, at.cell[0]);
+    EXPECT_EQ(1.0f, at.fraction[0]);
+    EXPECT_EQ(1.0f, at.scale);
 }
 
 TEST(VoxelSamplerLinear, TheLowHalfOfATilesFirstCellReachesIntoTheHalo)
@@ -225,19 +214,13 @@ TEST(VoxelSamplerLinear, TheLowHalfOfATilesFirstCellReachesIntoTheHalo)
     const auto layout = LayoutBuilder().tile({0, 0, 0}, 7).build();
     Field<float> field(layout);
     const VoxelSamplerLinear<float, 1> sampler(eTreeSpace, field.channel.get());
-    float scale;
-    int cell[3];
-    float fraction[3];
-    int index;
-    int depth;
 
-    ASSERT_TRUE(sampler.prepareToSample({-1.75f, 0.0f, 0.0f}, 9, &scale, &cell[0], &cell[1],
-                                        &cell[2], &fraction[0], &fraction[1], &fraction[2], &index,
-                                        &depth));
+    const Prepared at = prepared(sampler, {-1.75f, 0.0f, 0.0f}, 9);
 
-    EXPECT_EQ(-1, cell[0]);
-    EXPECT_EQ(0.75f, fraction[0]);
-    EXPECT_EQ(1, cell[1]);
+    ASSERT_TRUE(at.found);
+    EXPECT_EQ(-1, at.cell[0]);
+    EXPECT_EQ(0.75f, at.fraction[0]);
+    EXPECT_EQ(1, at.cell[1]);
 }
 
 TEST(VoxelSamplerLinear, ReadsTilesNoDeeperThanAsked)
