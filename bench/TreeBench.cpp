@@ -27,7 +27,6 @@ using Skelvar::kMaxTileDepth;
 using Skelvar::TileIndex;
 using Skelvar::VoxelLayout;
 
-constexpr int kReadRepetitions = 25;       ///< short runs, on which the caches' other users tell
 constexpr std::size_t kDeletedShare = 10;  ///< one tile in so many is deleted
 
 // Inputs, each made once on first use.
@@ -214,13 +213,13 @@ void addReadJobs(bool in_walk)
     };
     Bench::add({"access." + variant + "/skelvar-accessor", 1, "Mreads/s", work,
                 [=] { Bench::keep(sumOfValues(cells(in_walk), band().accessor())); }, prepare,
-                kReadRepetitions});
+                Bench::kShortJobRepetitions});
     Bench::add({"access." + variant + "/skelvar-noaccessor", 1, "Mreads/s", work,
                 [=] { Bench::keep(sumOfValues(cells(in_walk), band())); }, prepare,
-                kReadRepetitions});
+                Bench::kShortJobRepetitions});
     Bench::add({"access." + variant + "/skelvar-blocks", 1, "Mreads/s", work,
                 [=] { Bench::keep(sumOfValuesByBlocks(cells(in_walk))); }, prepare,
-                kReadRepetitions});
+                Bench::kShortJobRepetitions});
     Bench::add({"lookup.position." + variant + "/skelvar", 1, "Mlookups/s", work,
                 [=] {
                     const VoxelLayout& layout = band();
@@ -231,7 +230,7 @@ void addReadJobs(bool in_walk)
                     }
                     Bench::keep(sum);
                 },
-                prepare, kReadRepetitions});
+                prepare, Bench::kShortJobRepetitions});
     Bench::add({"lookup.id." + variant + "/skelvar", 1, "Mlookups/s", work,
                 [=] {
                     const VoxelLayout& layout = band();
@@ -241,7 +240,7 @@ void addReadJobs(bool in_walk)
                     }
                     Bench::keep(sum);
                 },
-                prepare, kReadRepetitions});
+                prepare, Bench::kShortJobRepetitions});
 }
 
 /// Deletion of every tenth tile with a channel observing, and a plain copy of as many bytes as

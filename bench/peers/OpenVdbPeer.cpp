@@ -265,14 +265,12 @@ void addVisitJob()
 
 // Reading of values.
 
-constexpr int kReadRepetitions = 25;  ///< short runs, on which the caches' other users tell
-
 void addReadJob(const std::string& in_system, bool in_walk, const std::function<double()>& in_read,
                 const std::function<void()>& in_prepare)
 {
     Bench::add({(in_walk ? "access.walk/" : "access.random/") + in_system, 1, "Mreads/s",
                 [] { return randomCells().size() * 1e-6; }, [in_read] { Bench::keep(in_read()); },
-                in_prepare, kReadRepetitions});
+                in_prepare, Bench::kShortJobRepetitions});
 }
 
 template <typename Reader>

@@ -18,6 +18,9 @@ struct Job {
     int repetitions = 5;
 };
 
+/// For jobs of a few milliseconds, on which the caches' other users tell.
+constexpr int kShortJobRepetitions = 25;
+
 /// Enters a job. Jobs run in the order in which they were entered.
 void add(Job in_job);
 /// Writes one line "metric<TAB>value<TAB>unit" on standard output.
