@@ -6,6 +6,7 @@
 #include <tools/kvf/CommandLine.h>
 #include <tools/kvf/Commands.h>
 #include <tools/kvf/Frames.h>
+#include <tools/kvf/Output.h>
 #include <tools/kvf/Points.h>
 #include <tools/kvf/SamplerKind.h>
 #include <tools/kvf/ShapeFile.h>
@@ -14,6 +15,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -106,6 +108,8 @@ void forBlocks(std::size_t in_count, bool in_parallel, const Body& in_body)
     }
 }
 
+using RowSink = std::function<void(const std::string&)>;
+
 /// Samples a channel at points and writes their rows, a batch after the other.
 template <typename T>
 class RowSampler {
@@ -116,18 +120,17 @@ public:
     {
     }
 
-    std::string rowsOf(const std::vector<vec3f>& in_points)
+    /// Hands the rows to `in_write`, a batch at a time.
+    void sample(const std::vector<vec3f>& in_points, const RowSink& in_write)
     {
         const std::size_t most = std::min(in_points.size(), kPointsOfBatch);
         m_values = std::make_unique<T[]>(most);
         m_gradients = std::make_unique<Gradient[]>(m_arguments.gradient ? most : 0);
-        std::string text;
         for (std::size_t begin = 0; begin < in_points.size(); begin += kPointsOfBatch) {
             const std::size_t count = std::min(in_points.size() - begin, kPointsOfBatch);
             samplePoints(&in_points[begin], count);
-            writeRows(&in_points[begin], count, text);
+            in_write(rowsOf(&in_points[begin], count));
         }
-        return text;
     }
 
 private:
@@ -155,7 +158,7 @@ private:
         });
     }
 
-    void writeRows(const vec3f* in_points, std::size_t in_count, std::string& io_text) const
+    std::string rowsOf(const vec3f* in_points, std::size_t in_count) const
     {
         std::vector<Rows> blocks((in_count + kPointsOfBlock - 1) / kPointsOfBlock);
         forBlocks(in_count, true, [&](std::size_t in_begin, std::size_t in_end) {
@@ -172,9 +175,11 @@ private:
                 rows.endRow();
             }
         });
+        std::string text;
         for (const Rows& rows : blocks) {
-            io_text += rows.text();
+            text += rows.text();
         }
+        return text;
     }
 
     const VoxelChannel<T>& m_channel;
@@ -185,18 +190,17 @@ private:
     std::unique_ptr<Gradient[]> m_gradients;
 };
 
-/// The rows of one file, each headed by the frame if there is one.
-std::string sampleFile(const std::string& in_path, const std::optional<int>& in_frame,
-                       const std::vector<vec3f>& in_points, const SampleArguments& in_arguments)
+/// Writes the rows of one file, each headed by the frame if there is one.
+void sampleFile(const std::string& in_path, const std::optional<int>& in_frame,
+                const std::vector<vec3f>& in_points, const SampleArguments& in_arguments,
+                const RowSink& in_write)
 {
     const ShapeFile file = loadShapeFile(in_path);
     file.voxelShape();
     const auto channel = file.channel(in_arguments.channel);
-    std::string rows;
     visitVoxelChannel(*channel, [&]<typename T>(const VoxelChannel<T>& in_channel) {
-        rows = RowSampler<T>(in_channel, in_frame, in_arguments).rowsOf(in_points);
+        RowSampler<T>(in_channel, in_frame, in_arguments).sample(in_points, in_write);
     });
-    return rows;
 }
 
 ExitStatus run(const SampleArguments& in_arguments)
@@ -209,7 +213,16 @@ ExitStatus run(const SampleArguments& in_arguments)
     const auto tasks = selectFrames(in_arguments.file, "", in_arguments.frames);
     return runFrames("sampling", tasks, in_arguments.frames, [&](const FrameTask& in_task) {
         const auto frame = is_sequence ? in_task.frame : std::nullopt;
-        return FrameResult{sampleFile(in_task.input, frame, points, in_arguments)};
+        // Frames wait for those before them; the rows of a lone one, which may be many, need not.
+        FrameResult result;
+        sampleFile(in_task.input, frame, points, in_arguments, [&](const std::string& in_rows) {
+            if (tasks.size() == 1) {
+                printOutput(in_rows);
+            } else {
+                result.text += in_rows;
+            }
+        });
+        return result;
     });
 }
 
