@@ -78,8 +78,7 @@ void VoxelLayout::copyInto(const std::shared_ptr<TreeLayout3DBase>& io_target, b
     target.m_finest_root_depth = m_finest_root_depth;
     std::copy(std::begin(m_root_counts), std::end(m_root_counts), std::begin(target.m_root_counts));
     if (!in_deep) {
-        target.m_node_data = m_node_data;
-        target.findTrunk();
+        target.m_node_data = m_node_data;  // others may read them at this moment
         return;
     }
     target.m_node_data = std::make_shared<NodeData>();

@@ -7,7 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <climits>
+#include <thread>
 
 namespace Skelvar::Test {
 namespace {
@@ -227,6 +229,26 @@ TEST(VoxelLayout, LookupsInAShallowCopySeeWhatTheOtherDeletes)
 
     EXPECT_EQ((TileIndex{0, 2}), shallow->nodeIndex<false>(0, 0, 0, 7));
     EXPECT_EQ((TileIndex{0, 2}), shallow->nodeIndex<false>(tileCoordsToId(0, 0, 0, 7)));
+}
+
+TEST(VoxelLayout, MayBeCopiedWhileOthersReadIt)
+{
+    const auto layout = LayoutBuilder().tile({0, 0, 0}, 0).tile({0, 0, 0}, 7).build();
+    std::atomic<bool> done{false};
+    long long missed = 0;
+    std::thread reader([&] {
+        do {
+            missed += layout->nodeIndex<true>(0, 0, 0, 7).first != 0;
+        } while (!done);
+    });
+
+    for (int n = 0; n < 2000; ++n) {
+        layout->copy(false);
+    }
+    done = true;
+    reader.join();
+
+    EXPECT_EQ(0, missed);
 }
 
 TEST(LayoutConsistency, CountsEachKindOfPlantedFault)
