@@ -32,6 +32,13 @@ void checkCommand(const CLI::App& in_app, int in_argc, const char* const* in_arg
     }
 }
 
+/// The command line that tells about the command at which parsing stopped.
+std::string helpAbout(const CLI::App& in_app)
+{
+    const auto parsed = in_app.get_subcommands();
+    return in_app.get_name() + (parsed.empty() ? "" : " " + parsed.back()->get_name()) + " --help";
+}
+
 }  // namespace
 
 int runTool(int in_argc, const char* const* in_argv)
@@ -73,7 +80,7 @@ int runTool(int in_argc, const char* const* in_argv)
         app.exit(request);
         return eDone;
     } catch (const CLI::ParseError& error) {
-        return fail(eMisuse, std::string(error.what()) + " (kvf --help tells more)");
+        return fail(eMisuse, std::string(error.what()) + " (" + helpAbout(app) + " tells more)");
     } catch (const ToolError& error) {
         return fail(error.status(), error.what());
     } catch (const std::bad_alloc&) {

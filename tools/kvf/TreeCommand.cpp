@@ -132,8 +132,9 @@ void addTreeCommand(Command& io_tool, ExitStatus& out_status)
 {
     addReportCommand(
         io_tool, "tree",
-        "Tells what the tree of a file is like: its depths, roots, grading and soundness", true,
-        {"reading", treeText, treeJson}, out_status);
+        "Tells what the tree of a file is like: nodes, the tiles of all channels and the bytes of "
+        "both by depth, roots, grading and soundness",
+        true, {"reading", treeText, treeJson}, out_status);
 }
 
 }  // namespace Skelvar::Tool
