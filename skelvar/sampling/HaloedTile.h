@@ -5,10 +5,10 @@
 
 namespace Skelvar {
 
-/// Notation: H is `out_tile`, P the parent's haloed tile, both counted from 0 to 6 on each axis, so
-/// that the tile's own cells are H(1..5, 1..5, 1..5) and the parent's cell above the tile is
-/// P(ci + 1, cj + 1, ck + 1). An axis is staggered if its bit of the offset type is set, else
-/// centred.
+// Notation: H is `out_tile`, P the parent's haloed tile, both counted from 0 to 6 on each axis, so
+// that the tile's own cells are H(1..5, 1..5, 1..5) and the parent's cell above the tile is
+// P(ci + 1, cj + 1, ck + 1). An axis is staggered if its bit of the offset type is set, else
+// centred.
 
 /// A tile without parent with a halo that takes the field to the background value at the tile's
 /// boundary. A centred axis is reflected, odd about the background; on a staggered axis planes 0, 1
