@@ -236,6 +236,7 @@ TEST_F(KvfParticles, SliceDrawsDots)
     EXPECT_GT(std::filesystem::file_size(folder.path("id.png")), 10000u);
     EXPECT_EQ(0, kvf("slice cube.kvf --channel velocity --axis x -o v.png").status);
     EXPECT_EQ(1, kvf("slice cube.kvf --channel id --at 1e7").status);
+    EXPECT_EQ(2, kvf("slice cube.kvf --channel id --kind linear").status);
 }
 
 }  // namespace Skelvar::Tool::Test

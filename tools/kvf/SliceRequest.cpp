@@ -40,6 +40,9 @@ void writeSlice(const ShapeFile& in_file, const SliceRequest& in_request)
     const bool is_particles = shape->isCastableTo(ParticleShape::typeName());
     if (!is_particles) {
         in_file.voxelShape();
+    } else if (!in_request.kind.empty()) {
+        throw ToolError(eMisuse, "--kind reads between values of voxels, and " + in_file.path +
+                                     " holds particles");
     }
     const auto channel = in_file.channel(in_request.channel);
     const VoxelLayout& layout = static_cast<const VoxelLayout&>(shape->layout());
@@ -57,7 +60,8 @@ void writeSlice(const ShapeFile& in_file, const SliceRequest& in_request)
     SliceCaption caption;
     caption.title = channel->name();
     caption.subtitle = in_file.path + "   frame " + std::to_string(in_file.info.frame) + "   " +
-                       std::to_string(layout.numNodes()) + " tiles";
+                       std::to_string(layout.numNodes()) + " tiles" +
+                       (in_request.kind.empty() ? "" : "   " + in_request.kind);
     const vec3f unit = shape->wsx(vec3f{1.0f, 0.0f, 0.0f}) - shape->wsx(vec3f{});
     caption.voxel_size = std::sqrt(dot(unit, unit));
     writePicture(drawSlice(field, frame, caption), in_request.output);

@@ -91,7 +91,7 @@ void checkMemory(double in_tiles, float in_voxel_size)
     if (needed > 0.8 * there) {
         char text[160];
         std::snprintf(text, sizeof text,
-                      "a voxel size of %g makes %.3g tiles, %.1f GB, and this machine has %.1f GB",
+                      "a voxel size of %g makes %.3g tiles, %.3g GB, and this machine has %.1f GB",
                       double(in_voxel_size), in_tiles, needed / kGiga, there / kGiga);
         throw ToolError(eDataSaysNo, text);
     }
