@@ -1,4 +1,4 @@
-#include <tests/io/TempFolder.h>
+#include <tests/support/TempFolder.h>
 
 #include <gtest/gtest.h>
 

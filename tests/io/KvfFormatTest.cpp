@@ -1,6 +1,6 @@
 #include <tests/io/Scene.h>
 #include <tests/io/SlowFile.h>
-#include <tests/io/TempFolder.h>
+#include <tests/support/TempFolder.h>
 
 #include <skelvar/io/KvfCompressor.h>
 #include <skelvar/io/KvfFormat.h>
@@ -151,7 +151,7 @@ std::string anyChunks(const std::string& in_bytes, std::mt19937& io_random,
         chunks += Slow::deflateFrame(in_bytes.substr(place, size));
         out_ends.push_back(std::min(place + size, in_bytes.size()));
     }
-    return slowNumber(in_bytes.size(), 8) + slowNumber(out_ends.size(), 8) + chunks;
+    return number(in_bytes.size(), 8) + number(out_ends.size(), 8) + chunks;
 }
 
 TEST(KvfFile, ComesBackFromChunksOfAnySizeAndTellsWhichIsDamaged)
@@ -293,8 +293,8 @@ TEST(KvfChannelSizes, FindTheBodiesWithoutInflatingThem)
     EXPECT_EQ("VoxelChannel<int32_t>", sizes[1].type);
     EXPECT_EQ(sizes[0].offset + sizes[0].diskBytes, sizes[1].offset);
     EXPECT_EQ(bytes.size(), sizes[1].offset + sizes[1].diskBytes);
-    EXPECT_EQ(slowNumber(sizes[1].memoryBytes, 8), bytes.substr(sizes[1].offset, 8));
-    EXPECT_EQ(slowNumber(sizes[1].chunks, 8), bytes.substr(sizes[1].offset + 8, 8));
+    EXPECT_EQ(number(sizes[1].memoryBytes, 8), bytes.substr(sizes[1].offset, 8));
+    EXPECT_EQ(number(sizes[1].chunks, 8), bytes.substr(sizes[1].offset + 8, 8));
     EXPECT_EQ(sizes[1].memoryBytes >> 17, sizes[1].chunks);
 
     bytes[bytes.size() - 100] ^= 1;  // damage that only inflating would show

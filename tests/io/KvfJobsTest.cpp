@@ -1,12 +1,11 @@
 #include <tests/io/Scene.h>
-#include <tests/io/TempFolder.h>
+#include <tests/support/TempFolder.h>
 
 #include <skelvar/io/KvfJobHandler.h>
 #include <skelvar/io/KvfJobs.h>
 #include <skelvar/particles/ParticleChannel.h>
 #include <skelvar/particles/ParticleShape.h>
 #include <skelvar/particles/ReblockByPosition.h>
-#include <skelvar/voxel/VoxelShape.h>
 
 #include <gtest/gtest.h>
 #include <tbb/global_control.h>
@@ -17,9 +16,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <new>
-#include <random>
 #include <thread>
 #include <vector>
 
@@ -28,21 +25,14 @@ namespace {
 
 using namespace Test;
 
-/// The two-tile scene of one density, findable by its id as jobs need it.
+/// A scene of one tile, findable by its id as jobs need it.
 class Jobs : public ::testing::Test {
 protected:
     Jobs() : m_state(StateServerManager::instance().createNewStateServer())
     {
-        std::string object = "ball";
-        std::shared_ptr<VoxelShape> shape;
-        m_state->newObject(object);
-        m_state->newVoxelLayout("tree", 0.5f);
-        m_state->newVoxelShape("volume", "tree", &object, shape);
-        shape->layout().addNode(0, 0, 0, 7);
-        m_state->newVoxelChannel<float>("density", "volume", eOffsetCentre, 2.0f);
-        std::shared_ptr<TreeChannel3DBase> made;
-        m_state->newChannel("VoxelChannel<vec<3,float>>", "wind", "volume", made);
-        m_density = Scene::channelOf<float>(*m_state, "density");
+        Scene scene(1, m_state);
+        m_density = scene.add<float>("density");
+        scene.add<vec3f>("wind");
     }
     ~Jobs() override
     {
@@ -150,40 +140,24 @@ TEST_F(Jobs, WithoutAJobThereIsNoHandleButForACopyThatFailed)
     EXPECT_EQ(std::set<std::string>{"a.kvf"}, m_folder.names());
 }
 
-/// Particles scattered over some tiles, numbered, with a speed of their own.
-std::shared_ptr<ParticleShape> addParticles(VoxelState& io_state)
+TEST_F(Jobs, ParticlesAreSavedAsTheyWereWhileTheyMoveAndGo)
 {
+    const std::vector<std::string> names = {"drops/position", "drops/id"};
     std::string object = "ball";
+    std::string resolved;
     std::shared_ptr<ParticleShape> shape;
-    EXPECT_EQ(kVoxelStateOk, io_state.newParticleShape("drops", "tree", &object, shape));
+    m_state->newParticleShape("drops", "tree", &object, shape);
     shape->layout().addNodes({-20, -20, -20}, {20, 20, 20}, 7);
-    io_state.newParticleChannel<vec3f>("drops/position", "drops", {});
-    io_state.newParticleChannel<unsigned long long>("drops/id", "drops", 0);
-    std::mt19937 random(3);
+    m_state->newParticleChannel<vec3f>("drops/position", "drops", {});
+    m_state->newParticleChannel<unsigned long long>("drops/id", "drops", 7);
     auto& position = static_cast<ParticleChannel<vec3f>&>(*shape->channelBasePtr("drops/position"));
     for (int n = 0; n < shape->layout().numNodes(7); ++n) {
         const VoxelLayoutNode& node = shape->layout().node(n, 7);
-        for (unsigned int left = random() % 40; left > 0; --left) {
-            const auto along = [&](int in_corner) {
-                return static_cast<float>(in_corner) + static_cast<float>(random() % 500) * 0.01f;
-            };
-            position.tile(n, 7).push_back({along(node.i()), along(node.j()), along(node.k())});
-        }
+        position.tile(n, 7).resize(static_cast<unsigned long>(n % 40),
+                                   {static_cast<float>(node.i()), static_cast<float>(node.j()),
+                                    static_cast<float>(node.k())});
     }
     position.syncShapeParticleCounts();
-    for (auto& id :
-         static_cast<ParticleChannel<unsigned long long>&>(*shape->channelBasePtr("drops/id"))) {
-        id = shape->nextParticleId();
-    }
-    return shape;
-}
-
-TEST_F(Jobs, ParticlesAreSavedAsTheyWereWhileTheyMoveAndGo)
-{
-    const auto shape = addParticles(*m_state);
-    const std::vector<std::string> names = {"drops/position", "drops/id"};
-    auto& position = static_cast<ParticleChannel<vec3f>&>(*shape->channelBasePtr("drops/position"));
-    std::string resolved;
     for (const CompressionQuality quality : {eQualityPlain, eQualityLossless}) {
         unsigned long long copied = 0;
         unsigned long long shared = 0;

@@ -1,6 +1,6 @@
 #include <tests/io/Scene.h>
 #include <tests/io/SlowFile.h>
-#include <tests/io/TempFolder.h>
+#include <tests/support/TempFolder.h>
 
 #include <skelvar/io/KvfFormat.h>
 

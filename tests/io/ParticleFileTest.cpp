@@ -1,13 +1,12 @@
 #include <tests/io/Scene.h>
-#include <tests/io/TempFolder.h>
+#include <tests/support/ParticleScene.h>
+#include <tests/support/TempFolder.h>
 
 #include <skelvar/io/Kvf.h>
-#include <skelvar/particles/ParticleChannel.h>
-#include <skelvar/particles/ParticleShape.h>
+#include <skelvar/state/VoxelStateSMP.h>
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -19,58 +18,40 @@ using Test::readFile;
 using Test::TempFolder;
 using Test::writeFile;
 
-const std::vector<std::string> kChannels = {"drops/position", "drops/velocity", "drops/normal",
-                                            "drops/density", "drops/id"};
+const std::vector<std::string> kChannels = {"position", "velocity", "normal", "density", "id"};
+
+std::shared_ptr<ParticleShape> shapeOf(VoxelState& io_state)
+{
+    std::shared_ptr<ParticleShape> shape;
+    io_state.particleShape("drops", shape, nullptr, VoxelState::eHintDoNotCopy);
+    return shape;
+}
 
 template <typename T>
 std::shared_ptr<ParticleChannel<T>> channelOf(VoxelState& io_state, const std::string& in_name)
 {
-    std::shared_ptr<ParticleShape> shape;
-    std::shared_ptr<ParticleChannel<T>> channel;
-    io_state.particleShape("drops", shape, nullptr, VoxelState::eHintDoNotCopy);
-    io_state.particleChannel("drops/" + in_name, shape, &channel, VoxelState::eHintDoNotCopy);
-    return channel;
+    return std::static_pointer_cast<ParticleChannel<T>>(shapeOf(io_state)->channelBasePtr(in_name));
 }
 
-/// Two tiles of depth 7 and one of depth 2 with some particles each.
-struct DropScene {
-    std::shared_ptr<VoxelState> state = newState();
-    std::shared_ptr<ParticleShape> shape;
+/// Two tiles of depth 7 and one of depth 2 with some particles each, in a store.
+struct DropScene : Test::ParticleScene {
+    std::shared_ptr<VoxelStateSMP> state = std::static_pointer_cast<VoxelStateSMP>(newState());
 
     DropScene()
     {
-        std::string object = "rain";
-        state->newObject(object);
-        state->newVoxelLayout("tree", 0.5f);
-        EXPECT_EQ(kVoxelStateOk, state->newParticleShape("drops", "tree", &object, shape));
-        shape->layout().addNode(0, 0, 0, 7);
-        shape->layout().addNode(9, 0, 0, 7);
-        shape->layout().addNode(100000, 0, 0, 2);
-        EXPECT_EQ(kVoxelStateOk,
-                  state->newParticleChannel<vec3f>("drops/position", "drops", {-1, -1, -1}));
-        state->newParticleChannel<vec3f>("drops/velocity", "drops", {});
-        state->newParticleChannel<vec3f>("drops/normal", "drops", {0, 0, 1});
-        state->newParticleChannel<float>("drops/density", "drops", 1.5f);
-        state->newParticleChannel<unsigned long long>("drops/id", "drops", 0);
-        fill(*channelOf<vec3f>(*state, "position"), {0, 7}, {{0, 1, 2}, {2.5f, -1.5f, 0}});
-        fill(*channelOf<vec3f>(*state, "position"), {1, 7}, {{9, 0, 0}});
-        const TileIndex shallow = shape->layout().nodeIndex<false>(100000, 0, 0, 2);
-        fill(*channelOf<vec3f>(*state, "position"), shallow, {{100000.25f, 0, 0}});
-        channelOf<vec3f>(*state, "position")->syncShapeParticleCounts();
-        channelOf<vec3f>(*state, "velocity")->tile(0, 7)[1] = {1e-20f, -3, 5};
-        channelOf<vec3f>(*state, "normal")->tile(0, 7)[1] = {1, 0, 0};
-        for (unsigned long long& id : *channelOf<unsigned long long>(*state, "id")) {
-            id = shape->nextParticleId();
+        const auto normal = add<vec3f>("normal", {0, 0, 1});
+        layout->addNode(0, 0, 0, 7);
+        layout->addNode(9, 0, 0, 7);
+        layout->addNode(100000, 0, 0, 2);
+        for (const vec3f& point :
+             {vec3f{0, 1, 2}, {2.5f, -1.5f, 0}, {9, 0, 0}, {100000.25f, 0, 0}}) {
+            drop(point);
         }
+        normal->tile(0, 7)[1] = {1, 0, 0};
+        shape->setObjectName("rain");
+        EXPECT_EQ(kVoxelStateOk, state->updateShapeAndItsObjectLayoutChannels(shape));
     }
 
-    static void fill(ParticleChannel<vec3f>& io_channel, const TileIndex& in_tile,
-                     const std::vector<vec3f>& in_values)
-    {
-        for (const vec3f& value : in_values) {
-            io_channel.tile(in_tile).push_back(value);
-        }
-    }
     std::string save(const std::string& in_path, int in_quality) const
     {
         std::string resolved;
@@ -81,22 +62,13 @@ struct DropScene {
 };
 
 template <typename T>
-bool sameElements(VoxelState& io_a, VoxelState& io_b, const std::string& in_name)
+std::vector<T> elementsOf(VoxelState& io_state, const std::string& in_name)
 {
-    const auto a = channelOf<T>(io_a, in_name);
-    const auto b = channelOf<T>(io_b, in_name);
-    for (int depth = 0; depth < kNumDepths; ++depth) {
-        if (a->numTiles(depth) != b->numTiles(depth)) {
-            return false;
-        }
-        for (int n = 0; n < a->numTiles(depth); ++n) {
-            if (!std::equal(a->tile(n, depth).begin(), a->tile(n, depth).end(),
-                            b->tile(n, depth).begin(), b->tile(n, depth).end())) {
-                return false;
-            }
-        }
+    std::vector<T> elements;
+    for (const T& element : *channelOf<T>(io_state, in_name)) {
+        elements.push_back(element);
     }
-    return true;
+    return elements;
 }
 
 TEST(ParticleFile, BringsBackWhatEachQualityKeeps)
@@ -109,18 +81,20 @@ TEST(ParticleFile, BringsBackWhatEachQualityKeeps)
         scene.save(path, quality);
         const auto state = newState();
         ASSERT_TRUE(kvfLoad(*state, path)) << kvfLastError();
+        const auto isSame = [&]<typename T>(const char* in_name, T) {
+            return elementsOf<T>(*scene.state, in_name) == elementsOf<T>(*state, in_name);
+        };
 
-        EXPECT_TRUE(sameElements<vec3f>(*scene.state, *state, "velocity"));
-        EXPECT_TRUE(sameElements<float>(*scene.state, *state, "density"));
-        EXPECT_TRUE(sameElements<unsigned long long>(*scene.state, *state, "id"));
-        EXPECT_EQ(quality < 2, sameElements<vec3f>(*scene.state, *state, "position"));
-        EXPECT_EQ(quality < 2, sameElements<vec3f>(*scene.state, *state, "normal"));
+        EXPECT_TRUE(isSame("velocity", vec3f{}));
+        EXPECT_TRUE(isSame("density", float{}));
+        EXPECT_TRUE(isSame("id", 0ULL));
+        EXPECT_EQ(quality < 2, isSame("position", vec3f{}));
+        EXPECT_EQ(quality < 2, isSame("normal", vec3f{}));
         const auto position = channelOf<vec3f>(*state, "position");
         EXPECT_NEAR(2.5f, position->tile(0, 7)[1][0], quality == 3 ? 5.0f / 255 : 5.0f / 65535);
-        const auto normal = channelOf<vec3f>(*state, "normal");
-        EXPECT_EQ(4u, normal->numElements());
-        EXPECT_EQ((quality < 2 ? vec3f{1, 0, 0} : vec3f{0, 0, 1}), normal->tile(0, 7)[1]);
-        const auto shape = position->particleShapePtr();
+        EXPECT_EQ((quality < 2 ? vec3f{1, 0, 0} : vec3f{0, 0, 1}),
+                  channelOf<vec3f>(*state, "normal")->tile(0, 7)[1]);
+        const auto shape = shapeOf(*state);
         EXPECT_EQ(4u, shape->maxParticleId());
         EXPECT_EQ(4u, shape->numParticles());
         EXPECT_EQ(1u, shape->numParticles(2));
@@ -193,15 +167,13 @@ std::string fileOfChannels(const std::string& in_path, unsigned long in_elements
     state->newParticleShape("drops", "tree", &object, shape);
     shape->layout().addNode(0, 0, 0, 7);
     for (int n = 0; n < (in_elements > 1 ? 0 : 40); ++n) {
-        names.push_back("drops/c" + std::to_string(n));
+        names.push_back("c" + std::to_string(n));
         state->newParticleChannel<vec4f>(names.back(), "drops", {});
     }
-    names.push_back("drops/last");
+    names.push_back("last");
     state->newParticleChannel<float>(names.back(), "drops", 0.0f);
     const auto last = channelOf<float>(*state, "last");
-    for (unsigned long n = 0; n < in_elements; ++n) {
-        last->tile(0, 7).push_back(0.0f);
-    }
+    last->tile(0, 7).resize(in_elements);
     last->syncShapeParticleCounts();
     std::string resolved;
     std::vector<KvfChannelSize> sizes;

@@ -30,12 +30,13 @@ inline std::shared_ptr<VoxelState> newState()
 class Scene {
 public:
     /// Tiles at depth 7 along the diagonal, under one root and under others.
-    explicit Scene(int in_tiles = 3, float in_dx = 0.5f) : m_state(newState())
+    explicit Scene(int in_tiles = 3, std::shared_ptr<VoxelState> in_state = newState())
+        : m_state(std::move(in_state))
     {
         std::string object = "ball";
         std::shared_ptr<VoxelShape> shape;
         EXPECT_EQ(kVoxelStateOk, m_state->newObject(object));
-        EXPECT_EQ(kVoxelStateOk, m_state->newVoxelLayout("tree", in_dx));
+        EXPECT_EQ(kVoxelStateOk, m_state->newVoxelLayout("tree", 0.5f));
         EXPECT_EQ(kVoxelStateOk, m_state->newVoxelShape("volume", "tree", &object, shape));
         for (int n = 0; n < in_tiles; ++n) {
             layout().addNode(5 * n - 2, 5 * (n % 7) - 2, 5 * (n / 2) - 2, n % 5 == 4 ? 6 : 7);
@@ -49,7 +50,6 @@ public:
         EXPECT_EQ(kVoxelStateOk, m_state->layoutRef("tree", layout));
         return static_cast<VoxelLayout&>(*layout);
     }
-    std::shared_ptr<TreeShape3DBase> shape() const { return shapeOf(*m_state); }
     const std::vector<std::string>& channels() const { return m_channels; }
 
     static std::shared_ptr<TreeShape3DBase> shapeOf(VoxelState& io_state)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <tests/support/Bytes.h>
+
 #include <zlib.h>
 
 #include <cstdint>
@@ -11,6 +13,9 @@
 // A reader and a writer of files that know the table of bytes and nothing of the library: plain
 // C++, one value at a time. What they cannot make sense of throws.
 namespace Skelvar::Test {
+
+using Testing::number;
+using Testing::text;
 
 /// Reads values one by one from a string of bytes.
 class SlowBytes {
@@ -42,20 +47,6 @@ private:
     std::string m_bytes;
     std::size_t m_place = 0;
 };
-
-inline std::string slowNumber(std::uint64_t in_value, int in_size)
-{
-    std::string bytes;
-    for (int n = in_size - 1; n >= 0; --n) {
-        bytes += static_cast<char>(in_value >> (8 * n));
-    }
-    return bytes;
-}
-
-inline std::string slowText(const std::string& in_text)
-{
-    return slowNumber(in_text.size(), 4) + in_text;
-}
 
 /// All that a file says. Values of elements stay bytes as they lie in memory.
 struct SlowFile {
@@ -148,7 +139,7 @@ inline std::string deflateFrame(const std::string& in_bytes)
                    reinterpret_cast<const Bytef*>(in_bytes.data()), in_bytes.size()) != Z_OK) {
         throw std::runtime_error("Slow::deflateFrame: failed");
     }
-    return slowNumber(in_bytes.size(), 8) + slowNumber(size, 8) + out.substr(0, size);
+    return number(in_bytes.size(), 8) + number(size, 8) + out.substr(0, size);
 }
 
 inline void expect(bool in_true, const char* in_what)
@@ -203,17 +194,17 @@ inline std::string writeChannel(const SlowFile::Channel& in_channel, unsigned in
 {
     std::string out;
     if (in_version >= 2) {
-        out += slowNumber(in_version, 2);  // 2 without a custom type, 3 with one
+        out += number(in_version, 2);  // 2 without a custom type, 3 with one
     }
-    out += in_channel.background + slowText(in_channel.name) + slowText(in_channel.shape_name);
+    out += in_channel.background + text(in_channel.name) + text(in_channel.shape_name);
     if (in_version >= 3) {
-        out += slowText(in_channel.custom_type);
+        out += text(in_channel.custom_type);
     }
-    out += slowNumber(static_cast<unsigned>(in_channel.offset_type), 1) + slowNumber(8, 4);
+    out += number(static_cast<unsigned>(in_channel.offset_type), 1) + number(8, 4);
     for (const auto& tiles : in_channel.tiles) {
-        out += slowNumber(tiles.size(), 8);
+        out += number(tiles.size(), 8);
         for (const std::string& tile : tiles) {
-            out += (in_version >= 2 ? slowNumber(2, 2) : "") + slowNumber(tile.size(), 4) + tile;
+            out += (in_version >= 2 ? number(2, 2) : "") + number(tile.size(), 4) + tile;
         }
     }
     return out;
@@ -302,45 +293,45 @@ inline SlowFile SlowFile::read(const std::string& in_bytes)
 inline std::string SlowFile::write(unsigned in_version) const
 {
     const bool has_versions = in_version >= 2;
-    std::string out = std::string("\xbb\xee\xee\xff") + slowNumber(in_version, 4) +
-                      slowNumber(static_cast<std::uint32_t>(frame), 4);
-    out += slowText(shape_name) + slowText(shape_type) + slowText(object_name) +
-           slowText(layout_name) + slowNumber(records.size(), 4);
+    std::string out = std::string("\xbb\xee\xee\xff") + number(in_version, 4) +
+                      number(static_cast<std::uint32_t>(frame), 4);
+    out += text(shape_name) + text(shape_type) + text(object_name) + text(layout_name) +
+           number(records.size(), 4);
     for (const Record& record : records) {
-        out += slowText(record.name) + slowText(record.type);
+        out += text(record.name) + text(record.type);
         for (const int field : {record.max_depth, record.num_tiles, record.num_elements}) {
-            out += slowNumber(static_cast<std::uint32_t>(field), 4);
+            out += number(static_cast<std::uint32_t>(field), 4);
         }
-        out += in_version >= 3 ? slowNumber(record.creation_kind, 2) : "";
+        out += in_version >= 3 ? number(record.creation_kind, 2) : "";
     }
-    out += has_versions ? slowNumber(0, 2) : "";  // quality
+    out += has_versions ? number(0, 2) : "";  // quality
     out += dx;
 
-    out += has_versions ? slowNumber(2, 2) : "";  // a layout without a dictionary
-    out += mvs + slowText(payload_layout_name) + slowNumber(compact, 1);
-    out += slowNumber(static_cast<std::uint32_t>(num_nodes), 4) +
-           slowNumber(static_cast<std::uint32_t>(finest_root), 4) + slowNumber(32, 4) +
-           root_counts + slowNumber(roots.size(), 8);
+    out += has_versions ? number(2, 2) : "";  // a layout without a dictionary
+    out += mvs + text(payload_layout_name) + number(compact, 1);
+    out += number(static_cast<std::uint32_t>(num_nodes), 4) +
+           number(static_cast<std::uint32_t>(finest_root), 4) + number(32, 4) + root_counts +
+           number(roots.size(), 8);
     for (const Root& root : roots) {
-        out += slowNumber(root.id, 8) + slowNumber(static_cast<std::uint32_t>(root.index), 4) +
-               slowNumber(static_cast<std::uint32_t>(root.depth), 4);
+        out += number(root.id, 8) + number(static_cast<std::uint32_t>(root.index), 4) +
+               number(static_cast<std::uint32_t>(root.depth), 4);
     }
-    out += slowNumber(8, 4);
+    out += number(8, 4);
     for (const auto& depth_nodes : nodes) {
-        out += slowNumber(depth_nodes.size(), 8);
+        out += number(depth_nodes.size(), 8);
         for (const Node& node : depth_nodes) {
-            out += (has_versions ? slowNumber(2, 2) : "") + slowNumber(node.id, 8);
+            out += (has_versions ? number(2, 2) : "") + number(node.id, 8);
             for (const int field : {node.i, node.j, node.k, node.depth, node.index, node.parent}) {
-                out += slowNumber(static_cast<std::uint32_t>(field), 4);
+                out += number(static_cast<std::uint32_t>(field), 4);
             }
-            out += slowNumber(node.branch_size, 8) + slowNumber(node.valid, 1) +
-                   slowNumber(node.children.size(), 4) + node.children;
+            out += number(node.branch_size, 8) + number(node.valid, 1) +
+                   number(node.children.size(), 4) + node.children;
         }
     }
 
-    out += has_versions ? slowNumber(3, 2) : "";  // a shape without a dictionary
-    out += slowText(payload_shape_name) + slowText(shape_layout_name) +
-           slowText(shape_object_name) + voxel_sizes + matrices;
+    out += has_versions ? number(3, 2) : "";  // a shape without a dictionary
+    out += text(payload_shape_name) + text(shape_layout_name) + text(shape_object_name) +
+           voxel_sizes + matrices;
     for (const Channel& channel : channels) {
         const std::string bytes = Slow::writeChannel(channel, in_version);
         out += in_version == 1 ? bytes : Slow::deflateFrame(bytes);

@@ -3,7 +3,7 @@
 #include <skelvar/numerics/SparseMatrixOperations.h>
 
 #include <tests/numerics/DenseReference.h>
-#include <tests/tools/TemporaryFolder.h>
+#include <tests/support/TempFolder.h>
 
 #include <gtest/gtest.h>
 
@@ -329,19 +329,19 @@ TEST(SparseMatrix, DumpsAreReadByOctave)
     const SparseMatrix<float> A = randomMatrix(*layout, random, &dense);
     GenericDenseVector<int> x(*layout, 0);
     fillVector(x, [&](int, int, int) { return random.integer(-9, 9); });
-    const Tool::Test::TemporaryFolder folder;
+    const Skelvar::Test::TempFolder folder;
     {
-        std::ofstream script(folder.path("product.m"));
+        std::ofstream script(folder.file("product.m"));
         matrixDump(script, "A", A, true);
         vectorDump(script, "x", x);
         script << "\nprintf(\"%d\\n\", A * x);\n";
     }
 
     ASSERT_EQ(0, std::system(("octave-cli --norc --no-history --quiet '" +
-                              folder.path("product.m") + "' > '" + folder.path("product") + "'")
+                              folder.file("product.m") + "' > '" + folder.file("product") + "'")
                                  .c_str()));
 
-    std::ifstream numbers(folder.path("product"));
+    std::ifstream numbers(folder.file("product"));
     const std::vector<double> found{std::istream_iterator<double>(numbers), {}};
     EXPECT_EQ(multiply(dense, toDense(x)), found);
 }

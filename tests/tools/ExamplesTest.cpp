@@ -1,4 +1,5 @@
 #include <tests/tools/RunProgram.h>
+#include <tests/tools/TestMeshes.h>
 
 #include <gtest/gtest.h>
 
@@ -9,39 +10,43 @@
 
 namespace Skelvar::Tool::Test {
 
-TEST(Examples, StateSavesLoadsAndReadsBack)
+class Examples : public ::testing::Test {
+protected:
+    /// What a program prints that must do its work.
+    std::string outputOf(const std::string& in_command) const
+    {
+        const Outcome outcome = runProgram(folder, in_command);
+        EXPECT_EQ(0, outcome.status) << outcome.output << outcome.error;
+        return outcome.output;
+    }
+
+    TempFolder folder;
+};
+
+TEST_F(Examples, StateSavesLoadsAndReadsBack)
 {
-    const TemporaryFolder folder;
+    const std::string output = outputOf(EXAMPLE_STATE_PROGRAM);
 
-    const Outcome outcome = runProgram(folder, EXAMPLE_STATE_PROGRAM);
-
-    EXPECT_EQ(0, outcome.status) << outcome.error;
-    EXPECT_EQ("./smoke.0007.kvf: 2 tiles, density in the middle 1.5\n", outcome.output);
+    EXPECT_EQ("./smoke.0007.kvf: 2 tiles, density in the middle 1.5\n", output);
 }
 
-TEST(Examples, TreeGrowsAndShrinks)
+TEST_F(Examples, TreeGrowsAndShrinks)
 {
-    const TemporaryFolder folder;
+    const std::string output = outputOf(EXAMPLE_TREE_PROGRAM);
 
-    const Outcome outcome = runProgram(folder, EXAMPLE_TREE_PROGRAM);
-
-    EXPECT_EQ(0, outcome.status) << outcome.error;
     EXPECT_EQ(
         "one branch: 4 nodes, 1 root, tiles by depth 1 1 1 1\n"
         "filled    : 128 nodes, 1 root, tiles by depth 1 1 1 125\n"
         "deleted   : 2 nodes, 1 root, tiles by depth 1 1 0 0\n"
         "depth at the origin 5\n",
-        outcome.output);
+        output);
 }
 
-TEST(Examples, SampleReadsAcrossDepths)
+TEST_F(Examples, SampleReadsAcrossDepths)
 {
-    const TemporaryFolder folder;
+    const std::string output = outputOf(EXAMPLE_SAMPLE_PROGRAM);
 
-    const Outcome outcome = runProgram(folder, EXAMPLE_SAMPLE_PROGRAM);
-
-    EXPECT_EQ(0, outcome.status) << outcome.error;
-    std::istringstream lines(outcome.output);
+    std::istringstream lines(output);
     int rows = 0;
     for (std::string line; std::getline(lines, line); ++rows) {
         float x = 0.0f, distance = 0.0f, gradient = 0.0f;
@@ -55,61 +60,47 @@ TEST(Examples, SampleReadsAcrossDepths)
     EXPECT_EQ(5, rows);
 }
 
-TEST(Examples, PoissonIsSolvedAcrossDepths)
+TEST_F(Examples, PoissonIsSolvedAcrossDepths)
 {
-    const TemporaryFolder folder;
+    const std::string output = outputOf(EXAMPLE_POISSON_PROGRAM);
 
-    const Outcome outcome = runProgram(folder, EXAMPLE_POISSON_PROGRAM);
-
-    EXPECT_EQ(0, outcome.status) << outcome.error;
-    EXPECT_NE(std::string::npos, outcome.output.find("\nsolved, ")) << outcome.output;
+    EXPECT_NE(std::string::npos, output.find("\nsolved, ")) << output;
     // 0.0562 is the value in the middle of the cube, whose walls stand half a cell farther out
     // here.
-    EXPECT_NE(std::string::npos, outcome.output.find("u in the middle 0.06")) << outcome.output;
+    EXPECT_NE(std::string::npos, output.find("u in the middle 0.06")) << output;
 }
 
-TEST(Examples, FramesSavedInTheBackgroundAreWhole)
+TEST_F(Examples, FramesSavedInTheBackgroundAreWhole)
 {
-    const TemporaryFolder folder;
+    const std::string output = outputOf(EXAMPLE_BACKGROUND_PROGRAM);
 
-    const Outcome outcome = runProgram(folder, EXAMPLE_BACKGROUND_PROGRAM);
-
-    EXPECT_EQ(0, outcome.status) << outcome.output << outcome.error;
-    EXPECT_NE(std::string::npos, outcome.output.find("frame 99: saved ")) << outcome.output;
-    EXPECT_NE(std::string::npos, outcome.output.find("\n100 of 100 frames are as they were"));
+    EXPECT_NE(std::string::npos, output.find("frame 99: saved ")) << output;
+    EXPECT_NE(std::string::npos, output.find("\n100 of 100 frames are as they were"));
 }
 
-TEST(Examples, SwirlBringsEachParticleBack)
+TEST_F(Examples, SwirlBringsEachParticleBack)
 {
-    const TemporaryFolder folder;
+    const std::string output = outputOf(EXAMPLE_SWIRL_PROGRAM);
 
-    const Outcome outcome = runProgram(folder, EXAMPLE_SWIRL_PROGRAM);
-
-    EXPECT_EQ(0, outcome.status) << outcome.error;
     const std::string phrase = "largest distance from the start ";
-    const std::size_t at = outcome.output.find(phrase);
-    ASSERT_NE(std::string::npos, at) << outcome.output;
-    EXPECT_LT(std::stod(outcome.output.substr(at + phrase.size())), 0.05);
-    EXPECT_EQ(0u, outcome.output.find("2828 of 2828 particles, 100 frames")) << outcome.output;
-    EXPECT_TRUE(std::filesystem::exists(folder.path("out/swirl.0100.kvf")));
-    EXPECT_GT(std::filesystem::file_size(folder.path("out/swirl.png")), 2000u);
+    const std::size_t at = output.find(phrase);
+    ASSERT_NE(std::string::npos, at) << output;
+    EXPECT_LT(std::stod(output.substr(at + phrase.size())), 0.05);
+    EXPECT_EQ(0u, output.find("2828 of 2828 particles, 100 frames")) << output;
+    EXPECT_TRUE(std::filesystem::exists(folder.file("out/swirl.0100.kvf")));
+    EXPECT_GT(std::filesystem::file_size(folder.file("out/swirl.png")), 2000u);
 }
 
-TEST(Examples, DemoBringsEveryBitBackAndDrawsIt)
+TEST_F(Examples, DemoBringsEveryBitBackAndDrawsIt)
 {
-    const TemporaryFolder folder;
-    const std::string cube =
-        folder.write("box.obj",
-                     "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nv 0 0 1\nv 1 0 1\nv 1 1 1\nv 0 1 1\n"
-                     "f 4 3 2 1\nf 5 6 7 8\nf 1 2 6 5\nf 3 4 8 7\nf 1 5 8 4\nf 2 3 7 6\n");
+    folder.write("cube.obj", kCubeObj);
 
-    const Outcome outcome = runProgram(folder, DEMO_PROGRAM + std::string(" --mesh box.obj"));
+    const std::string output = outputOf(DEMO_PROGRAM + std::string(" --mesh cube.obj"));
 
-    EXPECT_EQ(0, outcome.status) << outcome.error;
-    EXPECT_NE(std::string::npos, outcome.output.find("all 8 files came back")) << outcome.output;
-    EXPECT_TRUE(std::filesystem::exists(folder.path("out/demo.0003.kvf")));
+    EXPECT_NE(std::string::npos, output.find("all 8 files came back")) << output;
+    EXPECT_TRUE(std::filesystem::exists(folder.file("out/demo.0003.kvf")));
     for (const char* picture : {"out/demo.png", "out/demo-surface.png", "out/demo-graded.png"}) {
-        EXPECT_GT(std::filesystem::file_size(folder.path(picture)), 10000u) << picture;
+        EXPECT_GT(std::filesystem::file_size(folder.file(picture)), 10000u) << picture;
     }
     EXPECT_NE(0, runProgram(folder, DEMO_PROGRAM + std::string(" --mesh absent.obj")).status);
 }

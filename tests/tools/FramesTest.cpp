@@ -1,7 +1,7 @@
 #include <tools/kvf/Frames.h>
 #include <tools/kvf/Output.h>
 
-#include <tests/tools/TemporaryFolder.h>
+#include <tests/support/TempFolder.h>
 
 #include <gtest/gtest.h>
 
@@ -12,6 +12,8 @@
 #include <set>
 
 namespace Skelvar::Tool::Test {
+
+using Skelvar::Test::TempFolder;
 namespace {
 
 std::set<int> framesOf(const std::vector<FrameTask>& in_tasks)
@@ -42,12 +44,12 @@ TEST(Frames, AreThoseThatCountingUpFindsAndShardsPartitionThem)
         return std::uniform_int_distribution<int>(in_least, in_most)(random);
     };
     for (const char* const pattern : {"f.#.kvf", "take@@/f.kvf", "@x7.kvf"}) {
-        const TemporaryFolder folder;
-        std::filesystem::create_directories(folder.path("take-9"));
+        const TempFolder folder;
+        std::filesystem::create_directories(folder.file("take-9"));
         std::map<int, std::string> files;
         for (int n = 0; n < 40; ++n) {
             const int frame = number(-20, 200);
-            files[frame] = FileUtils::buildFilename(folder.path(pattern), frame);
+            files[frame] = FileUtils::buildFilename(folder.file(pattern), frame);
             std::filesystem::create_directories(std::filesystem::path(files[frame]).parent_path());
             std::ofstream(files[frame]) << "x";
         }
@@ -70,14 +72,14 @@ TEST(Frames, AreThoseThatCountingUpFindsAndShardsPartitionThem)
                 continue;
             }
             testing::internal::CaptureStderr();
-            const auto tasks = selectFrames(folder.path(pattern), "", options);
+            const auto tasks = selectFrames(folder.file(pattern), "", options);
             EXPECT_EQ(expected, framesOf(tasks)) << options.frames;
             EXPECT_EQ(files[*expected.begin()], tasks.front().input);
             std::set<int> shared;
             const int count = number(1, 5);
             for (int shard = 1; shard <= count; ++shard) {
                 options.shard = std::to_string(shard) + "/" + std::to_string(count);
-                for (const int frame : framesOf(selectFrames(folder.path(pattern), "", options))) {
+                for (const int frame : framesOf(selectFrames(folder.file(pattern), "", options))) {
                     EXPECT_TRUE(shared.insert(frame).second) << "in two shards: " << frame;
                 }
             }
@@ -89,17 +91,17 @@ TEST(Frames, AreThoseThatCountingUpFindsAndShardsPartitionThem)
 
 TEST(Frames, OfAShardStayWhenMoreFilesAppear)
 {
-    const TemporaryFolder folder;
+    const TempFolder folder;
     FrameOptions options;
     options.frames = "1-20";
     options.shard = "2/3";
     folder.write("f.0005.kvf", "x");
     testing::internal::CaptureStderr();
 
-    EXPECT_EQ(std::set<int>{5}, framesOf(selectFrames(folder.path("f.#.kvf"), "", options)));
+    EXPECT_EQ(std::set<int>{5}, framesOf(selectFrames(folder.file("f.#.kvf"), "", options)));
     folder.write("f.0001.kvf", "x");
     folder.write("f.0002.kvf", "x");
-    EXPECT_EQ((std::set<int>{2, 5}), framesOf(selectFrames(folder.path("f.#.kvf"), "", options)));
+    EXPECT_EQ((std::set<int>{2, 5}), framesOf(selectFrames(folder.file("f.#.kvf"), "", options)));
 
     EXPECT_NE(std::string::npos, testing::internal::GetCapturedStderr().find("17 of 20 frames"));
 }
@@ -162,9 +164,9 @@ TEST(Frames, AfterAnInterruptAreLeftAlone)
 
 TEST(OutputFileDeathTest, AppearsWholeWhenAnInterruptComesWhileItIsWritten)
 {
-    const TemporaryFolder folder;
+    const TempFolder folder;
     const auto write = [&](bool in_twice) {
-        OutputFile file(folder.path("a.txt"));
+        OutputFile file(folder.file("a.txt"));
         std::ofstream(file.path()) << "half";
         std::raise(SIGTERM);
         if (in_twice) {
@@ -174,7 +176,7 @@ TEST(OutputFileDeathTest, AppearsWholeWhenAnInterruptComesWhileItIsWritten)
         file.commit();
     };
     EXPECT_EXIT(write(true), ::testing::KilledBySignal(SIGTERM), "");
-    EXPECT_FALSE(std::filesystem::exists(folder.path("a.txt")));
+    EXPECT_FALSE(std::filesystem::exists(folder.file("a.txt")));
     EXPECT_EXIT(write(false), ::testing::KilledBySignal(SIGTERM), "");
     EXPECT_EQ("half and half", folder.read("a.txt"));
 }

@@ -54,7 +54,7 @@ protected:
         }
     }
 
-    TemporaryFolder folder;
+    TempFolder folder;
 };
 
 }  // namespace Skelvar::Tool::Test

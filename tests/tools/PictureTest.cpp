@@ -8,15 +8,17 @@
 #include <tools/kvf/picture/SlicePicture.h>
 #include <tools/kvf/picture/Text.h>
 
-#include <tests/tools/TemporaryFolder.h>
+#include <tests/support/TempFolder.h>
+#include <tests/tools/Pixels.h>
 
 #include <gtest/gtest.h>
-#include <png.h>
 
 #include <cmath>
 #include <limits>
 
 namespace Skelvar::Tool::Test {
+
+using Skelvar::Test::TempFolder;
 
 namespace {
 
@@ -139,30 +141,23 @@ TEST(Slice, OutlinesTilesInTheColourOfTheirDepth)
 
 TEST(Canvas, WritesAFileThatReadsBackPixelForPixel)
 {
-    const TemporaryFolder folder;
+    const TempFolder folder;
     Canvas canvas(5, 3, {1.0f, 1.0f, 1.0f});
     canvas.set(4, 2, {1.0f, 0.5f, 0.0f});
     canvas.set(7, 7, {0.0f, 0.0f, 0.0f});
     std::string reason;
 
-    ASSERT_TRUE(canvas.writePng(folder.path("a.png"), reason)) << reason;
-    EXPECT_FALSE(canvas.writePng(folder.path("no/a.png"), reason));
+    ASSERT_TRUE(canvas.writePng(folder.file("a.png"), reason)) << reason;
+    EXPECT_FALSE(canvas.writePng(folder.file("no/a.png"), reason));
     EXPECT_NE("", reason);
 
-    png_image image{};
-    image.version = PNG_IMAGE_VERSION;
-    ASSERT_NE(0, png_image_begin_read_from_file(&image, folder.path("a.png").c_str()));
-    image.format = PNG_FORMAT_RGB;
-    ASSERT_EQ(5u, image.width);
-    ASSERT_EQ(3u, image.height);
-    unsigned char bytes[45];
-    ASSERT_NE(0, png_image_finish_read(&image, nullptr, bytes, 0, nullptr));
-    for (int n = 0; n < 42; ++n) {
-        EXPECT_EQ(255, bytes[n]);
-    }
-    EXPECT_EQ(255, bytes[42]);
-    EXPECT_EQ(128, bytes[43]);
-    EXPECT_EQ(0, bytes[44]);
+    std::vector<unsigned char> expected(45, 255);
+    expected[43] = 128;
+    expected[44] = 0;
+    const Pixels pixels = readPng(folder.file("a.png"));
+    EXPECT_EQ(5, pixels.width);
+    EXPECT_EQ(3, pixels.height);
+    EXPECT_EQ(expected, pixels.rgb);
 }
 
 TEST(Text, MarksOnlyItsOwnPlaceAndTellsCharactersApart)

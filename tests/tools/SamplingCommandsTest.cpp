@@ -4,10 +4,10 @@
 
 #include <tests/sampling/Field.h>
 #include <tests/tools/KvfFolder.h>
+#include <tests/tools/Pixels.h>
 #include <tests/tools/TestMeshes.h>
 
 #include <gtest/gtest.h>
-#include <png.h>
 
 #include <algorithm>
 #include <cmath>
@@ -41,32 +41,6 @@ protected:
         return rows;
     }
 };
-
-struct Pixels {
-    int width = 0;
-    int height = 0;
-    std::vector<unsigned char> rgb;
-
-    int brightness(int in_x, int in_y) const
-    {
-        const unsigned char* const at = &rgb[std::size_t(3 * (in_y * width + in_x))];
-        return at[0] + at[1] + at[2];
-    }
-};
-
-Pixels readPng(const std::string& in_path)
-{
-    png_image image{};
-    image.version = PNG_IMAGE_VERSION;
-    Pixels pixels;
-    EXPECT_NE(0, png_image_begin_read_from_file(&image, in_path.c_str())) << in_path;
-    image.format = PNG_FORMAT_RGB;
-    pixels.width = int(image.width);
-    pixels.height = int(image.height);
-    pixels.rgb.resize(PNG_IMAGE_SIZE(image));
-    EXPECT_NE(0, png_image_finish_read(&image, nullptr, pixels.rgb.data(), 0, nullptr));
-    return pixels;
-}
 
 }  // namespace
 
@@ -149,11 +123,11 @@ TEST_F(SamplingCommands, SampleTellsWhatIsWrong)
 
 TEST_F(SamplingCommands, SliceDrawsASmoothFieldInsteadOfCells)
 {
-    ASSERT_EQ(0, kvf("slice cube.kvf --channel distance -o cells.png --size 900").status);
+    done("slice cube.kvf --channel distance -o cells.png --size 900");
     ASSERT_EQ(
         0, kvf("slice cube.kvf --channel distance -o smooth.png --size 900 --kind linear").status);
-    const Pixels cells = readPng(folder.path("cells.png"));
-    const Pixels smooth = readPng(folder.path("smooth.png"));
+    const Pixels cells = readPng(folder.file("cells.png"));
+    const Pixels smooth = readPng(folder.file("smooth.png"));
     ASSERT_EQ(cells.rgb.size(), smooth.rgb.size());
     // Along a row of cells most neighbouring pixels have equal colours, on a ramp fewer have.
     const auto equal_neighbours = [](const Pixels& in_pixels) {
@@ -174,11 +148,9 @@ TEST_F(SamplingCommands, SliceDrawsASmoothFieldInsteadOfCells)
 TEST_F(SamplingCommands, RenderShowsTheCubeBeforeTheBackdrop)
 {
     for (const std::string kind : {"linear", "qbspline", "weno"}) {
-        const Outcome outcome = kvf("render cube.kvf --channel distance --size 120x90 -o " + kind +
-                                    ".png --camera 0,0,1 --kind " + kind);
-        ASSERT_EQ(0, outcome.status) << outcome.error;
-        EXPECT_EQ(kind + ".png\n", outcome.output);
-        const Pixels pixels = readPng(folder.path(kind + ".png"));
+        EXPECT_EQ(kind + ".png\n", done("render cube.kvf --channel distance --size 120x90 -o " +
+                                        kind + ".png --camera 0,0,1 --kind " + kind));
+        const Pixels pixels = readPng(folder.file(kind + ".png"));
         ASSERT_EQ(120, pixels.width);
         ASSERT_EQ(90, pixels.height);
         // Seen straight on, one flat face: no holes, no specks.

@@ -23,13 +23,13 @@ protected:
     {
         write("f.#.kvf", {});
         for (const int frame : {2, 3, 6, 7}) {
-            std::filesystem::copy_file(folder.path("f.0001.kvf"), path("f.#.kvf", frame));
+            std::filesystem::copy_file(folder.file("f.0001.kvf"), path("f.#.kvf", frame));
         }
     }
 
     std::string path(const std::string& in_pattern, int in_frame) const
     {
-        return framePath(folder.path(in_pattern), in_frame);
+        return framePath(folder.file(in_pattern), in_frame);
     }
 
     struct Change {
@@ -60,7 +60,7 @@ protected:
         for (const Change& change : in_changes) {
             density.tile(change.tile, 7).data()[change.cell] = change.value;
         }
-        saveShapeFile(*state, folder.path(in_pattern), in_shape, {"density"}, 1, 0);
+        saveShapeFile(*state, folder.file(in_pattern), in_shape, {"density"}, 1, 0);
     }
 };
 
@@ -99,8 +99,8 @@ TEST_F(KvfSequence, DiffFindsAPlantedDifferenceAtItsPlace)
               outcome.output.find("largest 2.5 at (7.25, 0.25, -6.25), depth 7, where 1 meets 3.5"))
         << outcome.output;
     EXPECT_EQ(1, kvf("diff f.0001.kvf g.0001.kvf --abs 2.4").status);
-    EXPECT_EQ(0, kvf("diff f.0001.kvf g.0001.kvf --abs 2.5").status);
-    EXPECT_EQ(0, kvf("diff f.0001.kvf g.0001.kvf --rel 0.72").status);
+    done("diff f.0001.kvf g.0001.kvf --abs 2.5");
+    done("diff f.0001.kvf g.0001.kvf --rel 0.72");
 
     const Outcome frames = kvf("diff 'f.#.kvf' 'f.#.kvf' --jobs 2");
     EXPECT_EQ(0, frames.status);
@@ -114,14 +114,14 @@ TEST_F(KvfSequence, DiffFindsAPlantedDifferenceAtItsPlace)
     EXPECT_EQ(0u, more.output.find("frame 2 is only in f.#.kvf\n")) << more.output;
     write("nan.#.kvf", {{3, 7, std::numeric_limits<float>::quiet_NaN()}});
     EXPECT_EQ(1, kvf("diff f.0001.kvf nan.0001.kvf --abs 100").status);
-    EXPECT_EQ(0, kvf("diff nan.0001.kvf nan.0001.kvf").status);
+    done("diff nan.0001.kvf nan.0001.kvf");
 }
 
 TEST_F(KvfSequence, IsWorkedOnInPartsThatLeaveOutWhatIsThere)
 {
     write("f.#.kvf", {{3, 62, -1.0f}});  // a surface to render
     for (const int frame : {2, 3, 6, 7}) {
-        std::filesystem::copy_file(folder.path("f.0001.kvf"), path("f.#.kvf", frame),
+        std::filesystem::copy_file(folder.file("f.0001.kvf"), path("f.#.kvf", frame),
                                    std::filesystem::copy_options::overwrite_existing);
         folder.write("m." + std::to_string(frame) + ".obj", kCubeObj);
     }
@@ -161,10 +161,10 @@ TEST_F(KvfSequence, IsWorkedOnInPartsThatLeaveOutWhatIsThere)
     EXPECT_EQ("m-volume", jsonOf("info v.0003.kvf")[0]["shape"]["name"]) << "one for all frames";
     EXPECT_EQ(2, kvf("convert 'f.#.kvf' 'g.#.kvf' --frames 2-3").status) << "they are there";
     done("solve poisson 'f.#.kvf' --rhs density --out u --frames 2 --plot 'plot@@.png'");
-    EXPECT_TRUE(std::filesystem::exists(folder.path("plot02.png")));
+    EXPECT_TRUE(std::filesystem::exists(folder.file("plot02.png")));
     EXPECT_EQ(2u, jsonOf("info f.0002.kvf")[0]["channels"].size());
     EXPECT_EQ(1u, jsonOf("info f.0003.kvf")[0]["channels"].size());
-    for (const auto& entry : std::filesystem::directory_iterator(folder.path(""))) {
+    for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
         EXPECT_NE(0u, entry.path().filename().string().find(".kvf-")) << entry.path();
     }
 }
@@ -196,7 +196,7 @@ TEST_F(KvfSequence, IsToldFrameByFrame)
 TEST_F(KvfSequence, ThatMakesNoSenseIsRefusedInOneLine)
 {
     write("f.@@.kvf", {}, "smoke");
-    std::filesystem::rename(folder.path("f.01.kvf"), folder.path("f.0008.kvf"));
+    std::filesystem::rename(folder.file("f.01.kvf"), folder.file("f.0008.kvf"));
     expectFailures({
         {3, "ls 'none.#.kvf'", "none.#.kvf"},
         {3, "ls 'absent/f.#.kvf'", "absent/"},

@@ -12,12 +12,6 @@ namespace Skelvar::Tool::Test {
 
 namespace {
 
-SignedDistance::Value askOnce(const TriangleBvh& in_tree, const vec3f& in_point)
-{
-    const SignedDistance distance(in_tree, true);
-    return SignedDistance::Walker(distance).at(in_point);
-}
-
 /// Signed distance to the cube from -1 to 1.
 double cubeDistance(const vec3f& in_p)
 {
@@ -37,42 +31,25 @@ TEST(SignedDistance, OfACubeIsExactNextToFacesEdgesAndCorners)
     const TriangleBvh tree(makeCube());
     const SignedDistance distance(tree, true);
     SignedDistance::Walker walker(distance);
-    for (const float off : {1e-5f, 1e-3f, 0.1f, 0.7f, 30.0f}) {
+    for (const float off : {0.0f, 1e-5f, 1e-3f, 0.1f, 0.7f, 30.0f}) {
         for (int n = 0; n < 125; ++n) {
-            // Every mix of: in the middle, a step inside of a side, a step outside of it.
-            const float places[5] = {-1.0f - off, -1.0f + off, 0.03f, 1.0f - off, 1.0f + off};
+            // Every mix of: in the middle, a step inside of a side, a step outside of it. There are
+            // many ties, and the way there must not decide them.
+            const float places[5] = {-1.0f - off, -1.0f + off, 0.0f, 1.0f - off, 1.0f + off};
             const vec3f p{places[n % 5], places[n / 5 % 5], places[n / 25]};
             const double expected = cubeDistance(p);
             SCOPED_TRACE(::testing::Message() << p[0] << " " << p[1] << " " << p[2]);
 
-            for (const SignedDistance::Value& value : {walker.at(p), askOnce(tree, p)}) {
-                ASSERT_NEAR(expected, value.distance, 1e-6 * (1.0 + std::abs(expected)));
-                ASSERT_NEAR(1.0, dot(value.normal, value.normal), 1e-5);
-                // A step against the normal by the distance ends on the surface.
-                const vec3f foot = p - value.normal * value.distance;
-                ASSERT_NEAR(0.0, cubeDistance(foot), 2e-6 * (1.0 + std::abs(expected)));
-            }
-        }
-    }
-}
+            const SignedDistance::Value value = walker.at(p);
+            const SignedDistance::Value asked = SignedDistance::Walker(distance).at(p);
 
-TEST(SignedDistance, OfABallFollowsTheRadius)
-{
-    const TriangleBvh tree(makeBall(64));
-    const SignedDistance distance(tree, true);
-    SignedDistance::Walker walker(distance);
-    std::mt19937 random(7);
-    std::uniform_real_distribution<float> place(-1.4f, 1.4f);
-    for (int n = 0; n < 2000; ++n) {
-        const vec3f p{place(random), place(random), place(random)};
-        const float radius = std::sqrt(dot(p, p));
-
-        const SignedDistance::Value value = walker.at(p);
-
-        // The flat triangles lie at most 1 - cos(pi / 64) under the sphere.
-        ASSERT_NEAR(radius - 1.0f, value.distance, 0.0025f);
-        if (radius > 0.2f) {
-            ASSERT_GT(dot(value.normal, p) / radius, 0.99f);
+            ASSERT_NEAR(expected, value.distance, 1e-6 * (1.0 + std::abs(expected)));
+            ASSERT_NEAR(1.0, dot(value.normal, value.normal), 1e-5);
+            // A step against the normal by the distance ends on the surface.
+            const vec3f foot = p - value.normal * value.distance;
+            ASSERT_NEAR(0.0, cubeDistance(foot), 2e-6 * (1.0 + std::abs(expected)));
+            ASSERT_EQ(asked.distance, value.distance);
+            ASSERT_EQ(asked.normal, value.normal);
         }
     }
 }
@@ -97,26 +74,6 @@ TEST(SignedDistance, OfATorusKnotHasTheSignOfTheWindingNumberHoweverOneWalks)
 
         ASSERT_EQ(bruteWinding(mesh, p) > 0.5, value.distance < 0.0f);
         ASSERT_NEAR(bruteDistance(mesh, p), std::abs(value.distance), 1e-6);
-    }
-}
-
-TEST(SignedDistance, DoesNotDependOnTheWalk)
-{
-    // Many ties: the middle planes of a cube, its surface, and its edges.
-    const TriangleBvh tree(makeCube());
-    const SignedDistance distance(tree, true);
-    SignedDistance::Walker walker(distance);
-    std::mt19937 random(11);
-    for (int n = 0; n < 3000; ++n) {
-        const auto place = [&] { return float(int(random() % 13) - 6) * 0.25f; };
-        const vec3f p{place(), place(), place()};
-
-        const SignedDistance::Value walked = walker.at(p);
-        const SignedDistance::Value asked = askOnce(tree, p);
-
-        ASSERT_EQ(asked.distance, walked.distance);
-        ASSERT_EQ(asked.normal, walked.normal);
-        ASSERT_NEAR(cubeDistance(p), walked.distance, 1e-6);
     }
 }
 

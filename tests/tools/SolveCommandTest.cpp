@@ -7,6 +7,7 @@
 
 #include <tools/kvf/ShapeFile.h>
 
+#include <tests/io/Scene.h>
 #include <tests/tools/KvfFolder.h>
 
 #include <cmath>
@@ -33,24 +34,14 @@ class KvfSolve : public KvfFolder {
 protected:
     void SetUp() override
     {
-        const auto state = makeServer();
-        std::string object = "o";
-        std::shared_ptr<VoxelShape> shape;
-        std::shared_ptr<VoxelLayout> layout;
-        state->newObject(object);
-        state->newVoxelLayout("tree", 0.5f);
-        state->voxelLayout("tree", layout, VoxelState::eHintDoNotCopy);
-        layout->addNode(0, 0, 0, 6);
-        layout->addNode(0, 0, 0, 7);
-        layout->addNode(5, 0, 0, 7);
-        state->newVoxelShape("volume", "tree", &object, shape);
-        std::shared_ptr<TreeChannel3DBase> made;
-        state->newChannel("VoxelChannel<float>", "f", "volume", made);
-        forCells(static_cast<VoxelChannel<float>&>(*made),
-                 [](int in_tile, int in_depth, int in_n, float& out_value) {
-                     out_value = static_cast<float>(1 + (7 * in_n + 3 * in_tile + in_depth) % 5);
-                 });
-        saveShapeFile(*state, folder.path("f.kvf"), "volume", {"f"}, 1, 0);
+        Skelvar::Test::Scene scene(0);
+        scene.layout().addNode(0, 0, 0, 6);
+        scene.layout().addNode(0, 0, 0, 7);
+        scene.layout().addNode(5, 0, 0, 7);
+        forCells(*scene.add<float>("f"), [](int in_tile, int in_depth, int in_n, float& out_value) {
+            out_value = static_cast<float>(1 + (7 * in_n + 3 * in_tile + in_depth) % 5);
+        });
+        scene.save(folder.file("f.kvf"));
     }
 
     /// || A u - b || / || b || of u.kvf, where the integral of f over each cell is b, without its
@@ -109,7 +100,7 @@ TEST_F(KvfSolve, TheResultSolvesTheEquations)
         }
         EXPECT_LE(last, 1e-4);
 
-        const ShapeFile file = loadShapeFile(folder.path("u.kvf"));
+        const ShapeFile file = loadShapeFile(folder.file("u.kvf"));
         auto& u = static_cast<VoxelChannel<float>&>(*file.channel("u"));
         EXPECT_EQ(eOffsetCentre, u.offsetType());
         EXPECT_NEAR(relativeResidual(file, closed), last, 2e-5);

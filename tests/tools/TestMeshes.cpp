@@ -5,7 +5,6 @@
 #include <tools/kvf/geometry/Vectors.h>
 
 #include <cmath>
-#include <filesystem>
 #include <limits>
 #include <numbers>
 
@@ -122,12 +121,6 @@ int countParts(const std::vector<char>& in_inside, int in_side)
         }
     }
     return parts;
-}
-
-std::string sharedMesh(const std::string& in_name)
-{
-    const std::string path = std::string(SHARED_DATA_FOLDER) + "/" + in_name;
-    return std::filesystem::exists(path) ? path : std::string();
 }
 
 }  // namespace Skelvar::Tool::Test

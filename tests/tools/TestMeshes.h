@@ -3,7 +3,7 @@
 #include <tools/kvf/geometry/TriangleBvh.h>
 #include <tools/kvf/geometry/TriangleMesh.h>
 
-#include <string>
+#include <vector>
 
 namespace Skelvar::Tool::Test {
 
@@ -30,8 +30,5 @@ double bruteWinding(const TriangleMesh& in_mesh, const vec3f& in_point);
 
 /// Number of parts of one sign that a cubic block of values falls into, counted over faces.
 int countParts(const std::vector<char>& in_inside, int in_side);
-
-/// The path of a real mesh beside the project, empty if it is not there.
-std::string sharedMesh(const std::string& in_name);
 
 }  // namespace Skelvar::Tool::Test
