@@ -1,11 +1,10 @@
 #include <tests/support/ErrorOf.h>
 #include <tests/support/ParticleScene.h>
+#include <tests/support/ScopedStateServer.h>
 
 #include <skelvar/particles/ParticleBins.h>
 #include <skelvar/particles/ParticleChannelFactory.h>
 #include <skelvar/particles/ReblockByPosition.h>
-#include <skelvar/state/StateServerManager.h>
-#include <skelvar/state/VoxelState.h>
 #include <skelvar/voxel/VoxelShape.h>
 
 #include <gtest/gtest.h>
@@ -18,6 +17,7 @@ namespace {
 
 using Test::errorOf;
 using Test::ParticleScene;
+using Test::ScopedStateServer;
 
 /// Ids of a tile, in their order.
 std::vector<unsigned long long> idsOf(const ParticleScene& in_scene, int in_tile)
@@ -201,47 +201,37 @@ TEST(ParticleChannel, CopiesHaveTheirOwnTilesOrShareThemOrHaveNone)
 
 TEST(ParticleShape, CopiesBetweenServersWithItsCountsAndIds)
 {
-    const auto source = StateServerManager::instance().createNewStateServer();
-    const auto target = StateServerManager::instance().createNewStateServer();
-    std::string object = "rain";
-    std::shared_ptr<ParticleShape> shape;
-    source->newObject(object);
-    source->newVoxelLayout("tree", 1.0f);
-    source->newParticleShape("drops", "tree", &object, shape);
-    source->newParticleChannel<float>("drops/a", "drops", 1.0f);
-    source->newParticleChannel<int>("drops/b", "drops", 2);
-    shape->layout().addNode(0, 0, 0, 7);
-    std::shared_ptr<ParticleChannel<float>> a;
-    source->particleChannel("drops/a", shape, &a, VoxelState::eHintDoNotCopy);
-    a->tile(0, 7).resize(3, 9.0f);
-    a->syncShapeParticleCounts();
-    shape->nextParticleId();
+    const ScopedStateServer source;
+    const ScopedStateServer target;
+    TwoTiles scene;
+    scene.shape->setObjectName("rain");
+    ASSERT_EQ(kVoxelStateOk, source->updateShapeAndItsObjectLayoutChannels(scene.shape));
 
-    ASSERT_EQ(kVoxelStateOk, source->copyShapeTo(*target, "drops", {"drops/a", "drops/b"}));
+    ASSERT_EQ(kVoxelStateOk, source->copyShapeTo(*target, "drops", {"position", "cell"}));
     ASSERT_EQ(kVoxelStateOk, source->copyShape("drops", "copies", "copies-tree",
-                                               {{"drops/a", "copies/a"}, {"drops/b", "copies/b"}}));
+                                               {{"position", "where"}, {"cell", "cells"}}));
 
-    for (const auto& [state, name] :
-         {std::pair{target, std::string("drops")}, std::pair{source, std::string("copies")}}) {
+    const struct {
+        const ScopedStateServer& server;
+        const char* shape;
+        const char* cell;
+    } rows[] = {{target, "drops", "cell"}, {source, "copies", "cells"}};
+    for (const auto& row : rows) {
         std::shared_ptr<ParticleShape> copy;
-        std::shared_ptr<ParticleChannel<int>> b;
         ASSERT_EQ(kVoxelStateOk,
-                  state->particleShape(name, copy, nullptr, VoxelState::eHintDoNotCopy));
-        state->particleChannel(name + "/b", copy, &b, VoxelState::eHintDoNotCopy);
-        EXPECT_EQ(3u, copy->numElements({0, 7}));
-        EXPECT_EQ(3u, copy->numParticles());
-        EXPECT_EQ(1u, copy->maxParticleId());
-        ASSERT_NE(nullptr, b);
-        ASSERT_EQ(3u, b->tile(0, 7).size());
-        EXPECT_EQ(2, b->tile(0, 7)[2]);
-        auto accessor = b->accessor();
+                  row.server->particleShape(row.shape, copy, nullptr, VoxelState::eHintDoNotCopy));
+        EXPECT_EQ(6u, copy->numElements({0, 7}));
+        EXPECT_EQ(6u, copy->numParticles());
+        EXPECT_EQ(6u, copy->maxParticleId());
+        auto& cells = static_cast<ParticleChannel<vec4i>&>(*copy->channelBasePtr(row.cell));
+        ASSERT_EQ(6u, cells.tile(0, 7).size());
+        EXPECT_EQ(ParticleScene::cellOf(2), cells.tile(0, 7)[2]);
+        auto accessor = cells.accessor();
         accessor.removeElement(0, 7, 0);
         accessor.update();
-        EXPECT_EQ(2u, copy->numParticles());
+        EXPECT_EQ(5u, copy->numParticles());
     }
-    EXPECT_EQ(3u, shape->numParticles());
-    StateServerManager::instance().removeStateServer(source->getId());
-    StateServerManager::instance().removeStateServer(target->getId());
+    EXPECT_EQ(6u, scene.shape->numParticles());
 }
 
 TEST(ParticleChannelFactory, KnowsElevenTypes)

@@ -19,6 +19,8 @@ using Test::MemoryReader;
 using Test::MemoryWriter;
 using Test::ParticleScene;
 using Testing::bytes;
+using Testing::number;
+using Testing::text;
 
 std::string saved(const Persistable& in_item, int in_quality)
 {
@@ -34,21 +36,6 @@ bool load(Persistable& io_item, const std::string& in_bytes, int in_quality, int
     reader.setQuality(in_quality);
     reader.setVersion(in_version);
     return io_item.load(reader) && reader.atEnd();
-}
-
-/// A big-endian number.
-std::string number(unsigned long long in_value, int in_bytes)
-{
-    std::string text;
-    for (int n = in_bytes - 1; n >= 0; --n) {
-        text.push_back(static_cast<char>(in_value >> (8 * n)));
-    }
-    return text;
-}
-
-std::string text(const std::string& in_text)
-{
-    return number(in_text.size(), 4) + in_text;
 }
 
 /// What stands ahead of the levels.
@@ -119,29 +106,6 @@ TEST(ParticleChannelStream, WritesTheseBytesAtEachQuality)
                   saved(*scene.density, quality));
         EXPECT_EQ(saved(*scene.flag, 0), saved(*scene.flag, quality)) << "plain at every quality";
         EXPECT_EQ(saved(*scene.velocity, 1), saved(*scene.velocity, quality));
-    }
-}
-
-TEST(ParticleChannelStream, EachQualityLoadsWhatItCanKeep)
-{
-    for (int quality = 0; quality < 4; ++quality) {
-        const SmallScene scene;
-        SmallScene loaded;
-        loaded.position->tile(0, 7)[0] = {9, 9, 9};
-        loaded.density->tile(0, 7)[1] = 9;
-        ASSERT_TRUE(load(*loaded.position, saved(*scene.position, quality), quality));
-        ASSERT_TRUE(load(*loaded.density, saved(*scene.density, quality), quality));
-        EXPECT_EQ(0.25f, loaded.density->tile(0, 7)[1]);
-        const float allowed = quality < 2 ? 0.0f : quality == 2 ? 5.0f / 65535 : 5.0f / 255;
-        for (unsigned long n = 0; n < 2; ++n) {
-            for (int a = 0; a < 3; ++a) {
-                const float exact = scene.position->tile(0, 7)[n][a];
-                EXPECT_NEAR(exact, loaded.position->tile(0, 7)[n][a], allowed);
-            }
-        }
-        EXPECT_EQ((vec3f{-2, loaded.position->tile(0, 7)[0][1], loaded.position->tile(0, 7)[0][2]}),
-                  loaded.position->tile(0, 7)[0])
-            << "the corner of the tile comes back";
     }
 }
 
