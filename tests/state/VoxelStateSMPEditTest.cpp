@@ -36,15 +36,16 @@ Names namesOf(const ScopedStateServer& in_server)
 TEST(Rename, MovesAllThatBeginsWithTheObjectsName)
 {
     RainScene scene;
-    std::shared_ptr<TreeChannel3DBase> wind;
-    scene.server->newChannel("VoxelChannel<float>", "rain-wind", "rain-volume", wind);
+    std::shared_ptr<TreeChannel3DBase> made;
+    scene.server->newChannel("VoxelChannel<float>", "rain-wind", "rain-volume", made);
+    scene.server->newChannel("VoxelChannel<float>", "u", "rain-volume", made);
     scene.object->addLayout(scene.layout);
 
     ASSERT_EQ(kVoxelStateOk, scene.server->renameObject(scene.object, "snow"));
 
-    EXPECT_EQ(
-        (Names{"snow", "snow-volume", "snow-volume/density", "snow-volumelayout", "snow-wind"}),
-        namesOf(scene.server));
+    EXPECT_EQ((Names{"snow", "snow-volume", "snow-volume.u", "snow-volume/density",
+                     "snow-volumelayout", "snow-wind"}),
+              namesOf(scene.server));
     EXPECT_TRUE(scene.object->hasLayout("snow-volumelayout"));
 }
 
@@ -211,38 +212,25 @@ TEST(MergeIn, GoesOnAfterAFailureAndCopiesNoData)
     EXPECT_EQ(std::string::npos, dumpOf(*target).find("ERROR:")) << dumpOf(*target);
 }
 
-TEST(MergeIn, BringsOtherShapesOfTheStoredLayoutToItsNewSize)
+TEST(MergeIn, BringsOtherShapesOfTheStoredLayoutToItsNewSizeAndVoxelSize)
 {
     RainScene target;
+    ScopedStateServer source;
     std::shared_ptr<VoxelShape> beside;
     target.server->newVoxelShape("beside", "rain-volumelayout", nullptr, beside);
     target.server->newVoxelChannel<int>("count", "beside", eOffsetCentre, 1);
-    RainScene source;
-    source.layout->addNode(0, 0, 40, 7);
-
-    ASSERT_EQ(kVoxelStateOk, target.server->mergeIn(*source.server, {"rain-volume"}));
-
-    EXPECT_EQ(target.layout, source.shape->layoutPtr()) << "the stored layout stays the same";
-    EXPECT_EQ(source.layout->numNodes(), target.layout->numNodes());
-    EXPECT_EQ(2, beside->channelBasePtr("count")->numTiles(7));
-}
-
-TEST(MergeIn, BringsOtherShapesOfTheStoredLayoutToItsVoxelSize)
-{
-    ScopedStateServer target;
-    ScopedStateServer source;
+    std::shared_ptr<VoxelShape> shape;
     std::string object = "rain";
-    for (const ScopedStateServer* server : {&target, &source}) {
-        std::shared_ptr<VoxelShape> shape;
-        (*server)->newObject(object);
-        (*server)->newVoxelLayout("tree", server == &target ? 1.0f : 0.5f);
-        (*server)->newVoxelShape("volume", "tree", &object, shape);
-    }
-    std::shared_ptr<VoxelShape> beside;
-    target->newVoxelShape("beside", "tree", &object, beside);
+    source->newObject(object);
+    source->newVoxelLayout("rain-volumelayout", 0.5f);
+    source->newVoxelShape("rain-volume", "rain-volumelayout", &object, shape);
+    shape->layout().addNodes({0, 0, 0}, {15, 5, 5}, 7);
 
-    ASSERT_EQ(kVoxelStateOk, target->mergeIn(*source, {"volume"}));
+    ASSERT_EQ(kVoxelStateOk, target.server->mergeIn(*source, {"rain-volume"}));
 
+    EXPECT_EQ(target.layout, shape->layoutPtr()) << "the stored layout stays the same";
+    EXPECT_EQ(3, target.layout->numNodes(7));
+    EXPECT_EQ(3, beside->channelBasePtr("count")->numTiles(7));
     EXPECT_EQ(0.5f, beside->voxelSize());
     EXPECT_EQ(2.0f, beside->inverseVoxelSize());
 }
