@@ -61,7 +61,7 @@ std::vector<std::shared_ptr<TreeShape3DBase>> storedShapesOn(const VoxelStateSMP
 }
 
 /// Puts the layout of a shape into the store. Shapes that stood on a layout of that name, which
-/// this replaces, move to it if the old one is gone: they refer to it weakly.
+/// this replaces, move to it: they refer to it weakly, and its last holder may go at any time.
 bool updateLayoutOf(VoxelStateSMP::Maps& io_maps, TreeShape3DBase& io_shape)
 {
     const auto base = io_shape.layoutPtr();
@@ -87,13 +87,9 @@ bool updateLayoutOf(VoxelStateSMP::Maps& io_maps, TreeShape3DBase& io_shape)
         return false;
     }
     if (replaced) {
-        const auto shapes = storedShapesOn(io_maps, *replaced);
-        replaced = nullptr;
-        for (const auto& shape : shapes) {
-            if (!shape->layoutPtr()) {
-                shape->setLayout(layout);
-                resizeChannels(*shape);
-            }
+        for (const auto& shape : storedShapesOn(io_maps, *replaced)) {
+            shape->setLayout(layout);
+            resizeChannels(*shape);
         }
     }
     return true;

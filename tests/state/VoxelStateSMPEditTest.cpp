@@ -246,7 +246,6 @@ TEST(Update, ShapeOnANewLayoutTakesOthersOfTheOldOneAlong)
     scene.server->voxelShape("rain-volume", shape, nullptr, VoxelState::eHintCopyData);
     scene.server->voxelLayout("rain-volumelayout", shape, layout, VoxelState::eHintCopyData);
     layout->addNode(0, 0, 40, 7);
-    scene.layout = nullptr;  // the store's is the last owner
 
     ASSERT_EQ(kVoxelStateOk, scene.server->updateShape(shape));
 
