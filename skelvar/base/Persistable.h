@@ -12,8 +12,8 @@ class OutputStream;
 class SKELVAR_API Persistable {
 public:
     virtual bool save(OutputStream& io_stream) const = 0;
-    /// Reads what `save` wrote, and what older versions of it wrote. On false the item holds
-    /// nothing that a later operation could trip over.
+    /// Reads what `save` wrote, and what older versions of it wrote. On false the item is as
+    /// it was.
     virtual bool load(InputStream& io_stream) = 0;
     /// The contents as text for a person.
     virtual bool dump(OutputStream& io_stream) const = 0;

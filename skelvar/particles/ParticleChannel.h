@@ -160,7 +160,7 @@ public:
     bool save(OutputStream& io_stream) const override;
     /// Reads versions 1 to 4, and makes the sizes those of the shape. A channel whose data were
     /// dropped gets the shape's counts, with the background value that was read, and leaves the
-    /// shape alone. On false so do all.
+    /// shape alone. On false the channel is as it was, in the shape's counts.
     bool load(InputStream& io_stream) override;
     /// The header and the numbers of tiles and elements of each depth, as lines of text.
     bool dump(OutputStream& io_stream) const override;
@@ -168,8 +168,6 @@ public:
     static const TypeMeta<ParticleChannel> m_typeMeta;
 
 private:
-    struct Header;
-
     std::shared_ptr<VoxelLayout> layoutPtr() const;
     /// Sizes the tiles of a depth to the shape's counts.
     void takeCounts(int in_depth, const ParticleShape& in_shape);
@@ -182,10 +180,13 @@ private:
                       int in_from_depth, int in_to_depth);
     void reblockShape(std::span<const ParticleToFrom> in_list, int in_num_targets,
                       int in_from_depth, int in_to_depth);
-    /// Every tile as the shape's counts and the background value have it.
-    void fillAnew();
-    bool loadHeader(InputStream& io_stream, Header& out_header);
-    bool loadLevels(InputStream& io_stream, const Header& in_header, TileArrays& out_tiles) const;
+    /// The same of all depths, if there is a shape.
+    void takeCounts();
+    /// Into a new channel, of which the content is good for nothing on false.
+    bool loadHeader(InputStream& io_stream);
+    /// The levels of a channel that is called `in_name` in its file.
+    bool loadLevels(InputStream& io_stream, const std::string& in_name,
+                    TileArrays& out_tiles) const;
 
     std::weak_ptr<ParticleShape> m_particle_shape;
     std::shared_ptr<TileArrays> m_blocks;  ///< null in a header without data

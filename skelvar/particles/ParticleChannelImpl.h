@@ -297,16 +297,11 @@ void ParticleChannel<T>::takeCounts(int in_depth, const ParticleShape& in_shape)
 }
 
 template <typename T>
-void ParticleChannel<T>::fillAnew()
+void ParticleChannel<T>::takeCounts()
 {
     const std::shared_ptr<ParticleShape> shape = particleShapePtr();
-    for (int depth = 0; depth < kNumDepths; ++depth) {
-        for (Tile& tile : tiles(depth)) {
-            tile.resizeForOverwrite(0);
-        }
-        if (shape) {
-            takeCounts(depth, *shape);
-        }
+    for (int depth = 0; shape && m_blocks && depth < kNumDepths; ++depth) {
+        takeCounts(depth, *shape);
     }
 }
 
@@ -318,9 +313,7 @@ void ParticleChannel<T>::sync()
         return;
     }
     if (shape->isCountSync()) {
-        for (int depth = 0; depth < kNumDepths; ++depth) {
-            takeCounts(depth, *shape);
-        }
+        takeCounts();
     }
     if (shape->reblockSync() != nullptr) {
         reblock(*shape->reblockSync());

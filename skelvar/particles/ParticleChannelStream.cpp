@@ -112,15 +112,6 @@ bool loadLevel(LevelForm in_form, int in_depth, const VoxelLayout* in_layout,
 }  // namespace
 
 template <typename T>
-struct ParticleChannel<T>::Header {
-    T background{};
-    std::string name;
-    std::string shape_name;
-    std::string custom_type;
-    unsigned short version = 1;
-};
-
-template <typename T>
 bool ParticleChannel<T>::save(OutputStream& io_stream) const
 {
     bool ok = io_stream.write(kParticleVersion);
@@ -145,60 +136,59 @@ bool ParticleChannel<T>::save(OutputStream& io_stream) const
 template <typename T>
 bool ParticleChannel<T>::load(InputStream& io_stream)
 {
-    Header header;
-    auto loaded = std::make_unique<TileArrays>();
-    const bool had_arrays = m_blocks != nullptr;
-    if (!had_arrays) {
-        m_blocks = std::make_shared<TileArrays>();
-    }
-    if (!loadHeader(io_stream, header) || !loadLevels(io_stream, header, *loaded)) {
-        fillAnew();
-        if (!had_arrays) {
-            m_blocks = nullptr;
-        }
+    ParticleChannel loaded;
+    this->copyHeaderInto(loaded);  // older streams do not hold all of it
+    if (!loaded.loadHeader(io_stream) || !loadLevels(io_stream, loaded.name(), *loaded.m_blocks)) {
+        takeCounts();
         return false;
     }
-    if (header.version >= kParticleVersionWithNames) {
-        this->setBackgroundValue(header.background);
+    if (!m_blocks) {
+        m_blocks = std::make_shared<TileArrays>();
     }
-    const bool is_dropped =
-        levelForm<T>(header.name, io_stream.quality(), 0) == LevelForm::eDropped;
-    if (is_dropped) {
-        fillAnew();
+    const std::string known_name = this->name();
+    loaded.copyHeaderInto(*this);
+    if (levelForm<T>(this->name(), io_stream.quality(), 0) == LevelForm::eDropped) {
+        for (Tiles& tiles_of_depth : *m_blocks) {
+            for (Tile& tile : tiles_of_depth) {
+                tile.resizeForOverwrite(0);
+            }
+        }
+        takeCounts();
     } else {
-        *m_blocks = std::move(*loaded);
-        syncShapeParticleCounts();
-    }
-    // Only now: until here the name is the one under which the shape knows the channel.
-    if (header.version >= kParticleVersionWithNames) {
-        this->setName(header.name);
-        this->setShapeName(header.shape_name);
-        this->setCustomType(header.custom_type);
+        *m_blocks = std::move(*loaded.m_blocks);  // for all that share them
+        publishCounts(known_name);
     }
     return true;
 }
 
 template <typename T>
-bool ParticleChannel<T>::loadHeader(InputStream& io_stream, Header& out_header)
+bool ParticleChannel<T>::loadHeader(InputStream& io_stream)
 {
-    out_header.name = this->name();
-    if (io_stream.version() >= kKvfVersion2 && !io_stream.read(out_header.version)) {
+    unsigned short version = 1;
+    if ((io_stream.version() >= kKvfVersion2 && !io_stream.read(version)) ||
+        version > kParticleVersion) {
         return false;
     }
-    if (out_header.version > kParticleVersion) {
-        return false;
+    if (version >= kParticleVersionWithNames) {
+        T background{};
+        std::string name;
+        std::string shape_name;
+        std::string custom_type;
+        if (!io_stream.read(background) || !io_stream.read(name) || !io_stream.read(shape_name) ||
+            !io_stream.read(custom_type)) {
+            return false;
+        }
+        this->setBackgroundValue(background);
+        this->setName(name);
+        this->setShapeName(shape_name);
+        this->setCustomType(custom_type);
     }
-    if (out_header.version >= kParticleVersionWithNames &&
-        !(io_stream.read(out_header.background) && io_stream.read(out_header.name) &&
-          io_stream.read(out_header.shape_name) && io_stream.read(out_header.custom_type))) {
-        return false;
-    }
-    io_stream.userdata(out_header.version);
-    return out_header.version < kParticleVersionWithBase || TreeChannel3DBase::load(io_stream);
+    io_stream.userdata(version);
+    return version < kParticleVersionWithBase || TreeChannel3DBase::load(io_stream);
 }
 
 template <typename T>
-bool ParticleChannel<T>::loadLevels(InputStream& io_stream, const Header& in_header,
+bool ParticleChannel<T>::loadLevels(InputStream& io_stream, const std::string& in_name,
                                     TileArrays& out_tiles) const
 {
     unsigned int num_levels = 0;
@@ -207,7 +197,7 @@ bool ParticleChannel<T>::loadLevels(InputStream& io_stream, const Header& in_hea
     }
     const std::shared_ptr<VoxelLayout> layout = layoutPtr();
     for (int depth = 0; depth < kNumDepths; ++depth) {
-        const auto form = levelForm<T>(in_header.name, io_stream.quality(), depth);
+        const auto form = levelForm<T>(in_name, io_stream.quality(), depth);
         if (form == LevelForm::eDropped) {
             return true;
         }
@@ -234,11 +224,12 @@ bool ParticleChannel<T>::dump(OutputStream& io_stream) const
     return ok;
 }
 
-#define SKELVAR_INSTANTIATE(T)                                                                    \
-    template bool ParticleChannel<T>::save(OutputStream&) const;                                  \
-    template bool ParticleChannel<T>::load(InputStream&);                                         \
-    template bool ParticleChannel<T>::loadHeader(InputStream&, Header&);                          \
-    template bool ParticleChannel<T>::loadLevels(InputStream&, const Header&, TileArrays&) const; \
+#define SKELVAR_INSTANTIATE(T)                                                                  \
+    template bool ParticleChannel<T>::save(OutputStream&) const;                                \
+    template bool ParticleChannel<T>::load(InputStream&);                                       \
+    template bool ParticleChannel<T>::loadHeader(InputStream&);                                 \
+    template bool ParticleChannel<T>::loadLevels(InputStream&, const std::string&, TileArrays&) \
+        const;                                                                                  \
     template bool ParticleChannel<T>::dump(OutputStream&) const;
 SKELVAR_FOR_PARTICLE_TYPES(SKELVAR_INSTANTIATE)
 #undef SKELVAR_INSTANTIATE

@@ -157,13 +157,16 @@ bool ParticleShape::load(InputStream& io_stream)
     if (io_stream.version() >= kKvfVersion2 && !io_stream.read(version)) {
         return false;
     }
+    ParticleShape loaded;
+    copyHeaderInto(loaded);  // older streams do not hold all of it
     unsigned long long next_id = 0;
     ParticleCountBlock counts;
-    if (version > kParticleShapeVersion || !TreeShape3DBase::load(io_stream) ||
+    if (version > kParticleShapeVersion || !loaded.TreeShape3DBase::load(io_stream) ||
         (version >= kVersionWithNextId && !io_stream.read(next_id)) ||
         !loadCounts(io_stream, counts)) {
         return false;
     }
+    loaded.copyHeaderInto(*this);
     m_next_id = next_id;
     *m_counts = std::move(counts);
     return true;

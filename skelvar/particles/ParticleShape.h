@@ -63,8 +63,8 @@ public:
     /// depth the number of tiles and the count of each (unsigned 64), 64 (unsigned 32), and the
     /// eight totals as raw memory.
     bool save(OutputStream& io_stream) const override;
-    /// Reads versions 1 to 4. False, with the counts as they were, for a number of tiles that is
-    /// not that of the layout's nodes. The totals are counted anew. Channels are not resized.
+    /// Reads versions 1 to 4. False, with the shape as it was, for a number of tiles that is
+    /// not that of the layout's nodes too. The totals are counted anew. Channels are not resized.
     bool load(InputStream& io_stream) override;
     bool dump(OutputStream& io_stream) const override;
 

@@ -59,17 +59,21 @@ bool NamespaceContainer::load(InputStream& io_stream)
     if (!io_stream.read(version) || version != kCurrentVersion || !io_stream.read(count)) {
         return false;
     }
+    auto names = m_names;
     try {
         for (unsigned long long n = 0; n < count; ++n) {
             std::string name;
+            std::string unique;
             if (!io_stream.read(name)) {
                 return false;
             }
-            addName(name);
+            UniqueSetName::create(names, name, unique);
+            names.insert(unique);
         }
     } catch (const std::out_of_range&) {  // a number that no valid set holds beside another
         return false;
     }
+    m_names.swap(names);
     return true;
 }
 

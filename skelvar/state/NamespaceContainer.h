@@ -23,7 +23,7 @@ public:
 
     virtual bool save(OutputStream& io_stream) const;
     /// Adds the stored names to those that are here: a name that is taken is made unique. False on
-    /// bytes that `save` does not write; the names read so far then stay.
+    /// bytes that `save` does not write, and then nothing changes.
     virtual bool load(InputStream& io_stream);
     /// One string for each name, between two true booleans.
     virtual bool dump(OutputStream& io_stream) const;

@@ -369,8 +369,8 @@ public:
     unsigned long long memUsage(MemUsage::Type in_type, bool in_with_children) const override;
 
     bool save(OutputStream& io_stream) const override;
-    /// Replaces the content. False, with the layout empty, if the stream is short or what it holds
-    /// is no tree. Raises no event: observers subscribe afterwards.
+    /// Replaces the content. False, with the layout as it was, if the stream is short or what it
+    /// holds is no tree. Raises no event: observers subscribe afterwards.
     bool load(InputStream& io_stream) override;
     bool dump(OutputStream& io_stream) const override;
 
@@ -403,8 +403,7 @@ private:
     /// The moves done.
     std::vector<TileIndex> closeGaps(const std::vector<int>& in_deleted, int in_depth);
     void moveNode(int in_destination, int in_source, int in_depth);
-    /// Empties the layout without an event.
-    void reset();
+    /// Into a new layout, of which the content is good for nothing on false.
     bool loadContent(InputStream& io_stream);
     bool loadRoots(InputStream& io_stream);
     bool loadNodes(InputStream& io_stream);

@@ -48,16 +48,20 @@ bool VoxelLayout::save(OutputStream& io_stream) const
 
 bool VoxelLayout::load(InputStream& io_stream)
 {
-    const bool compact_on_delete = m_compact_on_delete;
-    reset();
-    m_dictionary->clear();
-    if (loadContent(io_stream)) {
-        return true;
+    VoxelLayout loaded;
+    if (!loaded.loadContent(io_stream)) {
+        return false;
     }
-    m_compact_on_delete = compact_on_delete;
-    reset();
-    m_dictionary->clear();
-    return false;
+    m_mvs = loaded.m_mvs;
+    m_name = loaded.m_name;
+    *m_dictionary = *loaded.m_dictionary;
+    m_node_data = loaded.m_node_data;
+    m_num_nodes = loaded.m_num_nodes;
+    m_roots.swap(loaded.m_roots);
+    m_finest_root_depth = loaded.m_finest_root_depth;
+    std::copy(std::begin(loaded.m_root_counts), std::end(loaded.m_root_counts), m_root_counts);
+    m_compact_on_delete = loaded.m_compact_on_delete;
+    return true;
 }
 
 bool VoxelLayout::loadContent(InputStream& io_stream)

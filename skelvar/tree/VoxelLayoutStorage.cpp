@@ -9,19 +9,13 @@
 
 namespace Skelvar {
 
-void VoxelLayout::reset()
+void VoxelLayout::clear()
 {
     m_node_data = std::make_shared<NodeData>();
     m_num_nodes = 0;
     m_roots.clear();
     m_finest_root_depth = 0;
-    m_node_data->trunk = {};
     std::fill(std::begin(m_root_counts), std::end(m_root_counts), 0);
-}
-
-void VoxelLayout::clear()
-{
-    reset();
     nodesCleared();
 }
 

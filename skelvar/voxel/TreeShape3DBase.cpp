@@ -255,6 +255,17 @@ void TreeShape3DBase::requireClass(const std::shared_ptr<TreeShape3DBase>& in_ta
     }
 }
 
+void TreeShape3DBase::copyHeaderInto(TreeShape3DBase& io_target) const
+{
+    io_target.setName(m_name);
+    io_target.m_layout_name = m_layout_name;
+    io_target.m_object_name = m_object_name;
+    io_target.m_voxel_size = m_voxel_size;
+    io_target.m_inverse_voxel_size = m_inverse_voxel_size;
+    io_target.m_to_world = m_to_world;
+    *io_target.m_dictionary = *m_dictionary;
+}
+
 void TreeShape3DBase::copyShapeInto(TreeShape3DBase& io_target, bool in_copy_data,
                                     bool in_share) const
 {
@@ -265,15 +276,9 @@ void TreeShape3DBase::copyShapeInto(TreeShape3DBase& io_target, bool in_copy_dat
     if (io_target.layoutPtr() != layoutPtr()) {
         io_target.unsubscribe();
     }
-    io_target.m_name = m_name;
-    io_target.m_layout_name = m_layout_name;
-    io_target.m_object_name = m_object_name;
+    copyHeaderInto(io_target);
     io_target.m_layout = m_layout;
     io_target.m_object = m_object;
-    io_target.m_voxel_size = m_voxel_size;
-    io_target.m_inverse_voxel_size = m_inverse_voxel_size;
-    io_target.m_to_world = m_to_world;
-    *io_target.m_dictionary = *m_dictionary;
     if (io_target.m_state_server_id == kNoStateServer) {
         io_target.m_state_server_id = m_state_server_id;
     }

@@ -138,7 +138,7 @@ public:
     /// Version 4 (unsigned 16), name, layout name, object name, voxel size, inverse voxel size,
     /// to-world matrix, from-world matrix, dictionary text. Channels are not among it.
     bool save(OutputStream& io_stream) const override;
-    /// Reads versions 1 to 4; any other is false.
+    /// Reads versions 1 to 4; any other is false. On false the shape is as it was.
     bool load(InputStream& io_stream) override;
     /// The header and the channels' names, as lines of text.
     bool dump(OutputStream& io_stream) const override;
@@ -172,6 +172,8 @@ protected:
     /// Throws unless the target of a `copyInto` is castable to the class.
     void requireClass(const std::shared_ptr<TreeShape3DBase>& in_target,
                       const std::string& in_type_name) const;
+    /// What `load` reads.
+    void copyHeaderInto(TreeShape3DBase& io_target) const;
     /// The whole of `copyInto` for a target whose class fits.
     void copyShapeInto(TreeShape3DBase& io_target, bool in_copy_data, bool in_share) const;
 

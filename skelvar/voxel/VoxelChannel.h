@@ -132,7 +132,7 @@ public:
     /// the tiles: of `float` at quality 1 and more in byte planes, else each by its own `save`.
     bool save(OutputStream& io_stream) const override;
     /// Reads versions 1 to 4. Memory is taken for tiles only as far as the rest of the stream can
-    /// hold them. On false the channel has as many tiles as before, with the background value.
+    /// hold them; those of before go only when all is read. On false the channel is as it was.
     bool load(InputStream& io_stream) override;
     /// The header and the number of tiles of each depth, as lines of text.
     bool dump(OutputStream& io_stream) const override;
@@ -142,6 +142,7 @@ public:
 private:
     std::shared_ptr<VoxelLayout> layoutPtr() const;
     void fillBackground(int in_depth, long long in_begin, long long in_end);
+    /// Into a new channel, of which the content is good for nothing on false.
     bool loadBody(InputStream& io_stream);
     bool loadTiles(InputStream& io_stream, int in_depth);
 

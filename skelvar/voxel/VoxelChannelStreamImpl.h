@@ -10,6 +10,7 @@
 
 #include <limits>
 #include <type_traits>
+#include <utility>
 
 namespace Skelvar {
 
@@ -76,25 +77,19 @@ bool VoxelChannel<T>::save(OutputStream& io_stream) const
 template <typename T>
 bool VoxelChannel<T>::load(InputStream& io_stream)
 {
-    const bool had_arrays = m_blocks != nullptr;
-    if (!had_arrays) {
-        m_blocks = std::make_shared<TileArrays>();
+    VoxelChannel loaded;
+    this->copyHeaderInto(loaded);  // older streams do not hold all of it
+    if (!loaded.loadBody(io_stream)) {
+        return false;
     }
-    int old_counts[kNumDepths];
-    for (int depth = 0; depth < kNumDepths; ++depth) {
-        old_counts[depth] = numTiles(depth);
+    loaded.copyHeaderInto(*this);
+    m_offset_type = loaded.m_offset_type;
+    if (m_blocks) {
+        *m_blocks = std::move(*loaded.m_blocks);  // for all that share them
+    } else {
+        m_blocks = loaded.m_blocks;
     }
-    if (loadBody(io_stream)) {
-        return true;
-    }
-    for (int depth = 0; depth < kNumDepths; ++depth) {
-        tiles(depth).clear();
-        resize(depth, old_counts[depth]);
-    }
-    if (!had_arrays) {
-        m_blocks = nullptr;
-    }
-    return false;
+    return true;
 }
 
 template <typename T>

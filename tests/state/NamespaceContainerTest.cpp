@@ -81,6 +81,7 @@ TEST(NamespaceContainer, RefusesDamagedBytes)
     EXPECT_FALSE(loads(kTwoNames.substr(0, 2) + huge + kTwoNames.substr(10), container));
     EXPECT_FALSE(loads(kTwoNames.substr(0, 10) + huge.substr(4) + kTwoNames.substr(14), container));
     EXPECT_FALSE(loads("\0\1\0\0\0\0\0\0\0\2\0\0\0\2x1\0\0\0\13x9999999999"s, container));
+    EXPECT_EQ(Names{}, namesOf(container));
 }
 
 TEST(NamespaceContainer, SaveAndDumpFailAtTheFirstFailedWrite)
