@@ -39,9 +39,10 @@ __attribute__((target("avx2,fma"))) inline bool orient3dFilterAvx2(const double*
     // 100 still where the squares leave the normal range. Squares need no magnitudes.
     const __m256d zq = _mm256_mul_pd(z, minus);
     const __m256d squares = _mm256_fmadd_pd(terms, terms, _mm256_mul_pd(zq, zq));
-    const __m256d excess = _mm256_fmsub_pd(squares, _mm256_set1_pd(100 * kLooseBound * kLooseBound),
-                                           _mm256_set1_pd(out_det * out_det));
-    return _mm256_movemask_pd(excess) == 0b1111;
+    constexpr double kSquaredBound = 100 * kLooseBound * kLooseBound;
+    const __m256d most = _mm256_set1_pd(out_det * out_det * (1 / kSquaredBound));
+    // What has overflowed is not less: it is for the stages.
+    return _mm256_movemask_pd(_mm256_cmp_pd(squares, most, _CMP_LT_OQ)) == 0b1111;
 }
 
 }  // namespace Skelvar::Detail
