@@ -1,15 +1,31 @@
 #include <skelvar/numerics/CellFractions.h>
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
 
 namespace Skelvar {
 
 namespace {
 
+/// a / (a - b) of values of which one is negative and the other not. 0 if one is NaN.
+float shareOf(float in_a, float in_b)
+{
+    float difference = in_a - in_b;
+    if (std::isinf(in_a) || (std::isinf(difference) && !std::isinf(in_b))) {
+        // halves do not overflow
+        constexpr float kMost = std::numeric_limits<float>::max();
+        in_a = 0.5f * std::clamp(in_a, -kMost, kMost);
+        difference = in_a - 0.5f * std::clamp(in_b, -kMost, kMost);
+    }
+    const float share = in_a / difference;
+    return share > 0.0f ? std::min(share, 1.0f) : 0.0f;
+}
+
 /// Share of a triangle that one corner cuts off, its value being of one sign and the others' not.
 float cornerFraction(float in_corner, float in_b, float in_c)
 {
-    return in_corner / (in_corner - in_b) * (in_corner / (in_corner - in_c));
+    return shareOf(in_corner, in_b) * shareOf(in_corner, in_c);
 }
 
 float triangleFraction(float in_a, float in_b, float in_c)
@@ -37,8 +53,7 @@ float lineFraction(float in_a, float in_b)
         return 1.0f;
     }
     const float negative = std::min(in_a, in_b);
-    const float share = negative / (negative - std::max(in_a, in_b));
-    return negative < 0.0f && share > 0.0f ? std::min(share, 1.0f) : 0.0f;
+    return negative < 0.0f ? shareOf(negative, std::max(in_a, in_b)) : 0.0f;
 }
 
 float faceFraction(float in_a, float in_b, float in_c, float in_d)

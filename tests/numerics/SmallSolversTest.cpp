@@ -40,6 +40,10 @@ TEST(LineFraction, IsTheNegativeShare)
         EXPECT_EQ(0.0f, lineFraction(std::nanf(""), other));
         EXPECT_EQ(0.0f, lineFraction(other, std::nanf("")));
     }
+    EXPECT_EQ(1.0f, lineFraction(-kInfinity, 1.0f));
+    EXPECT_EQ(0.0f, lineFraction(kInfinity, -1.0f));
+    EXPECT_EQ(0.5f, lineFraction(-kInfinity, kInfinity));
+    EXPECT_FLOAT_EQ(0.75f, lineFraction(1e38f, -3e38f)) << "their difference overflows";
 }
 
 TEST(FaceFraction, IsTheNegativeShare)
@@ -51,6 +55,8 @@ TEST(FaceFraction, IsTheNegativeShare)
     EXPECT_FLOAT_EQ(0.25f * 0.25f, faceFraction(-1.0f, 3.0f, 3.0f, 3.0f));
     // The half below the diagonal.
     EXPECT_FLOAT_EQ(0.5f, faceFraction(0.0f, -1.0f, 0.0f, 1.0f));
+    EXPECT_EQ(0.5f, faceFraction(0.0f, -kInfinity, 0.0f, kInfinity));
+    EXPECT_EQ(0.25f, faceFraction(-kInfinity, kInfinity, kInfinity, kInfinity));
 
     Random random(3);
     SCOPED_TRACE(random.seed());
