@@ -17,6 +17,8 @@ class VoxelState;
 /// written beside it and renamed at the end, so a failure leaves a file that stood there as it was.
 /// (A device or a pipe is written directly.) False on failure, with `kvfLastError` set. Never
 /// throws. The caller keeps others from changing the shape meanwhile.
+/// Channels of `bool` and `unsigned char` are written like all others, but a load fails at the
+/// first of them, as no text names them to a factory: copy what is to be loaded into one of `int`.
 SKELVAR_API bool kvfSave(const VoxelState& in_state, const std::string& in_path,
                          const std::string& in_shape_name,
                          const std::vector<std::string>& in_channel_names, int in_frame,

@@ -281,8 +281,8 @@ bool KvfLoader::makeChannel(const KVFInfo::ChannelInfo& in_info, unsigned long l
         KvfError::print("Channel creation error [" + in_info.type + "] for channel [" +
                         in_info.name + "]");
         return fail(in_offset, "channel \"" + in_info.name + "\" of type \"" + in_info.type +
-                                   "\" cannot be made: its name is taken, or its type or way "
-                                   "of creation unknown");
+                                   "\" cannot be made: its name is taken, or it is of a type "
+                                   "or way of creation that does not load");
     }
     return true;
 }
