@@ -16,28 +16,27 @@ constexpr std::array<int, kTileSize> kNoSlots = [] {
 
 }  // namespace
 
-bool FineTiles::enter(const vec3f& in_position)
+bool FineTiles::enter(AxisInts in_tile)
 {
-    if (m_layout == nullptr || !isInDomain(in_position)) {
+    const vec3i corner = tileCorner({in_tile[0], in_tile[1], in_tile[2]}, kDepth);
+    if (std::max({corner[0], corner[1], corner[2]}) + kSide > kTileOrigin) {
         return false;
     }
-    const vec3i point = cellCoordinates(in_position);
-    const vec3i corner = tileCorner(point, kDepth);
-    const int index = m_layout->nodeIndex<true>(point[0], point[1], point[2], kDepth).first;
-    if (index < 0 || std::max({corner[0], corner[1], corner[2]}) + kSide > kTileOrigin) {
-        return false;
-    }
-    m_index = index;
     m_corner = axisInts(corner);
     m_end = m_corner + kSide;
+    m_index = m_layout->nodeIndex<true>(corner[0], corner[1], corner[2], kDepth).first;
     m_known = 1U << tilePlace(0, 0, 0);
-    m_slots[tilePlace(0, 0, 0)] = m_layout->nodes(kDepth).childSlots(index);
+    m_slots[tilePlace(0, 0, 0)] = slotsOf(m_index);
     return true;
+}
+
+const int* FineTiles::slotsOf(int in_index) const
+{
+    return in_index >= 0 ? m_layout->nodes(kDepth).childSlots(in_index) : kNoSlots.data();
 }
 
 void FineTiles::findNothing(StencilPlace& out_place)
 {
-    forget();
     out_place = StencilPlace{};
     out_place.reaches_below = AxisInts{1, 1, 1, 0};  // a stencil about cell 0 does, of any kind
     std::fill_n(out_place.slot, 8, kNoSlots.data());
@@ -48,10 +47,9 @@ const int* FineTiles::slotsAround(int in_place)
     if ((m_known >> in_place & 1) == 0) {
         const AxisInts step = {in_place % 3 - 1, in_place / 3 % 3 - 1, in_place / 9 - 1, 0};
         const AxisInts corner = m_corner + step * kSide;
-        const int found = m_layout->nodeIndex<true>(corner[0], corner[1], corner[2], kDepth).first;
+        const int index = m_layout->nodeIndex<true>(corner[0], corner[1], corner[2], kDepth).first;
         m_known |= 1U << in_place;
-        m_slots[in_place] =
-            found >= 0 ? m_layout->nodes(kDepth).childSlots(found) : kNoSlots.data();
+        m_slots[in_place] = slotsOf(index);
     }
     return m_slots[in_place];
 }

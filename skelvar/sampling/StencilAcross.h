@@ -16,12 +16,20 @@ namespace Skelvar::Detail {
     out_cell = (cell + (is_below & kTileWidth) - (is_above & kTileWidth)) * AxisInts{1, 5, 25, 0};
 }
 
-/// The first value of one of the eight tiles, of any other if that does not exist.
+/// The first value of each of the eight tiles of a place, of any other tile if that does not exist.
+/// True if all exist.
 template <typename T>
-inline const T* firstOf(const StencilPlace& in_place, int in_n, const VoxelTile<T, 0, 5>* in_tiles)
+[[gnu::always_inline]] inline bool firstValues(const StencilPlace& in_place,
+                                               const VoxelTile<T, 0, 5>* in_tiles,
+                                               const T* (&out_first)[8])
 {
-    const int index = *in_place.slot[in_n];
-    return in_tiles[index & ~(index >> 31)].data();
+    int indices = 0;
+    for (int n = 0; n < 8; ++n) {
+        const int index = *in_place.slot[n];
+        indices |= index;
+        out_first[n] = in_tiles[index & ~(index >> 31)].data();
+    }
+    return indices >= 0;
 }
 
 /// The N^3 values of a stencil, 2 to 4 on each axis, in the tiles of its place. Where a tile does
@@ -36,9 +44,7 @@ public:
                                       const VoxelTile<T, 0, 5>* in_tiles)
     {
         const T* first[8];
-        for (int n = 0; n < 8; ++n) {
-            first[n] = firstOf(in_place, n, in_tiles);
-        }
+        m_exist = firstValues(in_place, in_tiles, first);
         for (int n = 0; n < N; ++n) {
             AxisInts tile;
             tapsOf(in_place, n - in_before, tile, m_cell[n]);
@@ -48,6 +54,8 @@ public:
             }
         }
     }
+    /// True if all eight tiles of the place exist.
+    bool exist() const { return m_exist; }
     /// Has the values on their way, but for the middle of a row, which hardly ever has a line of
     /// its own. Inline, or the compiler drops the call as one without effect.
     [[gnu::always_inline]] void fetch() const
@@ -66,6 +74,7 @@ private:
     const T* m_rows[N][4];  ///< the tiles with y fastest
     AxisInts m_pair[N];     ///< of each value and axis, its part of the number of the tile there
     AxisInts m_cell[N];     ///< and of the cell there
+    bool m_exist;
 };
 
 /// The same of eight values: all of them by their address.
@@ -82,10 +91,13 @@ public:
         }
         const EightSums tiles(tile[0], tile[1]);
         const EightSums cells(cell[0], cell[1]);
+        const T* first[8];
+        m_exist = firstValues(in_place, in_tiles, first);
         for (int n = 0; n < 8; ++n) {
-            m_values[n] = firstOf(in_place, tiles[n], in_tiles) + cells[n];
+            m_values[n] = first[tiles[n]] + cells[n];
         }
     }
+    bool exist() const { return m_exist; }
     [[gnu::always_inline]] void fetch() const
     {
         for (const T* value : m_values) {
@@ -99,6 +111,7 @@ public:
 
 private:
     const T* m_values[8];  ///< x fastest
+    bool m_exist;
 };
 
 /// The place of a stencil, from `in_before` below its cell to `in_after` above, among tiles that

@@ -3,6 +3,8 @@
 #include <skelvar/voxel/VoxelChannel.h>
 #include <skelvar/voxel/VoxelShape.h>
 
+#include <cassert>
+
 namespace Skelvar {
 
 namespace {
@@ -46,6 +48,20 @@ vec3f VoxelSampler<T>::fromWorld(const vec3f& in_position) const
 {
     const vec3f p = orvel::Math::transformPoint(in_position, m_shape->toWorld().fromWorld);
     return p * (1.0f / m_finder.layout()->MVS());
+}
+
+template <typename T>
+const VoxelTile<T, 0, 5>* VoxelSampler<T>::fineTiles(int in_depth) const
+{
+    assert(m_finder.layout() && "a channel without a live shape cannot be sampled");
+    if (m_finder.layout() != nullptr && in_depth >= kMaxTileDepth) {
+        const auto& tiles = m_channel->tiles(kMaxTileDepth);
+        if (tiles.size() > 0) {
+            return &tiles[0];
+        }
+    }
+    m_last = Detail::kNoFineCell;
+    return nullptr;
 }
 
 template <typename T>

@@ -7,6 +7,10 @@
 
 namespace Skelvar {
 
+namespace Detail {
+template <typename T, typename Kind, int Size>
+class SampleGroup;
+}
 template <typename T>
 class SKELVAR_API_FORWARD VoxelChannel;
 class VoxelShape;
@@ -26,6 +30,9 @@ public:
                          int* out_tile_index, int* out_tile_depth) const;
 
 protected:
+    template <typename, typename, int>
+    friend class Detail::SampleGroup;
+    using Gradient = typename Sampler3D<T>::Gradient;
     struct Stencil {
         Detail::TileNeighbours* tile;
         float scale;
@@ -56,34 +63,49 @@ protected:
     }
     /// What stands for values outside the tree.
     T outside() const;
-    /// Samples positions of a kind, `Group` of them at a time: their slots and then their values
-    /// are on their way before any of them is waited for. Positions one after another with one
-    /// stencil read it once. Of the kind are used:
-    /// - `Reading`, what is read for a value, with `take(values)`, `value()` and, if it has
-    ///   any, `gradient()`; `reading()` gives the sampler's own. Instead of `value()` it may have
-    ///   `begin()`, which gives a `Half`, and `finish(half)`, called for a group of positions;
+    /// Samples positions of a kind, `Size` of them at a time (see `Detail::SampleGroup`). Of the
+    /// kind are used:
+    /// - `Reading`, what is read for a value, with `take(values)`, `value(fraction)` and, if it has
+    ///   any, `gradient(fraction)`; `reading()` gives the sampler's own, which stays from call to
+    ///   call. It may have `begin(fraction)`, which gives a `Half`, and `finish(half)`, called for
+    ///   a group of positions one after the other instead of `value`;
     /// - `kReach`, the values of a stencil on an axis, and `kBefore`, how far its first lies below
     ///   its cell;
     /// - `toTree(position)` and `reach()`, the `Detail::StencilReach`;
     /// - `noteFine(place)`, called for each `Detail::StencilPlace` that is read, in order;
-    /// - `takePart(place, values)`, if the kind has it: as `take`, where not all eight tiles exist,
-    ///   but that of the cell does;
-    /// - `readAny(position, depth, out)`, which reads tiles of all depths and gives false outside.
+    /// - `takePart(place, values, out)`, if the kind has it: as `take`, where not all eight tiles
+    ///   exist, but that of the cell does;
+    /// - `readAny(position, depth, out, out_fraction)`, which reads tiles of all depths and gives
+    ///   false outside.
     /// No gradients are stored at null.
-    template <int Group, typename Kind>
+    template <int Size, typename Kind>
     void sampleGroups(const Kind& in_kind, const vec3f* in_positions, long long in_count,
-                      int in_depth, T* out_values,
-                      typename Sampler3D<T>::Gradient* out_gradients) const;
+                      T* out_values, Gradient* out_gradients) const;
+    /// Samples one position, from tiles not deeper than `in_depth`.
+    template <typename Kind>
+    T sampleOne(const Kind& in_kind, const vec3f& in_position, int in_depth,
+                Gradient* out_gradient) const;
 
     const VoxelChannel<T>* m_channel;
     const VoxelShape* m_shape = nullptr;  ///< gives the way from the world; null for the tree
     mutable Detail::TileFinder m_finder;
     mutable Detail::FineTiles m_fine;
-    /// True if the kind's reading holds the values of the stencil that `m_fine` found last.
-    mutable bool m_holds_last = false;
+    mutable Detail::FineCell m_last =
+        Detail::kNoFineCell;  ///< whose values the kind's reading holds
 
 private:
     vec3f fromWorld(const vec3f& in_position) const;
+    /// The tiles of depth 7, null if there are none or they are too deep; then no stencil counts as
+    /// read.
+    const VoxelTile<T, 0, 5>* fineTiles(int in_depth) const;
+    /// Reads a stencil from tiles of depth 7; false if that cannot be done.
+    template <typename Kind, typename Values, typename Reading>
+    bool readPlace(const Kind& in_kind, const Detail::StencilPlace& in_place,
+                   const Values& in_values, Reading& out_reading) const;
+    /// Samples positions one after the other by the kind's `readAny`.
+    template <typename Kind>
+    void sampleAny(const Kind& in_kind, const vec3f* in_positions, long long in_count, int in_depth,
+                   T* out_values, Gradient* out_gradients) const;
 };
 
 #define SKELVAR_EXTERN(T) extern template class VoxelSampler<T>;

@@ -113,19 +113,22 @@ inline void VoxelSamplerLinear<T, HALO>::Reading::take(const Values& in_values)
 }
 
 template <typename T, int HALO>
-inline T VoxelSamplerLinear<T, HALO>::Reading::value() const
+inline T VoxelSamplerLinear<T, HALO>::Reading::value(Detail::AxisFloats in_fraction) const
 {
     T rows[4];
     for (int n = 0; n < 4; ++n) {
-        rows[n] = Detail::lerp(low[n], high[n], fraction[0]);
+        rows[n] = Detail::lerp(low[n], high[n], in_fraction[0]);
     }
-    return bilinear(rows[0], rows[1], rows[2], rows[3], fraction[1], fraction[2]);
+    return bilinear(rows[0], rows[1], rows[2], rows[3], in_fraction[1], in_fraction[2]);
 }
 
 template <typename T, int HALO>
-inline auto VoxelSamplerLinear<T, HALO>::Reading::gradient() const -> Gradient
+inline auto VoxelSamplerLinear<T, HALO>::Reading::gradient(Detail::AxisFloats in_fraction) const
+    -> Gradient
 {
-    const auto [fx, fy, fz] = fraction;
+    const float fx = in_fraction[0];
+    const float fy = in_fraction[1];
+    const float fz = in_fraction[2];
     const auto slope = [&](const T& in_00, const T& in_10, const T& in_01, const T& in_11,
                            float in_f, float in_g) {
         return Detail::scaled(bilinear(in_00, in_10, in_01, in_11, in_f, in_g), scale);
@@ -168,7 +171,8 @@ bool VoxelSamplerLinear<T, HALO>::readAcrossTiles(const Stencil& in_stencil,
 
 template <typename T, int HALO>
 bool VoxelSamplerLinear<T, HALO>::readAny(const vec3f& in_position, int in_depth,
-                                          Reading& out_reading) const
+                                          Reading& out_reading,
+                                          Detail::AxisFloats& out_fraction) const
 {
     Stencil stencil;
     if (!findStencil(in_position, in_depth, stencil)) {
@@ -182,7 +186,7 @@ bool VoxelSamplerLinear<T, HALO>::readAny(const vec3f& in_position, int in_depth
             return haloed(cell[0] + in_i, cell[1] + in_j, cell[2] + in_k);
         });
     }
-    std::copy_n(stencil.fraction, 3, out_reading.fraction);
+    out_fraction = Detail::axisFloats(stencil.fraction);
     out_reading.scale = stencil.scale;
     return true;
 }
@@ -190,34 +194,28 @@ bool VoxelSamplerLinear<T, HALO>::readAny(const vec3f& in_position, int in_depth
 template <typename T, int HALO>
 T VoxelSamplerLinear<T, HALO>::sample(const vec3f& in_position, int in_depth) const
 {
-    T value;
-    this->template sampleGroups<1>(*this, &in_position, 1, in_depth, &value, nullptr);
-    return value;
+    return this->sampleOne(*this, in_position, in_depth, nullptr);
 }
 
 template <typename T, int HALO>
 T VoxelSamplerLinear<T, HALO>::sampleGradient(const vec3f& in_position,
                                               Gradient* out_gradient) const
 {
-    T value;
-    this->template sampleGroups<1>(*this, &in_position, 1, kMaxTileDepth, &value, out_gradient);
-    return value;
+    return this->sampleOne(*this, in_position, kMaxTileDepth, out_gradient);
 }
 
 template <typename T, int HALO>
 void VoxelSamplerLinear<T, HALO>::sample(const vec3f* in_positions, long long in_count,
                                          T* out_values) const
 {
-    this->template sampleGroups<32>(*this, in_positions, in_count, kMaxTileDepth, out_values,
-                                    nullptr);
+    this->template sampleGroups<64>(*this, in_positions, in_count, out_values, nullptr);
 }
 
 template <typename T, int HALO>
 void VoxelSamplerLinear<T, HALO>::sampleGradient(const vec3f* in_positions, long long in_count,
                                                  T* out_values, Gradient* out_gradients) const
 {
-    this->template sampleGroups<32>(*this, in_positions, in_count, kMaxTileDepth, out_values,
-                                    out_gradients);
+    this->template sampleGroups<64>(*this, in_positions, in_count, out_values, out_gradients);
 }
 
 #define SKELVAR_INSTANTIATE(T) template class VoxelSamplerLinear<T, 1>;

@@ -43,20 +43,21 @@ public:
 private:
     using Stencil = typename VoxelSampler<T>::Stencil;
     friend VoxelSampler<T>;
+    template <typename, typename, int>
+    friend class Detail::SampleGroup;
     static constexpr int kReach = 2;
     static constexpr int kBefore = 0;
     struct Cache;
     /// What is read for a value.
     struct Reading {
-        T low[4];   ///< the values at the lower x, of each other axis the lower first, y fastest
-        T high[4];  ///< those at the upper x
-        float fraction[3];
+        T low[4];     ///< the values at the lower x, of each other axis the lower first, y fastest
+        T high[4];    ///< those at the upper x
         float scale;  ///< cells in a coordinate unit
 
         template <typename Values>
         void take(const Values& in_values);
-        T value() const;
-        Gradient gradient() const;
+        T value(Detail::AxisFloats in_fraction) const;
+        Gradient gradient(Detail::AxisFloats in_fraction) const;
     };
 
     vec3f toTree(const vec3f& in_position) const
@@ -68,7 +69,8 @@ private:
     Detail::StencilReach reach() const;
     void noteFine(const Detail::StencilPlace&) const {}
     Reading& reading() const { return m_reading; }
-    bool readAny(const vec3f& in_position, int in_depth, Reading& out_reading) const;
+    bool readAny(const vec3f& in_position, int in_depth, Reading& out_reading,
+                 Detail::AxisFloats& out_fraction) const;
     /// Reads from the tile and those around it. False if one of those is missing that the haloed
     /// form of the tile would be copied from.
     bool readAcrossTiles(const Stencil& in_stencil, Reading& out_reading) const;

@@ -13,20 +13,19 @@ namespace Skelvar {
 template <typename T>
 struct VoxelSamplerQBSpline<T>::Reading {
     Detail::QBSplineBlock<T> block;  ///< the 27 values around the cell
-    Detail::AxisFloats fraction;
 
     void take(const Detail::StencilAcross<T, 3>& in_values) { block.take(in_values); }
-    T value() const
+    T value(Detail::AxisFloats in_fraction) const
     {
-        const auto weights = Detail::qbSplineWeights(fraction);
+        const auto weights = Detail::qbSplineWeights(in_fraction);
         return block.alongX(weightsOf(weights, 0))
             .alongY(weightsOf(weights, 1))
             .alongZ(weightsOf(weights, 2));
     }
-    Gradient gradient() const
+    Gradient gradient(Detail::AxisFloats in_fraction) const
     {
-        const auto weights = Detail::qbSplineWeights(fraction);
-        const auto slopes = Detail::qbSplineDerivative(fraction);
+        const auto weights = Detail::qbSplineWeights(in_fraction);
+        const auto slopes = Detail::qbSplineDerivative(in_fraction);
         const auto plane = block.alongX(weightsOf(weights, 0));
         return {block.alongX(weightsOf(slopes, 0))
                     .alongY(weightsOf(weights, 1))
@@ -107,7 +106,7 @@ void VoxelSamplerQBSpline<T>::holdWithAncestors(const TileIndex& in_tile) const
 template <typename T>
 int VoxelSamplerQBSpline<T>::updateCache(int in_tile_index, int in_depth) const
 {
-    this->m_fine.forget();  // what is held may change what it reads
+    this->m_last = Detail::kNoFineCell;  // what is held may change what it reads
     holdWithAncestors({in_tile_index, in_depth});
     return in_depth;
 }
@@ -155,9 +154,10 @@ inline void VoxelSamplerQBSpline<T>::noteFine(const Detail::StencilPlace& in_pla
 
 template <typename T>
 void VoxelSamplerQBSpline<T>::takePart(const Detail::StencilPlace& in_place,
-                                       const Detail::StencilAcross<T, 3>& in_values) const
+                                       const Detail::StencilAcross<T, 3>& in_values,
+                                       Reading& out_reading) const
 {
-    Detail::QBSplineBlock<T>& block = m_cache->reading.block;
+    Detail::QBSplineBlock<T>& block = out_reading.block;
     const int tile = in_place.tile();
     block.take(in_values);
     if (isInterior(in_place) && m_cache->held[kMaxTileDepth] != tile) {
@@ -178,16 +178,14 @@ inline auto VoxelSamplerQBSpline<T>::reading() const -> Reading&
 }
 
 template <typename T>
-bool VoxelSamplerQBSpline<T>::readAny(const vec3f& in_position, int in_depth,
-                                      Reading& out_reading) const
+bool VoxelSamplerQBSpline<T>::readAny(const vec3f& in_position, int in_depth, Reading& out_reading,
+                                      Detail::AxisFloats& out_fraction) const
 {
     Stencil stencil;
     if (!findStencil(in_position, in_depth, stencil)) {
         return false;
     }
-    for (int a = 0; a < 3; ++a) {
-        out_reading.fraction[a] = stencil.fraction[a];
-    }
+    out_fraction = Detail::axisFloats(stencil.fraction);
     Detail::TileNeighbours& around = *stencil.tile;
     const auto [i, j, k] = stencil.cell;
     const bool is_interior =
@@ -207,33 +205,27 @@ bool VoxelSamplerQBSpline<T>::readAny(const vec3f& in_position, int in_depth,
 template <typename T>
 T VoxelSamplerQBSpline<T>::sample(const vec3f& in_position, int in_depth) const
 {
-    T value;
-    this->template sampleGroups<1>(*this, &in_position, 1, in_depth, &value, nullptr);
-    return value;
+    return this->sampleOne(*this, in_position, in_depth, nullptr);
 }
 
 template <typename T>
 T VoxelSamplerQBSpline<T>::sampleGradient(const vec3f& in_position, Gradient* out_gradient) const
 {
-    T value;
-    this->template sampleGroups<1>(*this, &in_position, 1, kMaxTileDepth, &value, out_gradient);
-    return value;
+    return this->sampleOne(*this, in_position, kMaxTileDepth, out_gradient);
 }
 
 template <typename T>
 void VoxelSamplerQBSpline<T>::sample(const vec3f* in_positions, long long in_count,
                                      T* out_values) const
 {
-    this->template sampleGroups<32>(*this, in_positions, in_count, kMaxTileDepth, out_values,
-                                    nullptr);
+    this->template sampleGroups<32>(*this, in_positions, in_count, out_values, nullptr);
 }
 
 template <typename T>
 void VoxelSamplerQBSpline<T>::sampleGradient(const vec3f* in_positions, long long in_count,
                                              T* out_values, Gradient* out_gradients) const
 {
-    this->template sampleGroups<32>(*this, in_positions, in_count, kMaxTileDepth, out_values,
-                                    out_gradients);
+    this->template sampleGroups<32>(*this, in_positions, in_count, out_values, out_gradients);
 }
 
 #define SKELVAR_INSTANTIATE(T) template class VoxelSamplerQBSpline<T>;

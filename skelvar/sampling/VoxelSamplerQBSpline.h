@@ -52,6 +52,8 @@ public:
 private:
     using Stencil = typename VoxelSampler<T>::Stencil;
     friend VoxelSampler<T>;
+    template <typename, typename, int>
+    friend class Detail::SampleGroup;
     static constexpr int kReach = 3;
     static constexpr int kBefore = 1;
     struct Cache;
@@ -65,9 +67,10 @@ private:
     void hold(const TileIndex& in_tile, int in_parent) const;
     void noteFine(const Detail::StencilPlace& in_place) const;
     void takePart(const Detail::StencilPlace& in_place,
-                  const Detail::StencilAcross<T, 3>& in_values) const;
+                  const Detail::StencilAcross<T, 3>& in_values, Reading& out_reading) const;
     Reading& reading() const;
-    bool readAny(const vec3f& in_position, int in_depth, Reading& out_reading) const;
+    bool readAny(const vec3f& in_position, int in_depth, Reading& out_reading,
+                 Detail::AxisFloats& out_fraction) const;
 
     std::unique_ptr<Cache> m_cache;  ///< null without a layout
 };

@@ -13,7 +13,6 @@ namespace Skelvar {
 template <typename T>
 struct VoxelSamplerWENO<T>::Reading {
     Detail::BlockWENO block;
-    float fraction[3];
 
     void take(const Detail::StencilAcross<T, 4>& in_values)
     {
@@ -21,8 +20,12 @@ struct VoxelSamplerWENO<T>::Reading {
     }
     /// By halves: the steps wait on one another, so those of many positions are worked off in turn.
     using Half = Detail::LinesWENO;
-    Half begin() const { return Detail::stepAlongX(block, fraction[0], fraction[1], fraction[2]); }
+    Half begin(Detail::AxisFloats in_fraction) const
+    {
+        return Detail::stepAlongX(block, in_fraction[0], in_fraction[1], in_fraction[2]);
+    }
     static T finish(const Half& in_half) { return Detail::stepAlongYZ(in_half); }
+    T value(Detail::AxisFloats in_fraction) const { return finish(begin(in_fraction)); }
 };
 
 template <typename T>
@@ -92,31 +95,28 @@ inline auto VoxelSamplerWENO<T>::reading() const -> Reading&
 }
 
 template <typename T>
-bool VoxelSamplerWENO<T>::readAny(const vec3f& in_position, int in_depth,
-                                  Reading& out_reading) const
+bool VoxelSamplerWENO<T>::readAny(const vec3f& in_position, int in_depth, Reading& out_reading,
+                                  Detail::AxisFloats& out_fraction) const
 {
     Stencil stencil;
     if (!findStencil(in_position, in_depth, stencil)) {
         return false;
     }
     m_cache->halos.readBlock(*stencil.tile, stencil.cell, out_reading.block);
-    std::copy_n(stencil.fraction, 3, out_reading.fraction);
+    out_fraction = Detail::axisFloats(stencil.fraction);
     return true;
 }
 
 template <typename T>
 T VoxelSamplerWENO<T>::sample(const vec3f& in_position, int in_depth) const
 {
-    T value;
-    this->template sampleGroups<1>(*this, &in_position, 1, in_depth, &value, nullptr);
-    return value;
+    return this->sampleOne(*this, in_position, in_depth, nullptr);
 }
 
 template <typename T>
 void VoxelSamplerWENO<T>::sample(const vec3f* in_positions, long long in_count, T* out_values) const
 {
-    this->template sampleGroups<32>(*this, in_positions, in_count, kMaxTileDepth, out_values,
-                                    nullptr);
+    this->template sampleGroups<32>(*this, in_positions, in_count, out_values, nullptr);
 }
 
 template class VoxelSamplerWENO<float>;

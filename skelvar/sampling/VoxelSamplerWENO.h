@@ -37,6 +37,8 @@ public:
 private:
     using Stencil = typename VoxelSampler<T>::Stencil;
     friend VoxelSampler<T>;
+    template <typename, typename, int>
+    friend class Detail::SampleGroup;
     static constexpr int kReach = 4;
     static constexpr int kBefore = 1;
     struct Cache;
@@ -47,7 +49,8 @@ private:
     Detail::StencilReach reach() const;
     void noteFine(const Detail::StencilPlace&) const {}
     Reading& reading() const;
-    bool readAny(const vec3f& in_position, int in_depth, Reading& out_reading) const;
+    bool readAny(const vec3f& in_position, int in_depth, Reading& out_reading,
+                 Detail::AxisFloats& out_fraction) const;
 
     std::unique_ptr<Cache> m_cache;  ///< null without a layout
 };

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <limits>
 #include <vector>
 
@@ -78,6 +79,30 @@ TYPED_TEST(ManyPositions, GiveWhatOneAfterAnotherGives)
             expectTheSame<VoxelSamplerWENO<T>>(field, random);
         }
     }
+}
+
+TEST(FineCell, StandsInTheTileOfItsPosition)
+{
+    const Detail::StencilReach reach{};
+    Detail::AxisFloats fraction;
+    const auto tile_at = [&](float in_x) {
+        return Detail::fineCell({0.0f, in_x, 0.0f}, reach, fraction).tile[1];
+    };
+    for (int x = -kTileOrigin; x < kTileOrigin; ++x) {
+        const float position = static_cast<float>(x) + 0.5f;
+        const int corner = Detail::tileCorner({0, x, 0}, kMaxTileDepth)[1];
+        const Detail::FineCell found = Detail::fineCell({0.0f, position, 0.0f}, reach, fraction);
+        ASSERT_EQ(corner, found.tile[1]) << x;
+        ASSERT_EQ(x - corner, found.cell[1]) << x;
+        ASSERT_EQ(0.5f, fraction[1]) << x;
+    }
+    constexpr float kEdge = kTileOrigin;
+    const int last = tile_at(kEdge);
+    EXPECT_EQ(last, tile_at(-kEdge));
+    EXPECT_EQ(last, tile_at(1e30f));
+    EXPECT_EQ(last, tile_at(-std::numeric_limits<float>::infinity()));
+    EXPECT_EQ(last, tile_at(std::numeric_limits<float>::quiet_NaN()));
+    EXPECT_LT(tile_at(std::nextafter(-kEdge, 0.0f)), last);
 }
 
 }  // namespace Skelvar::Test
