@@ -16,17 +16,6 @@ namespace {
 
 using Testing::Random;
 
-std::set<Tile> tilesOf(const VoxelLayout& in_layout)
-{
-    std::set<Tile> tiles;
-    for (int depth = 0; depth < 8; ++depth) {
-        for (const VoxelLayoutNode& node : in_layout.nodes(depth)) {
-            tiles.insert({depth, node.i(), node.j(), node.k()});
-        }
-    }
-    return tiles;
-}
-
 /// Places around tiles of depth 2 and more, but of roots, that no tile covers which is at most one
 /// depth above: by the definition, with a set of tiles.
 int violations(const std::set<Tile>& in_tiles, int in_first_depth)

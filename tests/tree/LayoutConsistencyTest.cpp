@@ -50,6 +50,9 @@ TEST(LayoutConsistency, FindsEachPlantedViolation)
          [](VoxelLayout& io) { io.node(0, 6).child(0) = 99; }},
         {"1 misplaced nodes\n1 nodes more or less than counted\nnum_violations = 2\n",
          [](VoxelLayout& io) { io.nodes(7).push_back(io.node(0, 7)); }},
+        {"1 broken links to children\n1 wrong branch sizes\n1 nodes more or less than counted\n"
+         "num_violations = 3\n",
+         [](VoxelLayout& io) { io.node(1, 7).invalidate(); }},
     };
     std::ostringstream sound;
     EXPECT_TRUE(isLayoutConsistent(*make(), &sound));

@@ -42,6 +42,19 @@ int Tile::side() const
     return sideOf(depth);
 }
 
+std::set<Tile> tilesOf(const VoxelLayout& in_layout)
+{
+    std::set<Tile> tiles;
+    for (int depth = 0; depth < kNumDepths; ++depth) {
+        for (const VoxelLayoutNode& node : in_layout.nodes(depth)) {
+            if (node.valid()) {
+                tiles.insert({depth, node.i(), node.j(), node.k()});
+            }
+        }
+    }
+    return tiles;
+}
+
 void LayoutModel::fillPath(const Tile& in_from, const Tile& in_to)
 {
     for (int depth = in_from.depth; depth < in_to.depth; ++depth) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <skelvar/base/ValueTypes.h>
+#include <skelvar/tree/VoxelLayout.h>
 
 #include <compare>
 #include <set>
@@ -26,6 +26,9 @@ struct Tile {
     }
     auto operator<=>(const Tile&) const = default;
 };
+
+/// The live tiles of a layout.
+std::set<Tile> tilesOf(const VoxelLayout& in_layout);
 
 /// The obvious layout: a set of tiles. It says which tiles a layout must have after an edit.
 class LayoutModel {

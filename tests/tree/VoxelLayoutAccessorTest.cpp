@@ -225,13 +225,5 @@ TEST(VoxelLayoutAccessor, InsertsAsTheLayoutDoes)
     }
 }
 
-TEST(VoxelLayoutAccessor, AddsTheLastTileOfTheDomain)
-{
-    VoxelLayout layout;
-    layout.accessor().addNodes({195312, 195312, 195312}, {195313, 195313, 195313}, 7);
-
-    EXPECT_EQ(1, layout.numNodes(7));
-}
-
 }  // namespace
 }  // namespace Skelvar::Test

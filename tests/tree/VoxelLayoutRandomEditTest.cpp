@@ -52,14 +52,7 @@ public:
     void expectAlike()
     {
         ASSERT_EQ(0, checkLayout(*m_layout).total());
-        std::set<Tile> tiles;
-        for (int depth = 0; depth < 8; ++depth) {
-            for (const VoxelLayoutNode& node : m_layout->nodes(depth)) {
-                ASSERT_TRUE(node.valid());
-                tiles.insert({depth, node.i(), node.j(), node.k()});
-            }
-        }
-        ASSERT_EQ(m_model.tiles(), tiles);
+        ASSERT_EQ(m_model.tiles(), tilesOf(*m_layout));
         ASSERT_NO_FATAL_FAILURE(m_follower->expectInStep());
         for (int n = 0; n < 40; ++n) {
             ASSERT_NO_FATAL_FAILURE(expectLookup(point(), pick(0, 7)));

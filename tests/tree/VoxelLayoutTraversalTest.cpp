@@ -66,24 +66,34 @@ Indices sorted(Indices in_nodes)
     return in_nodes;
 }
 
+/// What a visitor does besides writing down.
+struct Behaviour {
+    bool visits_children = true;
+    int only_i = -1;             ///< lets in only the positions with that i, if not negative
+    TileId throws_at = kNoTile;  ///< throws at the node of that id
+};
+
 /// Writes down its calls; as its own copy in the orders that copy, under a lock in those that
 /// share.
 class Recorder : public VoxelLayoutNodeVisitor {
 public:
-    explicit Recorder(bool in_visits_children = true) : m_visits_children(in_visits_children) {}
+    explicit Recorder(const Behaviour& in_behaviour = {}) : m_behaviour(in_behaviour) {}
 
     void begin() override { ++m_begun; }
     void end() override { ++m_ended; }
-    VoxelLayoutNodeVisitor* copy() const override { return new Recorder(m_visits_children); }
+    VoxelLayoutNodeVisitor* copy() const override { return new Recorder(m_behaviour); }
     using VoxelLayoutNodeVisitor::postVisit;
     using VoxelLayoutNodeVisitor::preVisit;
-    void preVisit(VoxelLayoutNode* io_node, const TileIndex& in_index) override
+    void preVisit(const VoxelLayoutNode* in_node, const TileIndex& in_index) override
     {
-        ASSERT_EQ(in_index, io_node->tileIndex());
+        ASSERT_EQ(in_index, in_node->tileIndex());
+        if (in_node->id() == m_behaviour.throws_at) {
+            throw std::runtime_error("thrown by a visitor");
+        }
         const std::lock_guard lock(m_mutex);
         m_entered.push_back(in_index);
     }
-    void postVisit(VoxelLayoutNode*, const TileIndex& in_index) override
+    void postVisit(const VoxelLayoutNode*, const TileIndex& in_index) override
     {
         const std::lock_guard lock(m_mutex);
         m_left.push_back(in_index);
@@ -91,9 +101,9 @@ public:
     bool visit(int in_i, int in_j, int in_k) override
     {
         m_slots += in_i + 5 * (in_j + 5 * in_k) + 1;
-        return true;
+        return m_behaviour.only_i < 0 || in_i == m_behaviour.only_i;
     }
-    bool visitsChildren() const override { return m_visits_children; }
+    bool visitsChildren() const override { return m_behaviour.visits_children; }
     void join(const VoxelLayoutNodeVisitor& in_other) override
     {
         const auto& other = static_cast<const Recorder&>(in_other);
@@ -109,7 +119,7 @@ public:
     std::atomic<long long> m_slots{0};  ///< sum of the numbers of visited positions, from 1
 
 private:
-    bool m_visits_children;
+    Behaviour m_behaviour;
     std::mutex m_mutex;
 };
 
@@ -156,29 +166,33 @@ private:
     std::shared_ptr<Counts> m_counts;
 };
 
-TEST(Traversal, EveryOrderMeetsEachLiveNodeOnce)
+TEST(Traversal, EveryOrderMeetsEachLiveNodeOfItsDepthsOnce)
 {
+    const std::pair<int, int> ranges[] = {{0, 7}, {4, 6}, {7, 7}, {-3, 2}, {6, 99}, {5, 4}, {8, 9}};
     for (unsigned seed = 1; seed <= 6; ++seed) {
         Random random(seed);
-        SCOPED_TRACE(random.seed());
         const auto layout = randomForest(random, 40 * static_cast<int>(seed * seed), seed % 2 == 0);
-        const Indices expected = sorted(liveNodes(*layout));
-        const long long above_leaves =
-            static_cast<long long>(liveNodes(*layout, 0, 6).size()) * 125 * 126 / 2;
-        for (int n = 0; n <= 2 * 10 + 1; ++n) {
-            const int order = n / 2;
+        for (int n = 0; n < 7 * 2 * 11; ++n) {
+            const auto [first, last] = ranges[n % 7];
+            const bool visits_children = n / 7 % 2 == 0;
+            const int order = n / 14;
             if (order == 5) {
                 continue;  // its copies are not joined
             }
-            SCOPED_TRACE("order " + std::to_string(order));
-            const bool visits_children = n % 2 == 0;
-            Recorder recorder(visits_children);
+            SCOPED_TRACE(random.seed() + ", order " + std::to_string(order) + ", depths " +
+                         std::to_string(first) + " to " + std::to_string(last));
+            Recorder recorder({visits_children});
 
-            layout->accept(&recorder, static_cast<Order>(order), {-1, -1}, 0, 7, 125);
+            layout->accept(&recorder, static_cast<Order>(order), {-1, -1}, first, last, 125);
 
+            const bool is_all = isByBranches(order) && first <= last;
+            const Indices expected =
+                sorted(is_all ? liveNodes(*layout) : liveNodes(*layout, first, last));
             EXPECT_EQ(expected, sorted(recorder.m_entered));
             EXPECT_EQ(expected, sorted(recorder.m_left));
-            EXPECT_EQ(visits_children ? above_leaves : 0, recorder.m_slots);
+            const auto above_leaves = std::count_if(
+                expected.begin(), expected.end(), [](TileIndex index) { return index.second < 7; });
+            EXPECT_EQ(visits_children ? above_leaves * 125 * 126 / 2 : 0, recorder.m_slots);
             EXPECT_EQ(1, recorder.m_begun);
             EXPECT_EQ(1, recorder.m_ended);
         }
@@ -203,29 +217,6 @@ TEST(Traversal, SerialAndReducedOrdersKeepTheirSequence)
         layout->accept(&recorder, static_cast<Order>(order));
 
         EXPECT_EQ(expected, recorder.m_entered) << "order " << order;
-    }
-}
-
-TEST(Traversal, DepthRangeBoundsTheOrdersByDepth)
-{
-    Random random(12);
-    const auto layout = randomForest(random, 400, true);
-    const std::pair<int, int> ranges[] = {{0, 7}, {4, 6}, {7, 7}, {-3, 2}, {6, 99}, {5, 4}, {8, 9}};
-    for (const auto& [first, last] : ranges) {
-        const Indices in_range = first > last ? Indices{} : sorted(liveNodes(*layout, first, last));
-        for (int order = 0; order <= 10; ++order) {
-            if (order == 5) {
-                continue;
-            }
-            Recorder recorder;
-
-            layout->accept(&recorder, static_cast<Order>(order), {-1, -1}, first, last, 125);
-
-            const Indices expected =
-                isByBranches(order) && first <= last ? sorted(liveNodes(*layout)) : in_range;
-            EXPECT_EQ(expected, sorted(recorder.m_entered))
-                << "order " << order << ", depths " << first << " to " << last;
-        }
     }
 }
 
@@ -300,50 +291,26 @@ TEST(Traversal, TasksLeaveANodeAfterItsBranchAndDropTheirCopies)
     }
 }
 
-/// Lets in only the positions with that i, and counts the nodes it is in.
-class Pruner : public VoxelLayoutNodeVisitor {
-public:
-    explicit Pruner(int in_i) : m_i(in_i) {}
-    VoxelLayoutNodeVisitor* copy() const override { return new Pruner(m_i); }
-    bool visit(int in_i, int, int) override { return in_i == m_i; }
-    void preVisit(const VoxelLayoutNode* in_node, const TileIndex&) override
-    {
-        m_ids.insert(in_node->id());
-    }
-    void join(const VoxelLayoutNodeVisitor& in_other) override
-    {
-        const auto& other = static_cast<const Pruner&>(in_other);
-        m_ids.insert(other.m_ids.begin(), other.m_ids.end());
-    }
-
-    int m_i;
-    std::set<TileId> m_ids;
-};
-
 TEST(Traversal, VisitPrunesBranchWalksOnly)
 {
     Random random(15);
     const auto layout = randomForest(random, 600, false);
-    std::set<TileId> expected;
+    Indices expected;
+    std::set<TileId> kept;
     for (const TileIndex& index : depthFirst(*layout)) {
         const VoxelLayoutNode& node = layout->node(index);
-        if (node.isRoot() || (expected.count(parentTile(node.id())) > 0 &&
+        if (node.isRoot() || (kept.count(parentTile(node.id())) > 0 &&
                               (tileDigit(node.id(), node.depth()) - 1) % 5 == 2)) {
-            expected.insert(node.id());
+            kept.insert(node.id());
+            expected.push_back(index);
         }
     }
-    const VoxelLayout& constant = *layout;
-    for (const int order : {2, 6}) {
-        Pruner pruner(2);
-        constant.accept(&pruner, static_cast<Order>(order));
-        EXPECT_EQ(expected, pruner.m_ids);
+    const std::pair<int, Indices> cases[] = {{2, expected}, {6, expected}, {0, liveNodes(*layout)}};
+    for (const auto& [order, nodes] : cases) {
+        Recorder recorder({true, 2});
+        std::as_const(*layout).accept(&recorder, static_cast<Order>(order));
+        EXPECT_EQ(sorted(nodes), sorted(recorder.m_entered)) << "order " << order;
     }
-    Pruner only_roots(-1);
-    constant.accept(&only_roots, VoxelLayout::DepthFirst);
-    EXPECT_EQ(static_cast<std::size_t>(layout->numRoots()), only_roots.m_ids.size());
-    Pruner by_depth(-1);
-    constant.accept(&by_depth, VoxelLayout::BreadthFirstTopDown);
-    EXPECT_EQ(static_cast<std::size_t>(layout->numNodes()), by_depth.m_ids.size());
 }
 
 /// Overrides nothing that may be asked of it but to count.
@@ -400,27 +367,11 @@ TEST(Traversal, MisuseThrowsBetweenBeginAndEnd)
     }
 }
 
-/// Throws at the node of one id.
-class Thrower : public VoxelLayoutNodeVisitor {
-public:
-    explicit Thrower(TileId in_id) : m_id(in_id) {}
-    VoxelLayoutNodeVisitor* copy() const override { return new Thrower(m_id); }
-    void preVisit(const VoxelLayoutNode* in_node, const TileIndex&) override
-    {
-        if (in_node->id() == m_id) {
-            throw std::runtime_error("thrown by a visitor");
-        }
-    }
-    void join(const VoxelLayoutNodeVisitor&) override {}
-
-    TileId m_id;
-};
-
 TEST(Traversal, WhatAVisitorThrowsComesOut)
 {
     Random random(16);
     const auto layout = randomForest(random, 2000, false);
-    Thrower visitor(layout->node(layout->numNodes(7) / 2, 7).id());
+    Recorder visitor({true, -1, layout->node(layout->numNodes(7) / 2, 7).id()});
     for (int order = 0; order <= 10; ++order) {
         EXPECT_EQ("thrown by a visitor",
                   errorOf([&] { layout->accept(&visitor, static_cast<Order>(order)); }))
