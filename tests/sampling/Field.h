@@ -1,5 +1,6 @@
 #pragma once
 
+#include <skelvar/sampling/TileCache.h>
 #include <skelvar/voxel/VoxelChannel.h>
 #include <skelvar/voxel/VoxelShape.h>
 
@@ -62,6 +63,34 @@ struct Field {
         }
     }
 };
+
+/// The tile that a sample at a position reads, no deeper than asked; negative outside.
+inline TileIndex slowTileAt(const VoxelLayout& in_layout, const vec3f& in_position, int in_depth)
+{
+    int q[3];
+    for (int axis = 0; axis < 3; ++axis) {
+        if (!(in_position[axis] > -195312.0f && in_position[axis] < 195312.0f)) {
+            return kNoTileIndex;
+        }
+        q[axis] = static_cast<int>(in_position[axis]) - (in_position[axis] >= 0.0f ? 0 : 1);
+    }
+    return in_layout.nodeIndex<false>(q[0], q[1], q[2], in_depth);
+}
+
+/// A tile among its neighbours of the same depth, null where there is none.
+template <typename T>
+TileBlock<T> slowBlock(const VoxelLayout& in_layout, const VoxelChannel<T>& in_channel,
+                       const VoxelLayoutNode& in_node)
+{
+    const int side = kTileSideLUT[in_node.depth()];
+    TileBlock<T> block{};
+    for (int n = 0; n < 27; ++n) {
+        const vec3i p = in_node.corner() + side * vec3i{n % 3 - 1, n / 3 % 3 - 1, n / 9 - 1};
+        const TileIndex found = in_layout.nodeIndex<true>(p[0], p[1], p[2], in_node.depth());
+        block[n] = found.first >= 0 ? &in_channel.tile(found) : nullptr;
+    }
+    return block;
+}
 
 /// What `prepareToSample` delivers.
 struct Prepared {

@@ -8,9 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <limits>
-
 namespace Skelvar {
 namespace {
 
@@ -98,51 +95,6 @@ TEST(HaloedTile, TakesWorkedValuesFromTheParentWithoutNeighbours)
     }
 }
 
-TEST(HaloedTile, CopiesNeighboursAndThenDoesNotReadTheParent)
-{
-    MiddleTile tile;
-    tile.parent.set(std::numeric_limits<float>::quiet_NaN());
-    std::vector<VoxelTile<float, 0, 5>> tiles(27);
-    for (int n = 0; n < 27; ++n) {
-        for (int cell = 0; cell < 125; ++cell) {
-            tiles[n](cell) = static_cast<float>(1000 * n + cell);
-        }
-        tile.block[n] = &tiles[n];
-    }
-
-    for (int offset = 0; offset < 8; ++offset) {
-        const VoxelTile<float, 1, 5> h = tile.halo(offset);
-
-        for (int n = 0; n < 343; ++n) {
-            const int p[3] = {n % 7 + 4, n / 7 % 7 + 4, n / 49 + 4};  // from the block's corner
-            const int entry = p[0] / 5 + 3 * (p[1] / 5) + 9 * (p[2] / 5);
-            const int cell = p[0] % 5 + 5 * (p[1] % 5) + 25 * (p[2] % 5);
-            ASSERT_EQ(static_cast<float>(1000 * entry + cell), h(n)) << offset << " " << n;
-        }
-    }
-}
-
-TEST(HaloedTile, ADiagonalNeighbourCountsOnlyWithItsFaces)
-{
-    MiddleTile tile;
-    const auto without = tile.halo(0);
-    const VoxelTile<float, 0, 5> other(7.0f);
-    tile.block[9] = &other;  // x low, y low
-    tile.block[0] = &other;  // the corner, all low
-    const auto with_diagonal = tile.halo(0);
-    tile.block[12] = &other;  // x low
-    const auto with_one_face = tile.halo(0);
-    tile.block[10] = &other;  // y low
-    const auto with_both = tile.halo(0);
-
-    EXPECT_EQ(at(without, 0, 0, 3), at(with_diagonal, 0, 0, 3));
-    EXPECT_EQ(at(without, 0, 0, 0), at(with_diagonal, 0, 0, 0));
-    EXPECT_NE(7.0f, at(with_one_face, 0, 0, 3));
-    EXPECT_EQ(7.0f, at(with_one_face, 0, 3, 3));
-    EXPECT_EQ(7.0f, at(with_both, 0, 0, 3));
-    EXPECT_NE(7.0f, at(with_both, 0, 0, 0));
-}
-
 TEST(HaloedTile, ARootReflectsAboutTheBackgroundOrTakesIt)
 {
     VoxelTile<float, 0, 5> tile;
@@ -170,18 +122,6 @@ TEST(HaloedTile, ARootReflectsAboutTheBackgroundOrTakesIt)
     EXPECT_EQ(10.0f, at(h, 0, 0, 3));
     EXPECT_EQ(1.0f, at(h, 2, 0, 0));  // the edge along x: both its axes are centred
     EXPECT_EQ(10.0f, at(h, 6, 0, 0));
-}
-
-TEST(HaloedTile, FlagsReflectAsAnExclusiveOr)
-{
-    VoxelTile<bool, 0, 5> tile(true);
-    VoxelTile<bool, 1, 5> h;
-
-    evalContinuousHaloedRootTile<bool, 5>(eOffsetCentre, true, tile, &h);
-    EXPECT_FALSE(at(h, 0, 3, 3));
-    EXPECT_TRUE(at(h, 0, 0, 3));
-    evalContinuousHaloedRootTile<bool, 5>(eOffsetCentre, false, tile, &h);
-    EXPECT_TRUE(at(h, 0, 3, 3));
 }
 
 template <typename T>
@@ -218,40 +158,6 @@ TYPED_TEST(HaloedTileOf, EqualsTheSlowOneOnRandomTrees)
                           MemberOf<T>::get(cache[slot].second(n), member))
                     << "offset " << offset << " tile " << index << " of depth " << depth
                     << " place " << n;
-            }
-        }
-    }
-}
-
-TYPED_TEST(HaloedTileOf, StaysUniformInAUniformField)
-{
-    using T = TypeParam;
-    if (std::is_same_v<T, bool>) {
-        return;  // 2 b - v is an exclusive or
-    }
-    Testing::Random random(12);
-    SCOPED_TRACE(random.seed());
-    const T value = valueOf<T>(29);
-    for (int offset = 0; offset < 8; ++offset) {
-        Field<T> field = anyField<T>(random, static_cast<VoxelOffsetType>(offset));
-        field.channel->setBackgroundValue(value);
-        field.channel->set(value, 0, 7);
-        const auto& layout = field.layout;
-        auto accessor = std::as_const(*layout).accessor();
-        auto cache = makeHaloCache<T>();
-        for (int depth = 0; depth < kNumDepths; ++depth) {
-            for (int index = 0; index < layout->numNodes(depth); index += 3) {
-                HaloedVoxelLayoutNodeVisitorHelper::updateHaloCache<T>(
-                    index, depth, &cache, *layout, accessor, *field.channel);
-                for (int n = 0; n < 343; ++n) {
-                    for (int a = 0; a < MemberOf<T>::kCount; ++a) {
-                        ASSERT_NEAR(
-                            static_cast<double>(MemberOf<T>::get(value, a)),
-                            static_cast<double>(MemberOf<T>::get(cache[depth].second(n), a)),
-                            std::is_floating_point_v<typename MemberOf<T>::type> ? 1e-3 : 0)
-                            << "offset " << offset << " depth " << depth << " place " << n;
-                    }
-                }
             }
         }
     }

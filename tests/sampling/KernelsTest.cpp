@@ -32,18 +32,6 @@ struct TwoTiles : Field<T> {
     }
 };
 
-TEST(FineToCoarse, TheAverageOfATileGoesIntoTheCellAboveIt)
-{
-    TwoTiles<float> field;
-    VoxelChannelAverageFineToCoarseKernel<float> kernel(field.channel.get());
-
-    walkBottomUp(*field.layout, kernel);
-
-    EXPECT_EQ(1.0f, field.channel->tile(0, 6)(2, 2, 2));
-    EXPECT_EQ(4.0f, field.channel->tile(0, 6)(3, 2, 2));
-    EXPECT_EQ(100.0f, field.channel->tile(0, 6)(1, 2, 2));
-}
-
 TEST(FineToCoarse, NeighboursThatExistCountToo)
 {
     TwoTiles<float> floats;

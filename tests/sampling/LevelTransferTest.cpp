@@ -81,21 +81,6 @@ TEST(LevelTransfer, FacesHoldTheLowerStrideAxisFastest)
     EXPECT_EQ(3.0f, plane[2 + 2 * 7]);
 }
 
-TEST(LevelTransfer, EqualSamplesStayInEveryKernel)
-{
-    float planes[4][25];
-    interpolateContinuousFace2x2<float, 5, 1, 5>({7, 7, 7, 7}, planes[0]);
-    interpolateContinuousFace2x3<float, 5, 1, 5>({7, 7, 7, 7, 7, 7}, planes[1]);
-    interpolateContinuousFace3x2<float, 5, 1, 5>({7, 7, 7, 7, 7, 7}, planes[2]);
-    interpolateContinuousFace3x3<float, 5, 1, 5>({7, 7, 7, 7, 7, 7, 7, 7, 7}, planes[3]);
-
-    for (const auto& plane : planes) {
-        for (const float value : plane) {
-            EXPECT_FLOAT_EQ(7.0f, value);
-        }
-    }
-}
-
 TEST(LevelTransfer, IntegersAreTruncatedAfterEachStage)
 {
     int line[5];

@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 
 namespace Skelvar::Test {
 
@@ -213,68 +212,6 @@ TEST(VoxelSamplerQBSpline, IsExactOnARampAcrossDepths)
         ASSERT_NEAR(-scale, gradient[1], 2e-3f);
         ASSERT_NEAR(0.5f * scale, gradient[2], 2e-3f);
     }
-}
-
-TEST(VoxelSamplerQBSpline, StaysWithinTheBoundsOfTheField)
-{
-    Random random(8);
-    SCOPED_TRACE(random.seed());
-    const Field<float> field = anyField<float>(random);  // -10 to 10
-    const VoxelSamplerQBSpline<float> sampler(eTreeSpace, field.channel.get());
-    for (int n = 0; n < 5000; ++n) {
-        const float value = sampler.sample(anyPosition(random));
-        ASSERT_LE(std::abs(value), 10.0001f);
-    }
-}
-
-TEST(VoxelSamplerQBSpline, GivesTheBackgroundOutsideOfTheTree)
-{
-    Field<float> field(LayoutBuilder().tile({0, 0, 0}, 0).build(), 5.0f);
-    field.channel->set(1.0f, 0, 7);
-    const VoxelSamplerQBSpline<float> sampler(eTreeSpace, field.channel.get());
-    const float nan = std::numeric_limits<float>::quiet_NaN();
-    const float inf = std::numeric_limits<float>::infinity();
-    for (const float x : {nan, inf, -inf, 195312.0f, -195312.0f, 3e9f}) {
-        for (int axis = 0; axis < 3; ++axis) {
-            vec3f at{0.5f, 0.5f, 0.5f};
-            at[axis] = x;
-            vec3f gradient{7.0f, 7.0f, 7.0f};
-            EXPECT_EQ(5.0f, sampler.sampleGradient(at, &gradient)) << x << " on axis " << axis;
-            EXPECT_EQ((vec3f{}), gradient);
-        }
-    }
-    EXPECT_EQ(5.0f, sampler.sample({0.5f, 0.5f, 0.5f}, -1));
-    EXPECT_EQ(1.0f, sampler.sample({0.5f, 0.5f, 0.5f}, 9));
-}
-
-TEST(VoxelSamplerQBSpline, LooksUpWholeNegativePositionsInTheTileBelow)
-{
-    const Field<float> field(LayoutBuilder().box({-7, -2, -2}, {3, 3, 3}).build());
-    const VoxelSamplerQBSpline<float> sampler(eTreeSpace, field.channel.get());
-
-    const Prepared at = prepared(sampler, {-2.0f, 1.0f, 0.25f}, 7);
-
-    ASSERT_TRUE(at.found);
-    EXPECT_EQ((vec3i{-7, -2, -2}), field.layout->node(at.tile).corner());
-    EXPECT_EQ((vec3i{4, 3, 2}), at.cell);
-    EXPECT_EQ((vec3f{1.0f, 0.0f, 0.25f}), at.fraction);
-}
-
-TEST(VoxelSamplerQBSpline, TakesPositionsOfTheWorldThroughTheShape)
-{
-    Field<float> field(
-        LayoutBuilder("layout", 0.5f).tile({0, 0, 0}, 5).box({-7, -7, -7}, {8, 8, 8}).build());
-    field.fill([](const vec3f& p) { return p[0] + 10.0f * p[1]; });
-    Similarity place;  // turned about z by a quarter, and moved
-    place.toWorld = {{0, 1, 0, 0, -1, 0, 0, 0, 0, 0, 1, 0, 4, 0, 0, 1}};
-    place.fromWorld = {{0, -1, 0, 0, 1, 0, 0, 0, 0, 0, 1, 0, 0, 4, 0, 1}};
-    field.shape->setToWorld(place);
-    const VoxelSamplerQBSpline<float> in_world(eWorldSpace, field.channel.get());
-    const VoxelSamplerQBSpline<float> in_tree(eTreeSpace, field.channel.get());
-
-    // (3, 1, 0) of the world is (1, 1, 0) of the object and (2, 2, 0) of the tree.
-    EXPECT_FLOAT_EQ(22.0f, in_tree.sample({2.0f, 2.0f, 0.0f}));
-    EXPECT_FLOAT_EQ(22.0f, in_world.sample({3.0f, 1.0f, 0.0f}));
 }
 
 }  // namespace Skelvar::Test

@@ -258,16 +258,7 @@ public:
     T sample(const vec3f& in_position, int in_depth,
              typename Sampler3D<T>::Gradient* out_gradient = nullptr)
     {
-        int q[3];
-        for (int axis = 0; axis < 3; ++axis) {
-            if (!(std::abs(in_position[axis]) < 195312.0f)) {
-                return outside(out_gradient);
-            }
-            q[axis] = int(in_position[axis]) - (in_position[axis] >= 0 ? 0 : 1);
-        }
-        const TileIndex tile =
-            in_depth < 0 ? TileIndex{-2, -1}
-                         : m_layout.nodeIndex<false>(q[0], q[1], q[2], std::min(in_depth, 7));
+        const TileIndex tile = slowTileAt(m_layout, in_position, in_depth);
         if (tile.first < 0) {
             return outside(out_gradient);
         }
@@ -336,16 +327,8 @@ private:
             for (int axis = 0; axis < 3; ++axis) {
                 place[axis] = (node.corner()[axis] - parent.corner()[axis]) / side;
             }
-            TileBlock<T> block{};
-            for (int n = 0; n < 27; ++n) {
-                const TileIndex found = m_layout.nodeIndex<false>(
-                    node.i() + (n % 3 - 1) * side, node.j() + (n / 3 % 3 - 1) * side,
-                    node.k() + (n / 9 - 1) * side, in_depth);
-                if (found.first >= 0 && found.second == in_depth) {
-                    block[n] = &m_channel.tile(found);
-                }
-            }
-            slowQBSplineTile(m_tiles[in_depth - 1], place, block, m_tiles[in_depth]);
+            slowQBSplineTile(m_tiles[in_depth - 1], place, slowBlock(m_layout, m_channel, node),
+                             m_tiles[in_depth]);
         } else {
             m_tiles[in_depth].set(m_channel.backgroundValue());
             for (int k = 1; k < 4; ++k) {

@@ -1,9 +1,6 @@
 #pragma once
 
-#include <skelvar/tree/VoxelLayout.h>
-#include <skelvar/voxel/VoxelChannel.h>
-
-#include <tests/support/VoxelTypes.h>
+#include <tests/sampling/Field.h>
 
 #include <algorithm>
 #include <array>
@@ -380,14 +377,7 @@ M slowLerp(M in_a, M in_b, float in_t)
 template <typename T>
 bool SlowMember<T>::stencil(const vec3f& in_position, int in_depth, Stencil& out) const
 {
-    vec3i q;
-    for (int a = 0; a < 3; ++a) {
-        if (!(in_position[a] > -195312.0f && in_position[a] < 195312.0f)) {
-            return false;
-        }
-        q[a] = static_cast<int>(in_position[a]) - (in_position[a] >= 0.0f ? 0 : 1);
-    }
-    const TileIndex tile = m_layout.nodeIndex<false>(q[0], q[1], q[2], in_depth);
+    const TileIndex tile = slowTileAt(m_layout, in_position, in_depth);
     if (tile.first < 0) {
         return false;
     }

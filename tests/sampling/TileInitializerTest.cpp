@@ -11,13 +11,6 @@ namespace {
 
 using namespace Test;
 
-template <typename T>
-bool isUniform(const VoxelTile<T, 0, 5>& in_tile, const T& in_value)
-{
-    return std::all_of(in_tile.data(), in_tile.data() + 125,
-                       [&](const T& in_cell) { return in_cell == in_value; });
-}
-
 TEST(ConstantInitializer, TakesTheParentsCellAndTheBackgroundWithoutParent)
 {
     const auto layout = LayoutBuilder().tile({0, 0, 0}, 6).build();
@@ -32,29 +25,10 @@ TEST(ConstantInitializer, TakesTheParentsCellAndTheBackgroundWithoutParent)
     layout->addNodes({{100, 0, 0}}, 7);
     layout->addNodes({{-12, -12, -12}, {12, 12, 12}}, 7);
 
-    EXPECT_TRUE(isUniform(field.channel->tile(0, 7), 1 + 5 * 2 + 25 * 4));
-    EXPECT_TRUE(isUniform(field.channel->tile(1, 7), 9));
-    EXPECT_TRUE(isUniform(field.channel->tile(2, 7), 0));
-    EXPECT_TRUE(isUniform(field.channel->tile(3, 7), 124));
-}
-
-TEST(LinearInitializer, KeepsARampInsideTheParent)
-{
-    const auto layout = LayoutBuilder().tile({0, 0, 0}, 5).build();
-    for (const VoxelOffsetType offset : {eOffsetCentre, eOffsetEdgeZ}) {
-        Field<float> field(layout, 0.0f, offset);
-        const auto ramp = [](const vec3f& in_p) { return in_p[0] + 2.0f * in_p[2]; };
-        field.fill(ramp);
-        field.channel->setTileInitializer(eTileInitializerLinear);
-        layout->addNode(0, 0, 0, 6);
-
-        // The tile of depth 6 begins at -12 and has cells of side 5.
-        const auto& tile = field.channel->tile(0, 6);
-        const vec3f place = field.channel->offset() * 5.0f;
-        EXPECT_NEAR(ramp(vec3f{-12, -12, -12} + place), tile(0, 0, 0), 1e-4f);
-        EXPECT_NEAR(ramp(vec3f{-2, -12, 3} + place), tile(2, 0, 3), 1e-4f);
-        layout->deleteNode(TileIndex{0, 6});
-    }
+    EXPECT_TRUE(isFilledWith(field.channel->tile(0, 7), 1 + 5 * 2 + 25 * 4));
+    EXPECT_TRUE(isFilledWith(field.channel->tile(1, 7), 9));
+    EXPECT_TRUE(isFilledWith(field.channel->tile(2, 7), 0));
+    EXPECT_TRUE(isFilledWith(field.channel->tile(3, 7), 124));
 }
 
 /// Batches of new tiles of all depths below those that are there, as bulk insertion wants them.
@@ -171,23 +145,6 @@ TEST(TileInitializers, AreResetAheadOfEachBatch)
     EXPECT_EQ(1, counting->m_resets);
     field.layout->addNodes({{0, 0, 0}, {5, 0, 0}}, 7);
     EXPECT_EQ(2, counting->m_resets);
-}
-
-TEST(TileInitializers, ChangeTheFillingOfTilesToCome)
-{
-    const auto layout = LayoutBuilder().tile({0, 0, 0}, 5).build();
-    Field<unsigned char> field(layout, 7);
-    field.channel->tile(0, 5).set(200);
-    int x = -60;
-    const auto add = [&](VoxelTileInitializerType in_type) {
-        field.channel->setTileInitializer(in_type);
-        x += 25;
-        return field.channel->tile(layout->addNode(x, 0, 0, 6))(2, 2, 2);
-    };
-
-    EXPECT_EQ(200, add(eTileInitializerConstant));
-    EXPECT_EQ(7, add(eTileInitializerBackground));
-    EXPECT_EQ(200, add(eTileInitializerLinear));
 }
 
 }  // namespace

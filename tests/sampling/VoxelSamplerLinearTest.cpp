@@ -94,44 +94,36 @@ TEST(VoxelSamplerLinear, IsExactOnConstantsAndRampsAcrossDepths)
     }
 }
 
-TEST(VoxelSamplerLinear, IsContinuousAcrossAStepInDepth)
-{
-    Testing::Random random(6);
-    SCOPED_TRACE(random.seed());
-    Field<float> field(steppedLayout());
-    field.fill([&](const vec3f&) { return anyValue<float>(random); });
-    const VoxelSamplerLinear<float, 1> sampler(eTreeSpace, field.channel.get());
-    // The finest tiles end at x = 12.5, between the two outermost halves of cells.
-    const VoxelLayoutNode& node = field.layout->node(field.layout->nodeIndex<true>(10, 0, 0, 7));
-    const float face = static_cast<float>(node.i() + 5);
-    ASSERT_LT(field.layout->nodeIndex<true>(node.i() + 5, 0, 0, 7).first, 0);
-    for (int n = 0; n < 25; ++n) {
-        // At the places of the values in the plane the fine side has the parent's field.
-        const vec3f at{face, static_cast<float>(node.j() + n % 5) + 0.5f,
-                       static_cast<float>(node.k() + n / 5) + 0.5f};
-        const vec3f inside = at - vec3f{1e-4f, 0.0f, 0.0f};
-        EXPECT_NEAR(sampler.sample(at, 6), sampler.sample(inside), 0.02f) << n;
-    }
-}
+template <typename Sampler>
+class EachSampler : public ::testing::Test {
+};
+using Samplers = ::testing::Types<VoxelSamplerLinear<float, 1>, VoxelSamplerQBSpline<float>,
+                                  VoxelSamplerWENO<float>>;
+TYPED_TEST_SUITE(EachSampler, Samplers);
 
-TEST(VoxelSamplerLinear, TheDomainEndsStrictlyAndNanIsOutside)
+TYPED_TEST(EachSampler, EndsStrictlyWithTheDomainAndCountsNanAsOutside)
 {
     Field<float> field(LayoutBuilder().tile({0, 0, 0}, 0).build(), -7.0f);
-    field.fill([](const vec3f&) { return 5.0f; });
-    const VoxelSamplerLinear<float, 1> sampler(eTreeSpace, field.channel.get());
+    field.channel->set(5.0f, 0, 7);
+    const TypeParam sampler(eTreeSpace, field.channel.get());
     const float inside = std::nextafter(195312.0f, 0.0f);
-    const float infinity = std::numeric_limits<float>::infinity();
 
-    EXPECT_NE(-7.0f, sampler.sample({inside, 0, 0}));
-    EXPECT_NE(-7.0f, sampler.sample({0, -inside, 0}));
-    for (const float out : {195312.0f, -195312.0f, kNaN, infinity, -infinity, 1e30f}) {
-        for (int a = 0; a < 3; ++a) {
-            vec3f p{1.0f, 1.0f, 1.0f};
+    for (int a = 0; a < 3; ++a) {
+        vec3f p{1.0f, 1.0f, 1.0f};
+        for (const float out : {195312.0f, -195312.0f, kNaN, INFINITY, -INFINITY, 1e30f}) {
             p[a] = out;
-            vec3f gradient{9.0f, 9.0f, 9.0f};
-            EXPECT_EQ(-7.0f, sampler.sample(p)) << out;
-            EXPECT_EQ(-7.0f, sampler.sampleGradient(p, &gradient)) << out;
-            EXPECT_EQ((vec3f{0.0f, 0.0f, 0.0f}), gradient);
+            EXPECT_EQ(-7.0f, sampler.sample(p)) << out << " on axis " << a;
+            if constexpr (!std::is_same_v<TypeParam, VoxelSamplerWENO<float>>) {
+                vec3f gradient{9.0f, 9.0f, 9.0f};
+                EXPECT_EQ(-7.0f, sampler.sampleGradient(p, &gradient)) << out << " on axis " << a;
+                EXPECT_EQ((vec3f{}), gradient);
+            }
+        }
+        if constexpr (std::is_same_v<TypeParam, VoxelSamplerLinear<float, 1>>) {
+            for (const float in : {inside, -inside}) {
+                p[a] = in;
+                EXPECT_NE(-7.0f, sampler.sample(p)) << in << " on axis " << a;
+            }
         }
     }
     EXPECT_EQ(-7.0f, sampler.sample({0, 0, 0}, -1));
@@ -181,59 +173,44 @@ TEST(VoxelSamplers, ReadARootBesideATileWithAParent)
     AllKinds(field).expectNear(-61.0f, 1e-4f, {-61.0f, 0.5f, 0.5f});
 }
 
-TEST(VoxelSamplerLinear, TellsTheDepthOfTheTileThatItFinds)
+TEST(VoxelSamplerLinear, TellsThePlaceThatItReads)
 {
-    Field<float> field(LayoutBuilder().tile({0, 0, 0}, 5).build());
-    const VoxelSamplerLinear<float, 1> sampler(eTreeSpace, field.channel.get());
+    // Tiles of depth 7 begin at multiples of 5 from -195312: at -7 and -2; that of depth 5 at 63.
+    const auto layout =
+        LayoutBuilder().tile({-5, 0, 0}, 7).tile({-1, 0, 0}, 7).tile({63, 0, 0}, 5).build();
+    const TileIndex below = layout->nodeIndex<true>(-5, 0, 0, 7);
+    const TileIndex fine = layout->nodeIndex<true>(-1, 0, 0, 7);
+    const struct {
+        VoxelOffsetType offset;
+        vec3f position;
+        int depth;
+        TileIndex tile;
+        int cell;
+        float fraction;
+        float scale;
+    } rows[] = {
+        {eOffsetCorner, {-2.0f, 0.5f, 0.5f}, 7, below, 4, 1.0f, 1.0f},    // whole and negative
+        {eOffsetCentre, {-1.75f, 0.0f, 0.0f}, 9, fine, -1, 0.75f, 1.0f},  // half into the halo
+        {eOffsetCorner, {88.0f, 0.5f, 0.5f}, 7, {0, 5}, 1, 0.0f, 1.0f / 25.0f},
+    };
+    for (const auto& row : rows) {
+        const Field<float> field(layout, 0.0f, row.offset);
+        const VoxelSamplerLinear<float, 1> sampler(eTreeSpace, field.channel.get());
 
-    const Prepared at = prepared(sampler, {0.5f, 0.5f, 0.5f}, 7);
+        const Prepared at = prepared(sampler, row.position, row.depth);
 
-    ASSERT_TRUE(at.found);
-    EXPECT_EQ((TileIndex{0, 5}), at.tile);
-    EXPECT_EQ(1.0f / 25.0f, at.scale);
-}
-
-TEST(VoxelSamplerLinear, WholeNegativeCoordinatesFallIntoTheTileBelow)
-{
-    // Tiles of depth 7 begin at multiples of 5 from -195312: at -7 and -2.
-    const auto layout = LayoutBuilder().tile({-5, 0, 0}, 7).tile({-1, 0, 0}, 7).build();
-    Field<float> field(layout, 0.0f, eOffsetCorner);
-    const VoxelSamplerLinear<float, 1> sampler(eTreeSpace, field.channel.get());
-
-    const Prepared at = prepared(sampler, {-2.0f, 0.5f, 0.5f}, 7);
-
-    ASSERT_TRUE(at.found);
-    EXPECT_EQ(layout->nodeIndex<true>(-3, 0, 0, 7), at.tile);
-    EXPECT_EQ(4, at.cell[0]);
-    EXPECT_EQ(1.0f, at.fraction[0]);
-    EXPECT_EQ(1.0f, at.scale);
-}
-
-TEST(VoxelSamplerLinear, TheLowHalfOfATilesFirstCellReachesIntoTheHalo)
-{
-    const auto layout = LayoutBuilder().tile({0, 0, 0}, 7).build();
-    Field<float> field(layout);
-    const VoxelSamplerLinear<float, 1> sampler(eTreeSpace, field.channel.get());
-
-    const Prepared at = prepared(sampler, {-1.75f, 0.0f, 0.0f}, 9);
-
-    ASSERT_TRUE(at.found);
-    EXPECT_EQ(-1, at.cell[0]);
-    EXPECT_EQ(0.75f, at.fraction[0]);
-    EXPECT_EQ(1, at.cell[1]);
-}
-
-TEST(VoxelSamplerLinear, ReadsTilesNoDeeperThanAsked)
-{
-    Field<float> field(steppedLayout());
-    for (int depth = 0; depth < kNumDepths; ++depth) {
-        field.channel->set(static_cast<float>(depth), depth, depth);
+        ASSERT_TRUE(at.found);
+        EXPECT_EQ(row.tile, at.tile);
+        EXPECT_EQ(row.cell, at.cell[0]);
+        EXPECT_FLOAT_EQ(row.fraction, at.fraction[0]);
+        EXPECT_EQ(row.scale, at.scale);
     }
-    const VoxelSamplerLinear<float, 1> sampler(eTreeSpace, field.channel.get());
-
-    for (const int depth : {7, 0, 3, 7, 6, 0}) {
-        EXPECT_EQ(static_cast<float>(depth), sampler.sample({0.3f, 0.2f, 0.1f}, depth));
-    }
+    const Field<float> field(layout);
+    const VoxelSamplerQBSpline<float> spline(eTreeSpace, field.channel.get());
+    const Prepared at = prepared(spline, {-2.0f, 1.0f, 0.25f}, 7);
+    EXPECT_EQ(below, at.tile);
+    EXPECT_EQ((vec3i{4, 3, 2}), at.cell);
+    EXPECT_EQ((vec3f{1.0f, 0.0f, 0.25f}), at.fraction);
 }
 
 TEST(VoxelSamplerLinear, ARootEndsAtTheBackgroundEvenBesideAnother)
@@ -298,6 +275,8 @@ TEST(VoxelSamplerLinear, WorldPositionsGoThroughTheShape)
     const VoxelSamplerLinear<float, 1> moved(eWorldSpace, field.channel.get());
     const VoxelSamplerLinear<float, 1> in_object(eObjectSpace, field.channel.get());
     const VoxelSamplerWENO<float> weno_in_object(eObjectSpace, field.channel.get());
+    const VoxelSamplerQBSpline<float> moved_spline(eWorldSpace, field.channel.get());
+    EXPECT_FLOAT_EQ(4.5f, moved_spline.sample({12.25f, 0.25f, 0.25f}));
     field.shape->setToWorld({});
     const VoxelSamplerLinear<float, 1> scaled(eWorldSpace, field.channel.get());
     vec3f gradient;
@@ -334,22 +313,14 @@ TEST(VoxelSamplerLinear, IsMadeByItsNameAndReadWithoutItsType)
     EXPECT_EQ((vec3f{0.0f, 1.0f, 0.0f}), gradient[1]);
 }
 
-/// A kind that reads no gradients.
-class ValueOnly : public Sampler3D<float> {
-public:
-    const TreeChannel3DBase* channel() const override { return nullptr; }
-    const std::string& type() const override { return kVoxelSamplerWENOType; }
-    using Sampler3D<float>::sample;
-    float sample(const vec3f&) const override { return 1.0f; }
-};
-
-TEST(Sampler3D, RefusesGradientsThatAKindDoesNotHave)
+TEST(VoxelSamplerWENO, HasNoGradient)
 {
-    const ValueOnly sampler;
+    const Field<float> field(LayoutBuilder().tile({0, 0, 0}, 7).build());
+    const VoxelSamplerWENO<float> sampler(eTreeSpace, field.channel.get());
     vec3f gradient;
 
     EXPECT_EQ("Method not implemented in subclass!", errorOf([&] {
-                  sampler.sampleGradient({0, 0, 0}, &gradient);
+                  sampler.sampleGradient({0.5f, 0.5f, 0.5f}, &gradient);
               }));
 }
 

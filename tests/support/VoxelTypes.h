@@ -1,9 +1,11 @@
 #pragma once
 
 #include <skelvar/base/ValueTypes.h>
+#include <skelvar/voxel/VoxelTile.h>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <type_traits>
 
 // The element types of voxel channels for typed tests, and values to tell apart.
@@ -37,6 +39,13 @@ T valueOf(int in_number)
     } else {
         return static_cast<T>(in_number);
     }
+}
+
+template <typename T>
+bool isFilledWith(const VoxelTile<T, 0, 5>& in_tile, const T& in_value)
+{
+    return std::all_of(in_tile.data(), in_tile.data() + 125,
+                       [&](const T& in_cell) { return in_cell == in_value; });
 }
 
 }  // namespace Skelvar::Test

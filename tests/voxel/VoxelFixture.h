@@ -6,7 +6,6 @@
 
 #include <tests/support/VoxelTypes.h>
 
-#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -92,13 +91,6 @@ bool holdsNumbers(const VoxelChannel<T>& in_channel)
         }
     }
     return true;
-}
-
-template <typename T>
-bool isFilledWith(const VoxelTile<T, 0, 5>& in_tile, const T& in_value)
-{
-    return std::all_of(in_tile.data(), in_tile.data() + 125,
-                       [&](const T& in_cell) { return in_cell == in_value; });
 }
 
 template <typename T>
