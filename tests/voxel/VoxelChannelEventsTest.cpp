@@ -150,25 +150,6 @@ TEST(ChannelEvents, TilesFollowTheirNodesThroughRandomEdits)
     }
 }
 
-TEST(ChannelEvents, TilesFollowTheirNodesThroughLargeBatches)
-{
-    EditedShape shape(0);
-    shape.check();
-    shape.on.addChildren(1, 0, 20);
-    shape.check();
-    ASSERT_EQ(2500, shape.on.layout->numNodes(2));
-
-    shape.deleteEvery(3, 2);
-    shape.check();
-    ASSERT_EQ(1666, shape.on.layout->numNodes(2));
-    shape.on.addChildren(1, 0, 30);
-    shape.check();
-    ASSERT_EQ(3750, shape.on.layout->numNodes(2));
-    shape.on.addChildren(2, 0, 10);
-    shape.deleteEvery(2, 2);
-    shape.check();
-}
-
 TEST(ChannelEvents, SingleInsertionGrowsGeometrically)
 {
     ShapeOnLayout on(1);
