@@ -1,7 +1,6 @@
 #include <skelvar/numerics/NullSpace.h>
 #include <skelvar/numerics/PoissonMatrix.h>
 #include <skelvar/numerics/SolvePCG.h>
-#include <skelvar/tree/Grading.h>
 
 #include <tests/numerics/DenseReference.h>
 
@@ -302,18 +301,6 @@ TEST(PoissonMatrix, ConvergesAcrossDepths)
 
     EXPECT_LT(fine, 1e-2);
     EXPECT_GT(std::log2(coarse / fine), 0.95);
-}
-
-// One fine tile at the side of its parent, and what grading adds around it: cells of four sizes.
-TEST(PoissonMatrix, SolvesOnAGradedTree)
-{
-    const auto layout = LayoutBuilder().tile({0, 0, 0}, 4).tile({13, 0, 0}, 7).build();
-    computeGradedTree(layout.get());
-    ASSERT_GT(layout->numNodes(6), 1);
-    vec3i low, high;
-    layout->bounds(4, low, high);
-
-    EXPECT_LT((Manufactured{layout, high[0] - low[0], low}.error()), 0.1);
 }
 
 }  // namespace Skelvar::Testing

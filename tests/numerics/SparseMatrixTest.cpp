@@ -1,5 +1,3 @@
-#include <skelvar/numerics/PoissonMatrix.h>
-#include <skelvar/numerics/SolvePCG.h>
 #include <skelvar/numerics/SparseMatrixOperations.h>
 
 #include <tests/numerics/DenseReference.h>
@@ -233,33 +231,6 @@ TEST(SparseMatrix, AgreesWithADenseOne)
         expectSorted(product);
         expectSorted(turned);
     }
-}
-
-// Blocks of the stencil's patterns with values and a vector of whole numbers: exact in any order.
-TEST(SparseMatrix, OfAStencilAgreesWithADenseOne)
-{
-    Random random(11);
-    SCOPED_TRACE(random.seed());
-    const auto layout = Skelvar::Test::LayoutBuilder().box({0, 0, 0}, {10, 10, 10}).build();
-    SparseMatrix<float> A;
-    makePoissonMatrix(*layout, {}, &A);
-    for (int tile = 0; tile < A.numTiles(7); ++tile) {
-        for (SparseMatrixTile<float>& block : A.blocks(tile, 7)) {
-            ASSERT_NE(SparseMatrixStencil::eNone, block.stencil());
-            for (int n = 0; n < block.numEntries(); ++n) {
-                block.values()[n] = float(random.integer(-9, 9));
-            }
-        }
-    }
-    GenericDenseVector<float> x(*layout, 0.0f);
-    fillVector(x, [&](int, int, int) { return random.integer(-9, 9); });
-    GenericDenseVector<float> y(*layout, 5.0f);
-    const std::vector<double> expected = multiply(toDense(A), toDense(x));
-
-    matrixVectorMultiply(A, x, &y);
-    EXPECT_EQ(expected, toDense(y));
-    multiplyAndDot(A, x, &y);
-    EXPECT_EQ(expected, toDense(y));
 }
 
 TEST(SparseMatrix, TimesAnEmptyOneHasNoBlocks)
