@@ -27,18 +27,6 @@ struct HalfOf<Reading> {
     using type = typename Reading::Half;
 };
 
-/// True of kinds with a `takePart`.
-template <typename Kind>
-struct TakesParts {
-    static constexpr bool kValue =
-        requires(const Kind kind, const StencilPlace place,
-                 StencilAcross<typename Kind::value_type, Kind::kReach> values,
-                 typename Kind::Reading reading)
-    {
-        kind.takePart(place, values, reading);
-    };
-};
-
 /// Up to `Size` positions that are sampled together, step by step: the loops of a step have no
 /// branch that depends on where in their cells positions lie, which nobody could predict, and what
 /// a step reads the one before it has asked for. Positions one after another with one stencil share
@@ -92,7 +80,7 @@ private:
             m_values[n].enter(m_places[n], Kind::kBefore, m_tiles);
             m_values[n].fetch();
             const int tile = m_places[n].tile();
-            if (!TakesParts<Kind>::kValue && !m_values[n].exist() && tile >= 0) {
+            if (!Kind::kTakesParts && !m_values[n].exist() && tile >= 0) {
                 fetchTile(m_tiles[tile]);
             }
         }
@@ -233,7 +221,7 @@ inline bool VoxelSampler<T>::readPlace(const Kind& in_kind, const Detail::Stenci
 {
     if (in_values.exist()) {
         out_reading.take(in_values);
-    } else if constexpr (Detail::TakesParts<Kind>::kValue) {
+    } else if constexpr (Kind::kTakesParts) {
         if (in_place.tile() < 0) {
             return false;
         }

@@ -73,8 +73,8 @@ protected:
     ///   its cell;
     /// - `toTree(position)` and `reach()`, the `Detail::StencilReach`;
     /// - `noteFine(place)`, called for each `Detail::StencilPlace` that is read, in order;
-    /// - `takePart(place, values, out)`, if the kind has it: as `take`, where not all eight tiles
-    ///   exist, but that of the cell does;
+    /// - `kTakesParts`, and where that is true `takePart(place, values, out)`: as `take`, where not
+    ///   all eight tiles exist, but that of the cell does;
     /// - `readAny(position, depth, out, out_fraction)`, which reads tiles of all depths and gives
     ///   false outside.
     /// No gradients are stored at null.

@@ -47,6 +47,7 @@ private:
     friend class Detail::SampleGroup;
     static constexpr int kReach = 2;
     static constexpr int kBefore = 0;
+    static constexpr bool kTakesParts = false;
     struct Cache;
     /// What is read for a value.
     struct Reading {

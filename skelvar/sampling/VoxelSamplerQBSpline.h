@@ -56,6 +56,7 @@ private:
     friend class Detail::SampleGroup;
     static constexpr int kReach = 3;
     static constexpr int kBefore = 1;
+    static constexpr bool kTakesParts = true;
     struct Cache;
     /// What is read for a value.
     struct Reading;

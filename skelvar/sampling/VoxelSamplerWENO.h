@@ -41,6 +41,7 @@ private:
     friend class Detail::SampleGroup;
     static constexpr int kReach = 4;
     static constexpr int kBefore = 1;
+    static constexpr bool kTakesParts = false;
     struct Cache;
     /// What is read for a value.
     struct Reading;
