@@ -1,3 +1,4 @@
+#include <tests/support/Bytes.h>
 #include <tests/support/MemoryStream.h>
 
 #include <skelvar/io/KvfCompressor.h>
@@ -39,6 +40,45 @@ std::string recordBytes(const std::vector<int>& in_counts, int in_version)
 std::string bitsOf(const array1<Tile>& in_tiles)
 {
     return {reinterpret_cast<const char*>(in_tiles.data()), in_tiles.size() * sizeof(Tile)};
+}
+
+/// Decodes bytes of 200 tiles that must be refused, which leaves zeros.
+void expectRefused(const std::string& in_bytes, decltype(Encoder::decode)& in_decode)
+{
+    KvfCompressor memory;
+    memory.writebytes(in_bytes.size(), in_bytes.data());
+    KvfStreaming::StreamReader stream(&memory.stream());
+    array1<Tile> tiles(200);
+    for (Tile& tile : tiles) {
+        tile.set(1.0f);
+    }
+
+    EXPECT_FALSE(in_decode(200, tiles, stream));
+
+    EXPECT_TRUE(bitsOf(tiles) == std::string(200 * sizeof(Tile), '\0'));
+}
+
+TEST(PlainTiles, CutShortAreRefusedAndZero)
+{
+    const std::string bytes = recordBytes(std::vector<int>(200, 500), 4);
+    for (const std::size_t length : {0ul, 5ul, 505ul, 506ul * 150 + 3, bytes.size() - 1}) {
+        SCOPED_TRACE(length);
+        expectRefused(bytes.substr(0, length), Encoder::decode);
+    }
+}
+
+TEST(BytePlanes, OfAnotherLengthAreRefusedAndZero)
+{
+    MemoryWriter writer;
+    ASSERT_TRUE(Encoder::encodef(200, array1<Tile>(200), writer));
+    for (const unsigned long long length : {0ull, 124ull, 126ull, ~0ull}) {
+        for (const std::size_t tile : {0ul, 150ul, 199ul}) {
+            SCOPED_TRACE(testing::Message() << length << " in tile " << tile);
+            std::string bytes = writer.bytes();
+            bytes.replace(tile * 508, 8, Testing::number(length, 8));
+            expectRefused(bytes, Encoder::decodef);
+        }
+    }
 }
 
 TEST(PlainTiles, OfOddSizesAreReadAsTileByTile)
