@@ -63,8 +63,8 @@ protected:
     }
     /// What stands for values outside the tree.
     T outside() const;
-    /// Samples positions of a kind, `Size` of them at a time (see `Detail::SampleGroup`). Of the
-    /// kind are used:
+    /// Samples positions of a kind, `Size` of them at a time (see `Detail::SampleGroup`): as many
+    /// as stand with their stencils in the cache next to the processor. Of the kind are used:
     /// - `Reading`, what is read for a value, with `take(values)`, `value(fraction)` and, if it has
     ///   any, `gradient(fraction)`; `reading()` gives the sampler's own, which stays from call to
     ///   call. It may have `begin(fraction)`, which gives a `Half`, and `finish(half)`, called for
