@@ -77,10 +77,12 @@ bool updateLayoutOf(VoxelStateSMP::Maps& io_maps, TreeShape3DBase& io_shape)
     if (!layout) {
         return false;
     }
-    // A copy of a shape does not observe its layout, a stored shape does.
+    // A copy of a shape does not observe its layout, a stored shape does; the layout may have been
+    // edited while the copy was in other hands.
     const auto& observers = layout->observers();
     if (std::find(observers.begin(), observers.end(), &io_shape) == observers.end()) {
         io_shape.setLayout(layout);
+        resizeChannels(io_shape);
     }
     std::shared_ptr<VoxelLayout> replaced;
     if (!io_maps.updateLayout(layout, replaced)) {

@@ -256,6 +256,18 @@ TEST(Update, ShapeOnANewLayoutTakesOthersOfTheOldOneAlong)
     EXPECT_EQ(3, shape->channelBasePtr("rain-volume/density")->numTiles(7)) << "it observes now";
 }
 
+TEST(Update, ShapeThatComesBackAfterAnEditHasATileForEachNode)
+{
+    RainScene scene;
+    std::shared_ptr<VoxelShape> shape;
+    scene.server->voxelShape("rain-volume", shape, nullptr, VoxelState::eHintCopyData);
+    scene.layout->addNode(0, 0, 40, 7);
+
+    ASSERT_EQ(kVoxelStateOk, scene.server->updateShape(shape));
+
+    EXPECT_EQ(2, shape->channelBasePtr("rain-volume/density")->numTiles(7));
+}
+
 TEST(Update, ChannelDataAreCopiedOnlyIfTheyAreNotShared)
 {
     RainScene scene;
