@@ -64,7 +64,7 @@ TEST_F(KvfProgram, TellsMisuseFromUnreadableFilesFromDataThatSaysNo)
         {3, "check absent.kvf", "absent.kvf"},
         {3, "check cube.obj", "cube.obj"},
         {3, "info 'a.#.kvf'", "a.#.kvf"},
-        {3, "slice cube.kvf --channel distance -o no/a.png", "no/a.png"},
+        {3, "slice cube.kvf --channel distance -o no/a.png", "kvf: no/a.png cannot"},
         {1, "slice cube.kvf --channel density", "distance"},
         {1, "slice cube.kvf --channel distance --at 1e6", "misses"},
     });
@@ -231,12 +231,15 @@ TEST_F(KvfProgram, SolveRefusesChannelsThatItCannotReadOrWrite)
         file.state->newVoxelChannel<int>("count", shape, eOffsetCentre, 1);
         saveShapeFile(*file.state, folder.file("odd.kvf"), shape, file.channelNames(), 0, 0);
     }
+    std::filesystem::copy_file(folder.file("cube.kvf"), folder.file("kvf.png"));
     expectFailures({
         {1, "solve poisson odd.kvf --rhs faces --out u", "centres"},
         {1, "solve poisson odd.kvf --rhs distance --out faces", "centres"},
         {1, "solve poisson odd.kvf --rhs holes --out u", "nan"},
         {1, "solve poisson odd.kvf --rhs distance --out count", "int32"},
-        {2, "solve poisson odd.kvf --rhs distance --out u --plot odd.kvf", "is a KVF file"},
+        {2, "solve poisson odd.kvf --rhs distance --out u --plot kvf.png", "is a KVF file"},
+        {3, "solve poisson odd.kvf --rhs distance --out u --max-iterations 1 -o cube.obj/u.kvf",
+         "no folder"},
         {2, "solve poisson odd.kvf --rhs distance --out u --tolerance inf", "--tolerance"},
     });
 }

@@ -169,6 +169,7 @@ TEST_F(SamplingCommands, RenderShowsTheCubeBeforeTheBackdrop)
 TEST_F(SamplingCommands, RenderTellsWhatIsWrong)
 {
     const std::string render = "render cube.kvf --channel ";
+    std::filesystem::copy_file(folder.file("cube.kvf"), folder.file("kvf.png"));
     expectFailures({
         {2, render + "distance --size 10", "--size"},
         {2, render + "distance --size 4x90", "--size"},
@@ -176,9 +177,10 @@ TEST_F(SamplingCommands, RenderTellsWhatIsWrong)
         {2, render + "distance --camera 1,2,0", "zoom"},
         {2, render + "distance --camera nan,2,1", "finite"},
         {2, render + "distance --camera 1,2,inf", "finite"},
-        {2, render + "distance --size 32x32 -o cube.kvf", "is a KVF file"},
+        {2, render + "distance --size 32x32 -o kvf.png", "is a KVF file"},
+        {2, render + "distance --size 32x32 -o a.jpg", "a.jpg does not end in .png"},
         {1, render + "normal", "distances"},
-        {3, render + "distance --size 32x32 -o absent/a.png", "absent/a.png"},
+        {3, render + "distance --size 32x32 -o absent/a.png", "kvf: absent/a.png cannot"},
     });
 }
 

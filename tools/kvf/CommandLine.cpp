@@ -39,6 +39,15 @@ Option Option::notNegative()
     return *this;
 }
 
+Option Option::endingIn(const std::string& in_ending)
+{
+    m_option->check([in_ending](const std::string& in_text) {
+        const bool fits = CLI::detail::to_lower(in_text).ends_with(in_ending);
+        return fits ? std::string() : in_text + " does not end in " + in_ending;
+    });
+    return *this;
+}
+
 Option Option::oneOf(std::vector<std::string> in_values)
 {
     m_option->check(CLI::IsMember(std::move(in_values)));

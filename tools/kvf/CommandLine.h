@@ -26,6 +26,8 @@ public:
     Option inRange(long long in_least, long long in_greatest);
     /// Nor infinite.
     Option notNegative();
+    /// In large letters or small.
+    Option endingIn(const std::string& in_ending);
     Option oneOf(std::vector<std::string> in_values);
     /// Not together with the option of that name, which must have been declared.
     Option excludes(const std::string& in_name);

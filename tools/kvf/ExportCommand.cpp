@@ -213,6 +213,7 @@ void writePly(const ParticleShape& in_shape, unsigned long long in_count, const 
 
 FrameResult exportFile(const FrameTask& in_task, bool in_as_ply)
 {
+    checkOutput(in_task.output);
     const ShapeFile file = loadShapeFile(in_task.input);
     const std::shared_ptr<ParticleShape> shape = file.particleShape();
     const Columns columns = makeColumns(file, *shape);

@@ -9,12 +9,14 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <mutex>
 #include <random>
+#include <system_error>
 
 namespace Skelvar::Tool {
 
@@ -50,6 +52,17 @@ void writeAll(int in_file, const std::string& in_text)
         }
         done += static_cast<std::size_t>(written);
     }
+}
+
+/// Of the folders on the way to a file the last that is there.
+std::filesystem::path folderThatIsThere(const std::string& in_path)
+{
+    std::error_code error;
+    std::filesystem::path folder = std::filesystem::absolute(in_path, error).parent_path();
+    while (!std::filesystem::exists(folder, error) && folder.has_relative_path()) {
+        folder = folder.parent_path();
+    }
+    return folder;
 }
 
 }  // namespace
@@ -115,8 +128,19 @@ bool isKvfFile(const std::string& in_path)
 void checkMayWrite(const std::string& in_path, bool in_force)
 {
     std::error_code error;
-    if (!in_force && std::filesystem::exists(in_path, error)) {
-        throw ToolError(eMisuse, in_path + " exists; -f overwrites it");
+    if (std::filesystem::exists(in_path, error)) {
+        if (!in_force) {
+            throw ToolError(eMisuse, in_path + " exists; -f overwrites it");
+        }
+        if (std::filesystem::is_directory(in_path, error)) {
+            throw ToolError(eFileUnreadable, in_path + " cannot be written: it is a folder");
+        }
+        return;
+    }
+    const std::filesystem::path folder = folderThatIsThere(in_path);
+    if (!std::filesystem::is_directory(folder, error) || access(folder.c_str(), W_OK | X_OK) != 0) {
+        throw ToolError(eFileUnreadable, in_path + " cannot be written: " + folder.string() +
+                                             " is no folder that may be written in");
     }
 }
 
@@ -154,6 +178,15 @@ void OutputFile::commit()
         throw ToolError(eFileUnreadable, m_name + " cannot be written: " + error.message());
     }
     m_path.clear();
+}
+
+void checkOutput(const std::string& in_name)
+{
+    const OutputFile output(in_name);
+    if (!std::ofstream(output.path())) {
+        throw ToolError(eFileUnreadable,
+                        in_name + " cannot be written: " + std::generic_category().message(errno));
+    }
 }
 
 void writePicture(const Canvas& in_canvas, const std::string& in_path)

@@ -28,7 +28,9 @@ void printFailure(std::string in_message);
 /// Whether a file can be read and starts as a KVF file does.
 bool isKvfFile(const std::string& in_path);
 
-/// Throws `ToolError` with `eMisuse` if the file is there and may not be overwritten.
+/// Throws `ToolError` where saving a KVF file would fail, before anything is computed for it:
+/// `eMisuse` if the file is there and may not be overwritten, `eFileUnreadable` if it is a folder
+/// or would come into one that cannot be made or written in.
 void checkMayWrite(const std::string& in_path, bool in_force);
 
 /// A file that appears under its name whole or not at all: a command writes to `path()`, beside the
@@ -53,6 +55,9 @@ private:
     std::string m_name;
     std::string m_path;
 };
+
+/// Throws where making an `OutputFile` and writing to it would, before anything is computed for it.
+void checkOutput(const std::string& in_name);
 
 /// Writes a PNG file. Throws `ToolError` with `eFileUnreadable` if that fails.
 void writePicture(const Canvas& in_canvas, const std::string& in_path);

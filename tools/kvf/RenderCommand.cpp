@@ -77,7 +77,8 @@ void addRenderCommand(Command& io_tool, ExitStatus& out_status)
     command.option("--camera", arguments->camera,
                    "from where to look, as AZIMUTH,ELEVATION,ZOOM: degrees about the upright "
                    "axis y and above the ground, and 1 to see all (35,20,1)");
-    command.option("-o", request.output, "picture to write (FILE's name with -render.png)");
+    command.option("-o", request.output, "picture to write (FILE's name with -render.png)")
+        .endingIn(".png");
     addFrameOptions(command, true, arguments->frames);
     command.onRun([arguments, &out_status] { out_status = run(*arguments); });
 }

@@ -28,6 +28,7 @@ void writeRender(const ShapeFile& in_file, const RenderRequest& in_request)
         !(in_request.zoom > 0.0f)) {
         throw ToolError(eMisuse, "the camera wants finite numbers, and a zoom above 0");
     }
+    checkOutput(in_request.output);
     const SurfaceView view =
         chooseSurfaceView(*shape, in_request.azimuth, in_request.elevation, in_request.zoom,
                           float(in_request.width) / float(in_request.height));

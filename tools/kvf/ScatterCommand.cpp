@@ -96,6 +96,7 @@ FrameResult scatterMesh(const FrameTask& in_task, const std::string& in_name,
     if (has_size && !(options.voxel_size > 0.0f && std::isfinite(options.voxel_size))) {
         throw ToolError(eMisuse, "the voxel size must be a positive number");
     }
+    checkMayWrite(in_task.output, true);
     TriangleMesh mesh = readMesh(in_task.input);
     if (!has_size) {
         options.voxel_size = longestSide(mesh) / 50.0f;

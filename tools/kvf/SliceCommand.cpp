@@ -48,7 +48,8 @@ void addSliceCommand(Command& io_tool, ExitStatus& out_status)
         .showDefault();
     command.option("--at", request.at, "world coordinate of the plane (the middle)");
     addKindOption(command, request.kind);
-    command.option("-o", request.output, "picture to write (FILE's name with .png)");
+    command.option("-o", request.output, "picture to write (FILE's name with .png)")
+        .endingIn(".png");
     command.option("--size", request.width, "width of the picture in pixels")
         .inRange(kLeastSliceWidth, kGreatestSliceWidth)
         .showDefault();

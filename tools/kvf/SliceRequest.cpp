@@ -52,6 +52,7 @@ void writeSlice(const ShapeFile& in_file, const SliceRequest& in_request)
     const SlicePlane plane =
         chooseSlicePlane(*shape, in_request.axis, in_request.at ? &*in_request.at : nullptr);
     checkMeets(*shape, plane);
+    checkOutput(in_request.output);
     const SliceFrame frame(in_request.width);
     const SliceField field =
         is_particles

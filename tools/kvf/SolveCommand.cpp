@@ -161,6 +161,11 @@ FrameResult solveFile(const FrameTask& in_task, const SolveArguments& in_argumen
     const ShapeFile file = loadShapeFile(in_task.input);
     const int frame = in_task.frame.value_or(file.info.frame);
     const VoxelLayout& layout = file.voxelShape()->layout();
+    const std::string plot =
+        in_arguments.plot.empty() ? std::string() : framePath(in_arguments.plot, frame);
+    if (!plot.empty()) {
+        checkOutput(plot);
+    }
     const auto source = floatChannel(file.channel(in_arguments.rhs));
     const auto result = resultChannel(file, in_arguments.result);
     const Solution solution = solvePoisson(layout, *source, in_arguments, *result);
@@ -170,8 +175,7 @@ FrameResult solveFile(const FrameTask& in_task, const SolveArguments& in_argumen
         text += padLeft(std::to_string(n + 1), 6) + "  " +
                 shortNumber(double(solution.residuals[n])) + "\n";
     }
-    if (!in_arguments.plot.empty()) {
-        const std::string plot = framePath(in_arguments.plot, frame);
+    if (!plot.empty()) {
         writePicture(drawResiduals(
                          solution.residuals, in_arguments.tolerance,
                          "Relative residual by pass, " + in_arguments.rhs + " of " + in_task.input),
@@ -226,7 +230,7 @@ void addPoisson(Command& io_command, ExitStatus& out_status)
     command.option("--sides", arguments->sides, "what the tree ends with")
         .oneOf({"dirichlet", "neumann"})
         .showDefault();
-    command.option("--plot", arguments->plot, "picture of the residuals to write");
+    command.option("--plot", arguments->plot, "picture of the residuals to write").endingIn(".png");
     command.option("-o", arguments->output, "file to write instead of FILE");
     command.flag("-f,--force", arguments->force, "overwrite the file of -o if it is there");
     addFrameOptions(command, true, arguments->frames);

@@ -57,6 +57,7 @@ FrameResult voxelizeMesh(const FrameTask& in_task, const VoxelizeArguments& in_a
     options.graded = in_arguments.graded;
     options.name = objectNameOf(in_arguments.mesh, in_arguments.name);
 
+    checkMayWrite(in_task.output, true);
     TriangleMesh mesh = readMesh(in_task.input);
     const std::size_t vertices = mesh.vertices.size(), triangles = mesh.triangles.size();
     const auto state = makeServer();
