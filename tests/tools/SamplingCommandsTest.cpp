@@ -89,7 +89,8 @@ TEST_F(SamplingCommands, SampleReadsPointsFromLinesAndFiles)
             EXPECT_EQ(rows[n], sample(alone.str())[0]) << n;
         }
     }
-    folder.write("points.csv", "\xEF\xBB\xBFx,y,z\n# a remark\n1.05, 0, 0\n\n -1.05,0,0,extra\r\n");
+    folder.write("points.csv",
+                 "\xEF\xBB\xBF X,y ,Z\n# a remark\n1.05, 0, 0\n\n -1.05,0,0,extra\r\n");
     const auto rows = sample("distance --points points.csv");
     ASSERT_EQ(2u, rows.size());
     EXPECT_NEAR(0.05, rows[1][3], 1e-5);

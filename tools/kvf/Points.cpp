@@ -53,6 +53,19 @@ bool parseNumber(std::string_view in_text, float& out_number)
     return true;
 }
 
+/// True of a line that names its first three columns x, y and z, in small letters or large.
+bool namesAxes(const std::vector<std::string_view>& in_columns)
+{
+    constexpr std::string_view kSmall = "xyz";
+    constexpr std::string_view kLarge = "XYZ";
+    bool ok = in_columns.size() >= 3;
+    for (std::size_t axis = 0; ok && axis < 3; ++axis) {
+        ok = in_columns[axis] == kSmall.substr(axis, 1) ||
+             in_columns[axis] == kLarge.substr(axis, 1);
+    }
+    return ok;
+}
+
 }  // namespace
 
 std::vector<float> parseNumbers(const std::string& in_text, std::size_t in_count,
@@ -103,8 +116,7 @@ std::vector<vec3f> readPoints(const std::string& in_path)
         }
         if (ok) {
             points.push_back(point);
-        } else if (number > 1 || columns.size() < 3 || columns[0] != "x" || columns[1] != "y" ||
-                   columns[2] != "z") {
+        } else if (number > 1 || !namesAxes(columns)) {
             throw ToolError(eFileUnreadable, in_path + ", line " + std::to_string(number) +
                                                  ": no three numbers with commas between them: " +
                                                  std::string(text.substr(0, 60)));
