@@ -1,15 +1,22 @@
 #include <tools/kvf/Frames.h>
+#include <tools/kvf/Interrupt.h>
 #include <tools/kvf/Output.h>
+#include <tools/kvf/Progress.h>
 
 #include <tests/support/TempFolder.h>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <map>
 #include <random>
 #include <set>
+#include <thread>
 
 namespace Skelvar::Tool::Test {
 
@@ -179,6 +186,30 @@ TEST(OutputFileDeathTest, AppearsWholeWhenAnInterruptComesWhileItIsWritten)
     EXPECT_FALSE(std::filesystem::exists(folder.file("a.txt")));
     EXPECT_EXIT(write(false), ::testing::KilledBySignal(SIGTERM), "");
     EXPECT_EQ("half and half", folder.read("a.txt"));
+}
+
+TEST(ProgressDeathTest, IsWipedAwayBeforeAnInterruptEndsTheProgram)
+{
+    const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
+    ASSERT_TRUE(terminal >= 0 && grantpt(terminal) == 0 && unlockpt(terminal) == 0);
+    const int its_end = open(ptsname(terminal), O_RDWR | O_NOCTTY);
+    const auto interrupt = [&] {
+        dup2(its_end, STDERR_FILENO);
+        wipeLineOnInterrupt();
+        Progress progress("Tracing", 10);
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        progress.advance(5);
+        std::raise(SIGINT);
+    };
+
+    EXPECT_EXIT(interrupt(), ::testing::KilledBySignal(SIGINT), "");
+
+    char text[200] = {};
+    ASSERT_GT(read(terminal, text, sizeof(text) - 1), 0);
+    const std::string bar = "\rTracing [" + std::string(20, '#') + std::string(20, '.') + "]  50%";
+    EXPECT_EQ(bar + "\r\033[K", text);
+    close(its_end);
+    close(terminal);
 }
 
 }  // namespace

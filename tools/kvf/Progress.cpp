@@ -1,5 +1,7 @@
 #include <tools/kvf/Progress.h>
 
+#include <tools/kvf/Interrupt.h>
+
 #include <unistd.h>
 
 #include <algorithm>
@@ -38,6 +40,7 @@ void Progress::wipe()
     if (m_drawn) {
         std::fprintf(stderr, "\r\033[K");
         std::fflush(stderr);
+        setLineToWipe(false);
         m_drawn = false;
     }
 }
@@ -62,6 +65,7 @@ void Progress::advance(long long in_done)
 
 void Progress::draw(double in_fraction)
 {
+    setLineToWipe(true);
     const int filled = static_cast<int>(in_fraction * kBarWidth);
     std::string bar(static_cast<std::size_t>(filled), '#');
     bar.resize(kBarWidth, '.');

@@ -2,6 +2,7 @@
 
 #include <tools/kvf/CommandLine.h>
 #include <tools/kvf/Commands.h>
+#include <tools/kvf/Interrupt.h>
 #include <tools/kvf/Output.h>
 
 #include <CLI/CLI.hpp>
@@ -43,6 +44,7 @@ std::string helpAbout(const CLI::App& in_app)
 
 int runTool(int in_argc, const char* const* in_argv)
 {
+    wipeLineOnInterrupt();
     ExitStatus status = eDone;
     CLI::App app("Makes, inspects and draws voxel files (.kvf)", "kvf");
     app.set_version_flag("--version", "kvf " SKELVAR_VERSION);
