@@ -5,7 +5,9 @@
 namespace Skelvar {
 
 /// Gives all cells of a new tile the value of the parent's cell that the tile covers; the
-/// background value where there is no parent. Without state: any thread.
+/// background value where there is no parent. Bulk insertion fills tiles by rising depth. A single
+/// `addNode` that also adds tiles between, as grading does, fills its own tile first of all, while
+/// the parent is not there: that tile gets the background value. Without state: any thread.
 template <typename Channel>
 class SKELVAR_API ConstantInterpolationVoxelTileInitializer : public VoxelTileInitializer<Channel> {
 public:
