@@ -59,6 +59,19 @@ template <typename T, int HALO>
 VoxelSamplerLinear<T, HALO>::~VoxelSamplerLinear() = default;
 
 template <typename T, int HALO>
+inline int VoxelSamplerLinear<T, HALO>::cellOnAxis(const Detail::TileNeighbours& in_tile,
+                                                   float in_scale, int in_axis, float in_place,
+                                                   float& out_fraction) const
+{
+    const vec3f& offset = this->m_channel->VoxelChannel<T>::offset();
+    const float u =
+        (in_place - static_cast<float>(in_tile.corner()[in_axis])) * in_scale - offset[in_axis];
+    const int cell = std::min(Detail::cellCoordinate(u), kTileWidth - 1);
+    out_fraction = u - static_cast<float>(cell);
+    return cell;
+}
+
+template <typename T, int HALO>
 bool VoxelSamplerLinear<T, HALO>::findStencil(const vec3f& in_position, int in_depth,
                                               Stencil& out_stencil) const
 {
@@ -67,13 +80,10 @@ bool VoxelSamplerLinear<T, HALO>::findStencil(const vec3f& in_position, int in_d
     if (!this->enterTile(p, in_depth, out_stencil)) {
         return false;
     }
-    const vec3i& corner = out_stencil.tile->corner();
     out_stencil.scale = kInvTileSideLUT[out_stencil.tile->depth() + 1];
-    const vec3f& offset = this->m_channel->VoxelChannel<T>::offset();
     for (int a = 0; a < 3; ++a) {
-        const float u = (p[a] - static_cast<float>(corner[a])) * out_stencil.scale - offset[a];
-        out_stencil.cell[a] = std::min(Detail::cellCoordinate(u), kTileWidth - 1);
-        out_stencil.fraction[a] = u - static_cast<float>(out_stencil.cell[a]);
+        out_stencil.cell[a] =
+            cellOnAxis(*out_stencil.tile, out_stencil.scale, a, p[a], out_stencil.fraction[a]);
     }
     return true;
 }
@@ -170,6 +180,20 @@ bool VoxelSamplerLinear<T, HALO>::readAcrossTiles(const Stencil& in_stencil,
 }
 
 template <typename T, int HALO>
+void VoxelSamplerLinear<T, HALO>::read(const Stencil& in_stencil, Reading& out_reading) const
+{
+    if (!readAcrossTiles(in_stencil, out_reading)) {
+        const auto& cell = in_stencil.cell;
+        const int slot = updateCache(in_stencil.tile->index(), in_stencil.tile->depth());
+        const VoxelTile<T, 1, 5>& haloed = m_cache->entries[slot].second;
+        out_reading.take([&](int in_i, int in_j, int in_k) {
+            return haloed(cell[0] + in_i, cell[1] + in_j, cell[2] + in_k);
+        });
+    }
+    out_reading.scale = in_stencil.scale;
+}
+
+template <typename T, int HALO>
 bool VoxelSamplerLinear<T, HALO>::readAny(const vec3f& in_position, int in_depth,
                                           Reading& out_reading,
                                           Detail::AxisFloats& out_fraction) const
@@ -178,17 +202,71 @@ bool VoxelSamplerLinear<T, HALO>::readAny(const vec3f& in_position, int in_depth
     if (!findStencil(in_position, in_depth, stencil)) {
         return false;
     }
-    if (!readAcrossTiles(stencil, out_reading)) {
-        const auto& cell = stencil.cell;
-        const int slot = updateCache(stencil.tile->index(), stencil.tile->depth());
-        const VoxelTile<T, 1, 5>& haloed = m_cache->entries[slot].second;
-        out_reading.take([&](int in_i, int in_j, int in_k) {
-            return haloed(cell[0] + in_i, cell[1] + in_j, cell[2] + in_k);
-        });
-    }
+    read(stencil, out_reading);
     out_fraction = Detail::axisFloats(stencil.fraction);
-    out_reading.scale = stencil.scale;
     return true;
+}
+
+template <typename T, int HALO>
+bool VoxelSamplerLinear<T, HALO>::sampleInsideTile(const float (&in_places)[3][kTileWidth],
+                                                   int in_depth, T* out_values) const
+{
+    const vec3f first{in_places[0][0], in_places[1][0], in_places[2][0]};
+    const vec3f last{in_places[0][kTileWidth - 1], in_places[1][kTileWidth - 1],
+                     in_places[2][kTileWidth - 1]};
+    Stencil stencil;
+    if (!this->enterTile(first, in_depth, stencil) || stencil.tile->depth() != in_depth ||
+        !Detail::isInDomain(last) || !stencil.tile->covers(Detail::cellCoordinates(last))) {
+        return false;
+    }
+    stencil.scale = kInvTileSideLUT[in_depth + 1];
+    int cells[3][kTileWidth];
+    float fractions[3][kTileWidth];
+    for (int a = 0; a < 3; ++a) {
+        for (int n = 0; n < kTileWidth; ++n) {
+            cells[a][n] =
+                cellOnAxis(*stencil.tile, stencil.scale, a, in_places[a][n], fractions[a][n]);
+        }
+        // A cell of the tile is as wide as all places.
+        assert(cells[a][kTileWidth - 1] - cells[a][0] <= 1);
+    }
+    Reading readings[2][2][2];
+    for (int z = 0; z <= cells[2][kTileWidth - 1] - cells[2][0]; ++z) {
+        for (int y = 0; y <= cells[1][kTileWidth - 1] - cells[1][0]; ++y) {
+            for (int x = 0; x <= cells[0][kTileWidth - 1] - cells[0][0]; ++x) {
+                stencil.cell[0] = cells[0][0] + x;
+                stencil.cell[1] = cells[1][0] + y;
+                stencil.cell[2] = cells[2][0] + z;
+                read(stencil, readings[z][y][x]);
+            }
+        }
+    }
+    for (int z = 0; z < kTileWidth; ++z) {
+        for (int y = 0; y < kTileWidth; ++y) {
+            const auto& row = readings[cells[2][z] - cells[2][0]][cells[1][y] - cells[1][0]];
+            for (int x = 0; x < kTileWidth; ++x) {
+                *out_values++ = row[cells[0][x] - cells[0][0]].value(
+                    Detail::AxisFloats{fractions[0][x], fractions[1][y], fractions[2][z]});
+            }
+        }
+    }
+    return true;
+}
+
+template <typename T, int HALO>
+void VoxelSamplerLinear<T, HALO>::sampleTile(const float (&in_places)[3][kTileWidth], int in_depth,
+                                             T* out_values) const
+{
+    if (sampleInsideTile(in_places, in_depth, out_values)) {
+        return;
+    }
+    for (const float z : in_places[2]) {
+        for (const float y : in_places[1]) {
+            for (const float x : in_places[0]) {
+                *out_values++ = sample({x, y, z}, in_depth);
+            }
+        }
+    }
 }
 
 template <typename T, int HALO>

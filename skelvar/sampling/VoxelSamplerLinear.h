@@ -31,6 +31,9 @@ public:
     T sample(const vec3f& in_position) const override { return sample(in_position, kMaxTileDepth); }
     /// The value, read from tiles not deeper than `in_depth`.
     T sample(const vec3f& in_position, int in_depth) const;
+    /// Samples the 125 values of a tile one deeper than `in_depth`, x fastest, at five places on
+    /// each axis: what `sample` gives one by one. For a sampler of tree space.
+    void sampleTile(const float (&in_places)[3][kTileWidth], int in_depth, T* out_values) const;
     T sampleGradient(const vec3f& in_position, Gradient* out_gradient) const override;
     void sample(const vec3f* in_positions, long long in_count, T* out_values) const override;
     void sampleGradient(const vec3f* in_positions, long long in_count, T* out_values,
@@ -72,6 +75,13 @@ private:
     Reading& reading() const { return m_reading; }
     bool readAny(const vec3f& in_position, int in_depth, Reading& out_reading,
                  Detail::AxisFloats& out_fraction) const;
+    /// The cell and the fraction of a coordinate on an axis of a tile.
+    int cellOnAxis(const Detail::TileNeighbours& in_tile, float in_scale, int in_axis,
+                   float in_place, float& out_fraction) const;
+    /// As `sampleTile`; false, with nothing stored, where the tiles that are read may differ.
+    bool sampleInsideTile(const float (&in_places)[3][kTileWidth], int in_depth,
+                          T* out_values) const;
+    void read(const Stencil& in_stencil, Reading& out_reading) const;
     /// Reads from the tile and those around it. False if one of those is missing that the haloed
     /// form of the tile would be copied from.
     bool readAcrossTiles(const Stencil& in_stencil, Reading& out_reading) const;

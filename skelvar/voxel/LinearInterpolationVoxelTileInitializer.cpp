@@ -32,20 +32,15 @@ void LinearInterpolationVoxelTileInitializer<Channel>::initializeTile(const Tile
     const VoxelLayoutNode& node = m_channel->voxelShapePtr()->layout().node(in_index);
     const float side = static_cast<float>(VoxelLayout::cellWidth(in_index.second));
     const vec3f& offset = m_channel->offset();
-    const vec3f first = {static_cast<float>(node.i()) + side * offset[0],
-                         static_cast<float>(node.j()) + side * offset[1],
-                         static_cast<float>(node.k()) + side * offset[2]};
-    T* value = m_channel->tile(in_index).data();
-    vec3f position = first;
-    for (int z = 0; z < kTileWidth; ++z, position[2] += side) {
-        position[1] = first[1];
-        for (int y = 0; y < kTileWidth; ++y, position[1] += side) {
-            position[0] = first[0];
-            for (int x = 0; x < kTileWidth; ++x, position[0] += side) {
-                *value++ = m_sampler->sample(position, in_index.second - 1);
-            }
+    const vec3i corner = node.corner();
+    float places[3][kTileWidth];
+    for (int a = 0; a < 3; ++a) {
+        places[a][0] = static_cast<float>(corner[a]) + side * offset[a];
+        for (int n = 1; n < kTileWidth; ++n) {
+            places[a][n] = places[a][n - 1] + side;
         }
     }
+    m_sampler->sampleTile(places, in_index.second - 1, m_channel->tile(in_index).data());
 }
 
 template <typename Channel>
