@@ -33,6 +33,19 @@ void NodeArray::noteChildSlots(long long in_begin, long long in_end)
     }
 }
 
+unsigned long long NodeArray::memUsage(MemUsage::Type in_type, bool in_with_children) const
+{
+    unsigned long long bytes = m_slots.size() * sizeof(const int*);
+    if (in_type == MemUsage::eMemAllocated) {
+        bytes += (m_slots.capacity() - m_slots.size()) * sizeof(const int*);
+        bytes += (capacity() - size()) * sizeof(VoxelLayoutNode);
+    }
+    for (const VoxelLayoutNode& node : *this) {
+        bytes += node.memUsage(in_type, in_with_children);
+    }
+    return bytes;
+}
+
 const int* NodeArray::slotsOfNode(long long in_index) const
 {
     const VoxelLayoutNode& node = (*this)[in_index];

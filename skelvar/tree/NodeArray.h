@@ -41,6 +41,10 @@ public:
     /// their place; for new nodes it is a matter of speed.
     void noteChildSlots(long long in_begin, long long in_end);
 
+    /// Bytes of the nodes with what stands beside them, and of the child slots if
+    /// `in_with_children`.
+    unsigned long long memUsage(MemUsage::Type in_type, bool in_with_children) const;
+
 private:
     void fitSlots();
     const int* slotsOfNode(long long in_index) const;

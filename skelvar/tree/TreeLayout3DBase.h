@@ -63,7 +63,8 @@ public:
     bool dump(OutputStream& io_stream) const override;
     /// The layout's key-value store. There from the start, shared with the caller.
     virtual void dictionary(std::shared_ptr<Dictionary>& out_dictionary) const;
-    /// Bytes of the nodes, and of their child slots if `in_with_children`.
+    /// Bytes of the nodes with what stands beside them, and of their child slots if
+    /// `in_with_children`.
     virtual unsigned long long memUsage(MemUsage::Type in_type, bool in_with_children) const = 0;
     /// Makes the target a copy of this layout; with `in_deep` false it shares the nodes. Raises no
     /// event. Throws `std::runtime_error` if the target is of another class.

@@ -106,12 +106,7 @@ unsigned long long VoxelLayout::memUsage(MemUsage::Type in_type, bool in_with_ch
 {
     unsigned long long bytes = 0;
     for (const NodeArray& array : m_node_data->depths) {
-        for (const VoxelLayoutNode& node : array) {
-            bytes += node.memUsage(in_type, in_with_children);
-        }
-        if (in_type == MemUsage::eMemAllocated) {
-            bytes += (array.capacity() - array.size()) * sizeof(VoxelLayoutNode);
-        }
+        bytes += array.memUsage(in_type, in_with_children);
     }
     return bytes;
 }

@@ -23,7 +23,7 @@ TEST_F(TreeCommand, TellsDepthsRootsGradingAndSoundness)
             // The channels are a float and a vector of three; a node above depth 7 has child slots.
             const long long nodes = depth["nodes"];
             EXPECT_EQ(2 * nodes, depth["tiles"]);
-            const long long node_bytes = depth["depth"] == 7 ? 64 : 564;
+            const long long node_bytes = depth["depth"] == 7 ? 64 : 572;
             EXPECT_EQ(nodes * (node_bytes + 125 * 16), depth["bytes"]);
         }
         EXPECT_GT(tree["depths"][7]["nodes"], 100);

@@ -69,9 +69,7 @@ TreeReport inspect(const ShapeFile& in_file)
     report.violations = checkLayout(layout);
     for (int depth = 0; depth < kNumDepths; ++depth) {
         report.depths[depth].nodes = layout.numNodes(depth);
-        for (const VoxelLayoutNode& node : layout.nodes(depth)) {
-            report.depths[depth].bytes += node.memUsage(MemUsage::eMemUsed, true);
-        }
+        report.depths[depth].bytes = layout.nodes(depth).memUsage(MemUsage::eMemUsed, true);
     }
     for (const std::string& name : in_file.channelNames()) {
         const auto channel = in_file.channel(name);
