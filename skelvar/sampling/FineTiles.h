@@ -95,7 +95,8 @@ struct StencilPlace {
         return __builtin_convertvector(in_values, AxisInts) + (in_values < 0.0f);
     };
     const AxisFloats position = axisFloats(in_position);
-    const AxisFloats p = (position > -kEdge) & (position < kEdge) ? position : AxisFloats{} + kEdge;
+    const AxisFloats p =
+        ((position > -kEdge) & (position < kEdge)) ? position : AxisFloats{} + kEdge;
     // The quotient by 5: a multiple of 5 times 0.2f, which is above 0.2, does not come out below
     // the whole number, nor the last number before the next multiple at the next whole number.
     const AxisFloats from_end = __builtin_convertvector(truncate(p) + kOrigin, AxisFloats);
