@@ -107,6 +107,17 @@ inline CellIndex finestCell(const int* in_slots, int in_index, int in_slot, int 
     return exact ? CellIndex{{tile, -1}, 0} : CellIndex{{in_index, kMaxTileDepth - 1}, in_slot};
 }
 
+/// What an exact lookup found out of sight of the compiler, with the depth that a found tile is
+/// known to have: a caller who asks for a constant depth then indexes with a constant.
+template <bool exact>
+inline CellIndex atAskedDepth(CellIndex in_found, int in_depth)
+{
+    if (exact && in_found.tile.first >= 0) {
+        in_found.tile.second = in_depth;
+    }
+    return in_found;
+}
+
 /// The walk by the digits of an id, from a node that is the tile or an ancestor of it.
 template <bool exact>
 inline TileIndex descend(const NodeArrays& in_nodes, const TileIndex& in_start, TileId in_id)

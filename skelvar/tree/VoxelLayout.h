@@ -153,7 +153,8 @@ public:
             return m_node_data->trunk.find<exact>(
                 *this, m_node_data->trunk.lowerPath(in_i, in_j, in_k), in_depth);
         }
-        return cellIndexFromRoot<exact>(in_i, in_j, in_k, in_depth);
+        return Detail::atAskedDepth<exact>(cellIndexFromRoot<exact>(in_i, in_j, in_k, in_depth),
+                                           in_depth);
     }
     bool nodeExists(TileId in_id) const { return nodeIndex<true>(in_id).first >= 0; }
     /// True if the index names a place of this layout, with a live node in it.

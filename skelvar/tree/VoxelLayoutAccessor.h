@@ -51,7 +51,8 @@ public:
                 }
             }
         }
-        return cellIndexImpl<exact>(in_i, in_j, in_k, in_depth);
+        return Detail::atAskedDepth<exact>(cellIndexImpl<exact>(in_i, in_j, in_k, in_depth),
+                                           in_depth);
     }
     /// The same for many points at once, in their order. For points far from one another this is
     /// much faster than one after the other: the cells can be found before any of them is read,
