@@ -70,12 +70,15 @@ template <bool exact>
 void VoxelLayout::ConstAccessor::cellIndices(const vec3i* in_points, long long in_count,
                                              int in_depth, CellIndex* out_cells)
 {
-    ConstAccessor local = *this;  // kept in registers
-    for (long long n = 0; n < in_count; ++n) {
+    long long n = 0;
+    while (n < in_count) {
         const vec3i& p = in_points[n];
-        out_cells[n] = local.cellIndex<exact>(p[0], p[1], p[2], in_depth);
+        if (in_depth == kMaxTileDepth && m_block.covers(p[0], p[1], p[2])) {
+            n += m_block.findRun<exact>(in_points + n, in_count - n, out_cells + n);
+        } else {
+            out_cells[n++] = cellIndex<exact>(p[0], p[1], p[2], in_depth);
+        }
     }
-    *this = local;
 }
 
 template <bool exact>

@@ -151,6 +151,21 @@ protected:
             return Detail::finestCell<exact>(slots, index, static_cast<int>(steps & 0xFF),
                                              static_cast<int>(steps >> 8));
         }
+        /// The cells of the first points, up to one that it does not cover; gives their number.
+        template <bool exact>
+        long long findRun(const vec3i* in_points, long long in_count, CellIndex* out_cells) const
+        {
+            const Block block = *this;  // what is written cannot change it
+            long long n = 0;
+            for (; n < in_count; ++n) {
+                const vec3i& p = in_points[n];
+                if (!block.covers(p[0], p[1], p[2])) {
+                    break;
+                }
+                out_cells[n] = block.find<exact>(p[0], p[1], p[2]);
+            }
+            return n;
+        }
         static unsigned above(int in_coordinate, int in_corner)
         {
             return static_cast<unsigned>(in_coordinate) - static_cast<unsigned>(in_corner);
