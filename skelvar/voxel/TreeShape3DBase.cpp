@@ -14,6 +14,9 @@
 #include <tbb/task_arena.h>
 
 #include <algorithm>
+#include <array>
+#include <cstdint>
+#include <mutex>
 #include <stdexcept>
 
 namespace Skelvar {
@@ -88,6 +91,32 @@ void TreeShape3DBase::unsubscribe()
     m_is_observing = false;
 }
 
+namespace {
+
+/// One is held during the event of a channel that shares its arrays, the same for all that do.
+std::array<std::mutex, 61> s_sharing;
+
+/// The body of an event for one channel. Shapes with the same arrays may stand on one layout, whose
+/// observers are called concurrently: their channels take the event one after the other.
+template <typename Body>
+auto guarded(const Body& in_body)
+{
+    return [in_body](TreeChannel3DBase& io_channel) {
+        constexpr long kUnshared = 2;  // the channel's pointer and this one
+        const std::shared_ptr<const void> data = io_channel.blockDataPtr();
+        if (data.use_count() <= kUnshared) {
+            in_body(io_channel);
+            return;
+        }
+        const auto address = reinterpret_cast<std::uintptr_t>(data.get());
+        const std::lock_guard lock(s_sharing[address / 64 % s_sharing.size()]);
+        // While it waits for a loop, this thread must not pick up another channel's event.
+        tbb::this_task_arena::isolate([&] { in_body(io_channel); });
+    };
+}
+
+}  // namespace
+
 template <typename Body>
 void TreeShape3DBase::forEachChannel(const char* in_label, const Body& in_body) const
 {
@@ -117,41 +146,47 @@ void TreeShape3DBase::nodeAdded(const TileIndex& in_index)
 {
     // One tile a channel is too little for other threads, and nodes may come one by one.
     const SkelvarProfiler::Scope scope("TreeShape3DBase<T>::nodeAdded");
+    const auto add =
+        guarded([=](TreeChannel3DBase& io_channel) { io_channel.nodeAdded(in_index); });
     for (const auto& [name, channel] : m_channels) {
         if (channel) {
-            channel->nodeAdded(in_index);
+            add(*channel);
         }
     }
 }
 
 void TreeShape3DBase::nodesAdded(const std::vector<int>* in_indices)
 {
-    forEachChannel("TreeShape3DBase<T>::nodesAdded",
-                   [=](TreeChannel3DBase& io_channel) { io_channel.nodesAdded(in_indices); });
+    forEachChannel("TreeShape3DBase<T>::nodesAdded", guarded([=](TreeChannel3DBase& io_channel) {
+                       io_channel.nodesAdded(in_indices);
+                   }));
 }
 
 void TreeShape3DBase::nodesCleared()
 {
     forEachChannel("TreeShape3DBase<T>::nodesCleared",
-                   [](TreeChannel3DBase& io_channel) { io_channel.nodesCleared(); });
+                   guarded([](TreeChannel3DBase& io_channel) { io_channel.nodesCleared(); }));
 }
 
 void TreeShape3DBase::nodeDeleted(const TileIndex& in_index)
 {
-    forEachChannel("TreeShape3DBase<T>::nodeDeleted",
-                   [&](TreeChannel3DBase& io_channel) { io_channel.nodeDeleted(in_index); });
+    forEachChannel("TreeShape3DBase<T>::nodeDeleted", guarded([=](TreeChannel3DBase& io_channel) {
+                       io_channel.nodeDeleted(in_index);
+                   }));
 }
 
 void TreeShape3DBase::nodesDeleted(const std::vector<int>* in_deleted)
 {
-    forEachChannel("TreeShape3DBase<T>::nodesDeleted",
-                   [=](TreeChannel3DBase& io_channel) { io_channel.nodesDeleted(in_deleted); });
+    forEachChannel("TreeShape3DBase<T>::nodesDeleted", guarded([=](TreeChannel3DBase& io_channel) {
+                       io_channel.nodesDeleted(in_deleted);
+                   }));
 }
 
 void TreeShape3DBase::nodesDeleted(const std::vector<TileIndex>* in_moves)
 {
-    forEachChannel("TreeShape3DBase<T>::nodesDeleted",
-                   [=](TreeChannel3DBase& io_channel) { io_channel.nodesDeleted(in_moves); });
+    forEachChannel("TreeShape3DBase<T>::nodesDeleted", guarded([=](TreeChannel3DBase& io_channel) {
+                       io_channel.nodesDeleted(in_moves);
+                   }));
 }
 
 void TreeShape3DBase::dxChanged(float in_dx)

@@ -24,7 +24,8 @@ class TreeLayout3DBase;
 
 /// Ties a layout to a table of channels and places them in the world. Owns its channels; refers to
 /// its layout and its object weakly. Observes the layout and passes each event on to all channels,
-/// concurrently. The table is edited by one thread, and not during an event.
+/// concurrently, but one after the other to channels that share their arrays. The table is edited
+/// by one thread, and not during an event.
 class SKELVAR_API TreeShape3DBase : public std::enable_shared_from_this<TreeShape3DBase>,
                                     public TreeLayout3DObserver,
                                     public Persistable,

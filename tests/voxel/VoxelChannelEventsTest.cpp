@@ -2,8 +2,11 @@
 #include <tests/voxel/VoxelFixture.h>
 
 #include <array>
+#include <atomic>
+#include <chrono>
 #include <map>
 #include <set>
+#include <thread>
 
 namespace Skelvar::Test {
 namespace {
@@ -177,6 +180,66 @@ TEST(ChannelEvents, OfAKnownNodeChangeNothing)
 
     EXPECT_TRUE(holdsNumbers(*channel));
     EXPECT_TRUE(channel->checkAllocatedSizes());
+}
+
+/// Dwells in each event, and tells whether another channel was in one at that time.
+class SlowChannel : public VoxelChannel<int> {
+public:
+    void nodeAdded(const TileIndex& in_index) override
+    {
+        dwell();
+        VoxelChannel<int>::nodeAdded(in_index);
+    }
+    void nodesAdded(const std::vector<int>* in_indices) override
+    {
+        dwell();
+        VoxelChannel<int>::nodesAdded(in_indices);
+    }
+    void nodesDeleted(const std::vector<TileIndex>* in_moves) override
+    {
+        dwell();
+        VoxelChannel<int>::nodesDeleted(in_moves);
+    }
+    void nodesCleared() override
+    {
+        dwell();
+        VoxelChannel<int>::nodesCleared();
+    }
+
+    static inline std::atomic<bool> s_has_met = false;
+
+private:
+    static void dwell()
+    {
+        static std::atomic<int> s_inside = 0;
+        s_has_met = ++s_inside > 1 || s_has_met;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        --s_inside;
+    }
+};
+
+TEST(ChannelEvents, ChannelsWithTheSameArraysTakeEventsOneAfterTheOther)
+{
+    ShapeOnLayout on;
+    const auto channel = on.addChannel<int>("c", false);
+    std::vector<std::shared_ptr<VoxelShape>> shapes;
+    for (int n = 0; n < 3; ++n) {
+        const std::shared_ptr<VoxelChannel<int>> slow = std::make_shared<SlowChannel>();
+        channel->copyInto(slow, false, true);
+        shapes.push_back(std::make_shared<VoxelShape>("s" + std::to_string(n)));
+        shapes.back()->setLayout(on.layout);
+        shapes.back()->addChannel(slow);
+        ASSERT_EQ(channel->blockDataPtr(), slow->blockDataPtr());
+    }
+
+    on.addChild({3, 1});
+    on.addChildren(1, 4, 5);
+    on.layout->deleteNodes(std::vector<TileId>{on.layout->node(5, 1).id()});
+    EXPECT_EQ(on.layout->numNodes(1), channel->numTiles(1));
+    on.layout->clear();
+
+    EXPECT_FALSE(SlowChannel::s_has_met);
+    EXPECT_EQ(0, channel->numTiles(1));
 }
 
 TEST(ChannelEvents, ThatDoNotFitAChannelLeaveItAtTheLayoutsSize)
