@@ -47,7 +47,8 @@ public:
         eHintDefault = 0,    ///< the stored item, unless the global hint says more
         eHintDoNotCopy = 1,  ///< the stored item itself
         /// A new item that shares the heavy data with the stored one. All items that were fetched
-        /// so, and the stored one, have the same arrays: what is written into one shows in all.
+        /// so, and the stored one, have the same arrays: what is written into one shows in all. So
+        /// shapes of them on different layouts need the same edits of each.
         eHintCopy = 2,
         eHintCopyData = 3,  ///< a new item with data of its own
     };
@@ -239,6 +240,10 @@ public:
     /// and mesh in this order. The caller deletes it.
     virtual VoxelStateResult typeMeta(const std::string& in_name, TypeMetaBase** out_type) = 0;
 
+    /// Put an item that the caller holds, such as a copy, into the store under the names that it
+    /// has; a name that is absent is added. A shape comes with its channels and its layout, becomes
+    /// the one that the stored object of its name holds, follows the layout from now on, and has a
+    /// tile for each of its nodes, whatever was edited meanwhile.
     virtual VoxelStateResult updateObject(const std::shared_ptr<BObject>& in_object) = 0;
     virtual VoxelStateResult updateShape(const std::shared_ptr<TreeShape3DBase>& in_shape) = 0;
     virtual VoxelStateResult updateChannel(

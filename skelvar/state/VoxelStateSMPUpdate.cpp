@@ -77,13 +77,13 @@ bool updateLayoutOf(VoxelStateSMP::Maps& io_maps, TreeShape3DBase& io_shape)
     if (!layout) {
         return false;
     }
-    // A copy of a shape does not observe its layout, a stored shape does; the layout may have been
-    // edited while the copy was in other hands.
+    // A copy of a shape does not observe its layout, a stored shape does.
     const auto& observers = layout->observers();
     if (std::find(observers.begin(), observers.end(), &io_shape) == observers.end()) {
         io_shape.setLayout(layout);
-        resizeChannels(io_shape);
     }
+    // The layout, or another that a shape with the same arrays stands on, may have been edited.
+    resizeChannels(io_shape);
     std::shared_ptr<VoxelLayout> replaced;
     if (!io_maps.updateLayout(layout, replaced)) {
         return false;
@@ -121,9 +121,9 @@ VoxelStateResult VoxelStateSMP::updateShape(const std::shared_ptr<TreeShape3DBas
         return kVoxelStateFailed;
     }
     bool ok = updateLayoutOf(*m_maps, *in_shape);
-    // The stored object holds the stored shape; a copy of the object comes in by its own update.
+    // The stored object holds the stored shape, even if this was fetched into a copy of it.
     const auto object = m_maps->findObject(in_shape->objectName());
-    if (object && object == in_shape->object() && object->hasShape(in_shape->name()) &&
+    if (object && object->hasShape(in_shape->name()) &&
         object->shapePtr<TreeShape3DBase>(in_shape->name()) != in_shape) {
         object->updateShape(in_shape);
     }

@@ -268,6 +268,30 @@ TEST(Update, ShapeThatComesBackAfterAnEditHasATileForEachNode)
     EXPECT_EQ(2, shape->channelBasePtr("rain-volume/density")->numTiles(7));
 }
 
+TEST(Update, CopyWithTheArraysOfTheStoredShapeComesBackOnALayoutOfItsOwn)
+{
+    for (const bool by_object : {false, true}) {
+        RainScene scene;
+        std::shared_ptr<BObject> object;
+        std::shared_ptr<VoxelShape> shape;
+        std::shared_ptr<VoxelLayout> layout;
+        scene.server->object("rain", &object, VoxelState::eHintCopy);
+        scene.server->voxelShape("rain-volume", shape, object, VoxelState::eHintCopy);
+        scene.server->voxelLayout("rain-volumelayout", shape, layout, VoxelState::eHintCopyData);
+        scene.layout->addNode(0, 0, 40, 7);
+
+        ASSERT_EQ(kVoxelStateOk, by_object ? scene.server->updateObject(object)
+                                           : scene.server->updateShape(shape));
+
+        EXPECT_EQ(1, layout->numNodes(7));
+        EXPECT_EQ(1, shape->channelBasePtr("rain-volume/density")->numTiles(7));
+        std::shared_ptr<BObject> stored;
+        scene.server->objectRef("rain", stored);
+        EXPECT_EQ(shape, stored->shapePtr<VoxelShape>("rain-volume"));
+        EXPECT_EQ(stored, shape->object());
+    }
+}
+
 TEST(Update, ChannelDataAreCopiedOnlyIfTheyAreNotShared)
 {
     RainScene scene;
