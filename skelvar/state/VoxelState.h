@@ -204,6 +204,10 @@ public:
                                            const std::shared_ptr<VoxelLayout>& in_layout,
                                            VoxelStateHint in_hint) = 0;
 
+    /// Gives a stored object and the shapes, layouts and channels below it new names: `in_new_name`
+    /// takes the place of as many characters as the old name has. Copies keep the old names, so
+    /// they are to be brought back before: later they come in as further items, and if they share
+    /// arrays with the renamed ones, an edit of the layout of either breaks the other.
     virtual VoxelStateResult renameObject(const std::shared_ptr<BObject>& io_object,
                                           const std::string& in_new_name) = 0;
     virtual VoxelStateResult swapChannels(const std::string& in_channel_a,
