@@ -1,5 +1,6 @@
 #include <skelvar/base/array1.h>
 
+#include <skelvar/base/KeptBlocks.h>
 #include <skelvar/base/ScalableMemory.h>
 
 #include <tbb/blocked_range.h>
@@ -35,6 +36,31 @@ void adviseHugePages([[maybe_unused]] void* in_memory, [[maybe_unused]] std::siz
 #endif
 }
 
+KeptBlocks s_kept;
+
+/// False where the address sanitizer is to see each release.
+constexpr bool isKept([[maybe_unused]] std::size_t in_bytes)
+{
+#ifdef SKELVAR_ADDRESS_SANITIZER
+    return false;
+#else
+    return in_bytes >= KeptBlocks::kLeastBytes;
+#endif
+}
+
+/// Null if there is none.
+void* allocateLarge(std::size_t in_bytes)
+{
+    void* memory = s_kept.take(in_bytes);
+    if (memory == nullptr) {
+        memory = allocateMemory(in_bytes);
+    }
+    if (memory == nullptr && s_kept.drop()) {
+        memory = allocateMemory(in_bytes);
+    }
+    return memory;
+}
+
 }  // namespace
 
 void* allocateArray(long long in_count, std::size_t in_size)
@@ -44,7 +70,9 @@ void* allocateArray(long long in_count, std::size_t in_size)
     }
     const bool fits = in_count > 0 && static_cast<std::size_t>(in_count) <= kMostBytes / in_size;
     const std::size_t bytes = fits ? static_cast<std::size_t>(in_count) * in_size : 0;
-    void* const memory = fits ? allocateMemory(bytes) : nullptr;
+    void* const memory = !fits           ? nullptr
+                         : isKept(bytes) ? allocateLarge(bytes)
+                                         : allocateMemory(bytes);
     if (memory == nullptr) {
         throw std::runtime_error("Out of memory.");
     }
@@ -54,9 +82,13 @@ void* allocateArray(long long in_count, std::size_t in_size)
     return memory;
 }
 
-void releaseArray(void* in_memory)
+void releaseArray(void* in_memory, std::size_t in_bytes)
 {
-    releaseMemory(in_memory);
+    if (in_memory != nullptr && isKept(in_bytes)) {
+        s_kept.keep(in_memory, in_bytes);
+    } else {
+        releaseMemory(in_memory);
+    }
 }
 
 void copyArray(const void* in_bytes, std::size_t in_count, void* out_bytes)

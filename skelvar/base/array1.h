@@ -14,9 +14,10 @@ namespace Detail {
 
 /// Memory of the scalable allocator for `in_count` elements of `in_size` bytes, null for a count
 /// of 0. Throws `std::runtime_error` with "Out of memory." if the count is negative, the product
-/// overflows or there is none.
+/// overflows or there is none. Large blocks may be such as were released before.
 SKELVAR_API void* allocateArray(long long in_count, std::size_t in_size);
-SKELVAR_API void releaseArray(void* in_memory);
+/// Null is none. A large block that is told its bytes is kept for arrays to come.
+SKELVAR_API void releaseArray(void* in_memory, std::size_t in_bytes = 0);
 
 /// `memcpy`, in parallel for many bytes.
 SKELVAR_API void copyArray(const void* in_bytes, std::size_t in_count, void* out_bytes);
@@ -111,7 +112,7 @@ public:
     void release()
     {
         setSize(0);
-        Detail::releaseArray(m_data);
+        Detail::releaseArray(m_data, m_capacity * sizeof(E));
         m_data = nullptr;
         m_capacity = 0;
     }
@@ -137,7 +138,7 @@ private:
             std::uninitialized_move_n(m_data, m_size, data);
             std::destroy_n(m_data, m_size);
         }
-        Detail::releaseArray(m_data);
+        Detail::releaseArray(m_data, m_capacity * sizeof(E));
         m_data = data;
         m_capacity = in_capacity;
     }

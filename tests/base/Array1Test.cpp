@@ -110,5 +110,42 @@ TEST(Array1, KeepsEveryElementOfALargeArray)
     EXPECT_EQ(count, copied.capacity());
 }
 
+TEST(Array1, LargeOnesDoNotShareMemory)
+{
+    // Released memory of large arrays serves others.
+    Testing::Random random(5);
+    SCOPED_TRACE(random.seed());
+    std::vector<array1<int>> arrays(7);
+    std::vector<int> tags(arrays.size());
+    const auto cells_of = [](array1<int>& io_array) {
+        const long long last = io_array.size() - 1;
+        return std::vector<int*>{&io_array[0], &io_array[last / 2], &io_array[last]};
+    };
+    for (int step = 0; step < 120; ++step) {
+        const int n = random.integer(0, 6);
+        if (arrays[n].empty() || random.integer(0, 2) == 0) {
+            arrays[n] = array1<int>(random.integer(10, 24) * 1'000'000LL);  // 40 to 96 MB
+        } else if (random.integer(0, 4) == 0) {
+            arrays[n].reserve_grow(arrays[n].capacity() + 1);
+            ASSERT_EQ(tags[n], arrays[n][0]);
+            arrays[n].resize(arrays[n].capacity());
+        } else {
+            arrays[n].release();
+        }
+        tags[n] = step;
+        for (std::size_t m = 0; m < arrays.size(); ++m) {
+            if (arrays[m].empty()) {
+                continue;
+            }
+            for (int* const cell : cells_of(arrays[m])) {
+                if (static_cast<int>(m) == n) {
+                    *cell = step;
+                }
+                ASSERT_EQ(tags[m], *cell) << "step " << step << ", array " << m;
+            }
+        }
+    }
+}
+
 }  // namespace
 }  // namespace Skelvar
