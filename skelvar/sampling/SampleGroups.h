@@ -5,7 +5,6 @@
 #include <skelvar/voxel/VoxelChannel.h>
 
 #include <algorithm>
-#include <cassert>
 
 namespace Skelvar {
 
@@ -194,7 +193,7 @@ inline T VoxelSampler<T>::sampleOne(const Kind& in_kind, const vec3f& in_positio
     Detail::AxisFloats fraction;
     const Detail::FineCell cell = Detail::fineCell(in_kind.toTree(in_position), reach, fraction);
     auto& reading = in_kind.reading();
-    if (!(cell == m_last)) {
+    if (cell != m_last) {
         Detail::StencilPlace place;
         Detail::StencilAcross<T, Kind::kReach> values;
         m_fine.find(cell, reach, place);
